@@ -1,0 +1,41 @@
+#include "TestDevice.h"
+
+#include <lumaro/render/gpu/ComException.h>
+
+#include <cstring>
+
+namespace Render::Testing {
+
+TestDevice::TestDevice()
+{
+    const D3D_FEATURE_LEVEL level = D3D_FEATURE_LEVEL_11_0;
+    throwIfFailed(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, &level, 1, D3D11_SDK_VERSION,
+                                    &device_, nullptr, &context_));
+}
+
+std::vector<std::uint8_t> TestDevice::readBack(ID3D11Texture2D* texture, unsigned texelSize) const
+{
+    D3D11_TEXTURE2D_DESC desc{};
+    texture->GetDesc(&desc);
+    desc.Usage = D3D11_USAGE_STAGING;
+    desc.BindFlags = 0;
+    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+    desc.MiscFlags = 0;
+    desc.MipLevels = 1;
+    desc.ArraySize = 1;
+    ComPtr<ID3D11Texture2D> staging;
+    throwIfFailed(device_->CreateTexture2D(&desc, nullptr, &staging));
+    context_->CopySubresourceRegion(staging.Get(), 0, 0, 0, 0, texture, 0, nullptr);
+
+    D3D11_MAPPED_SUBRESOURCE mapped{};
+    throwIfFailed(context_->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped));
+    const std::size_t rowBytes = std::size_t(desc.Width) * texelSize;
+    std::vector<std::uint8_t> pixels(rowBytes * desc.Height);
+    for (unsigned row = 0; row < desc.Height; ++row)
+        std::memcpy(pixels.data() + row * rowBytes, static_cast<const std::uint8_t*>(mapped.pData) + row * mapped.RowPitch,
+                    rowBytes);
+    context_->Unmap(staging.Get(), 0);
+    return pixels;
+}
+
+} // namespace Render::Testing

@@ -1,0 +1,150 @@
+#!/usr/bin/env bash
+# The part of ./dev that runs inside the build root: configure, build, test, run.
+set -uo pipefail
+
+repo=${LUMARO_REPO:?}
+export LUMARO_BUILD_PREFIX=${LUMARO_BUILD_TAG:+$LUMARO_BUILD_TAG-}
+export WINEPREFIX=/opt/lumaro-wineprefix
+export WINEDEBUG=-all
+cd "$repo"
+
+preset_of() {
+    case "${1:-}" in
+        native|"") echo native ;;
+        tsan)      echo native-tsan ;;
+        release)   echo native-release ;;
+        mingw)     echo mingw ;;
+        *) echo "dev: unknown configuration '$1' (native, tsan, release, mingw)" >&2; return 2 ;;
+    esac
+}
+
+build_dir_of() { echo "$repo/build/${LUMARO_BUILD_PREFIX}$1"; }
+
+configure_and_build() {
+    local preset=$1; shift
+    local dir; dir=$(build_dir_of "$preset")
+    mkdir -p "$repo/build"
+    if [ ! -f "$dir/build.ninja" ] || [ "$repo/CMakePresets.json" -nt "$dir/CMakeCache.txt" ]; then
+        cmake --preset "$preset" >"$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" 2>&1 \
+            || { cat "$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" >&2; return 1; }
+    fi
+    cmake --build "$dir" ${1:+--target "$@"}
+}
+
+# Wine needs an X display and a running wineserver before the first test starts: if a test
+# started them, they would inherit ctest's output pipe and ctest would wait for them forever.
+wine_pids=()
+wine_start() {
+    local display_file; display_file=$(mktemp)
+    Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3>"$display_file" </dev/null >/dev/null 2>&1 &
+    wine_pids+=($!)
+    local tries=0
+    while [ ! -s "$display_file" ] && [ $tries -lt 100 ]; do sleep 0.1; tries=$((tries + 1)); done
+    [ -s "$display_file" ] || { echo "dev: Xvfb did not start" >&2; return 1; }
+    export DISPLAY=":$(head -1 "$display_file")"
+    rm -f "$display_file"
+    wineserver -p </dev/null >/dev/null 2>&1
+    wine wineboot -i </dev/null >/dev/null 2>&1
+}
+
+wine_stop() {
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    local pid
+    for pid in "${wine_pids[@]}"; do kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; done
+    wine_pids=()
+}
+
+# One Wine session at a time per prefix: concurrent runs share it and wineserver -k would end both.
+with_wine() {
+    exec 8>/var/lock/lumaro-wine.lock
+    flock 8
+    wine_start || return 1
+    "$@"
+    local status=$?
+    wine_stop
+    flock -u 8
+    return $status
+}
+
+run_ctest() {
+    local preset=$1; shift
+    local dir; dir=$(build_dir_of "$preset")
+    [ -f "$dir/CTestTestfile.cmake" ] || { echo "dev: $preset is not built yet (./dev build ${preset})" >&2; return 1; }
+    if [ "$preset" = mingw ]; then
+        with_wine ctest --test-dir "$dir" --output-on-failure --timeout 600 "$@"
+    else
+        ctest --test-dir "$dir" --output-on-failure --timeout 600 "$@"
+    fi
+}
+
+summary_line() {
+    # The closing line of a ctest log: "100% tests passed, 0 tests failed out of 42".
+    grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$1" | tail -1
+}
+
+test_all() {
+    local logs="$repo/build/${LUMARO_BUILD_PREFIX}logs"
+    mkdir -p "$logs"
+    local native_status=0 mingw_status=0
+    local started=$SECONDS
+
+    echo "=== native build (ASan + UBSan) ==="
+    if configure_and_build native; then
+        echo "=== native tests ==="
+        run_ctest native -j2 2>&1 | tee "$logs/native.log"
+        native_status=${PIPESTATUS[0]}
+    else
+        native_status=1
+        echo "native build failed" >"$logs/native.log"
+    fi
+
+    echo "=== Windows build (MinGW) ==="
+    if configure_and_build mingw; then
+        echo "=== Windows tests under Wine ==="
+        run_ctest mingw 2>&1 | tee "$logs/mingw.log"
+        mingw_status=${PIPESTATUS[0]}
+    else
+        mingw_status=1
+        echo "Windows build failed" >"$logs/mingw.log"
+    fi
+
+    echo
+    echo "=== summary ($((SECONDS - started)) s) ==="
+    local passed=0 failed=0 line p t
+    for config in native mingw; do
+        line=$(summary_line "$logs/$config.log")
+        echo "$config: ${line:-$(tail -1 "$logs/$config.log")}"
+        if [ -n "$line" ]; then
+            t=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+            p=$(sed -E 's/.* ([0-9]+) tests? failed.*/\1/' <<<"$line")
+            passed=$((passed + t - p)); failed=$((failed + p))
+        else
+            failed=$((failed + 1))
+        fi
+    done
+    echo "total: $passed passed, $failed failed"
+    [ $native_status = 0 ] && [ $mingw_status = 0 ]
+}
+
+command=${1:?}; shift
+case "$command" in
+    test)  test_all ;;
+    build) preset=$(preset_of "${1:-}") || exit 2; shift || true; configure_and_build "$preset" "$@" ;;
+    ctest) preset=$(preset_of "${1:-}") || exit 2; shift || true; run_ctest "$preset" "$@" ;;
+    run)
+        program=${1:?"dev run PROGRAM ARGS..."}; shift
+        dir=$(build_dir_of mingw)
+        exe=$(find "$dir" -name "$program.exe" -type f 2>/dev/null | head -1)
+        [ -n "$exe" ] || { echo "dev: no $program.exe in $dir (./dev build mingw $program)" >&2; exit 2; }
+        with_wine wine "$exe" "$@" ;;
+    native-run)
+        program=${1:?"dev native-run PROGRAM ARGS..."}; shift
+        dir=$(build_dir_of native)
+        exe=$(find "$dir" -name "$program" -type f -perm -u+x 2>/dev/null | head -1)
+        [ -n "$exe" ] || { echo "dev: no $program in $dir (./dev build native $program)" >&2; exit 2; }
+        "$exe" "$@" ;;
+    bench)
+        configure_and_build native-release lumaro_bench || exit 1
+        "$(build_dir_of native-release)/bench/lumaro_bench" ${1:+--benchmark_filter="$1"} ;;
+    *) echo "dev: unknown command '$command'" >&2; exit 2 ;;
+esac

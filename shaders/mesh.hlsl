@@ -1,0 +1,1 @@
+// mesh.hlsl

@@ -145,6 +145,6 @@ case "$command" in
         "$exe" "$@" ;;
     bench)
         configure_and_build native-release lumaro_bench || exit 1
-        "$(build_dir_of native-release)/bench/lumaro_bench" ${1:+--benchmark_filter="$1"} ;;
+        "$(build_dir_of native-release)/bin/lumaro_bench" ${1:+--benchmark_filter="$1"} ;;
     *) echo "dev: unknown command '$command'" >&2; exit 2 ;;
 esac

@@ -10,6 +10,8 @@ toolchain="$LUMARO_REPO/cmake/toolchains/mingw-w64.cmake"
 rm -rf "$work"
 mkdir -p "$work" "$prefix"
 cd "$work"
+# Sources of trixie too: zstd and LASzip come from there (the base root only lists bookworm's).
+echo "deb-src http://deb.debian.org/debian trixie main" >/etc/apt/sources.list.d/trixie-src.list
 apt-get update -qq
 
 # Brotli 1.0.9 from bookworm: trixie's source package is not complete on the mirror.
@@ -20,6 +22,36 @@ cmake -S brotli-src -B brotli-build -G Ninja \
     -DCMAKE_INSTALL_PREFIX="$prefix" -DBUILD_SHARED_LIBS=OFF -DBROTLI_DISABLE_TESTS=ON >/dev/null
 cmake --build brotli-build >/dev/null
 cmake --install brotli-build >/dev/null
+
+# Zstandard 1.5.7 from trixie, the same version as the native build's libzstd-dev.
+apt-get source --download-only -qq libzstd=1.5.7+dfsg-1 >/dev/null
+dpkg-source -x --skip-patches libzstd_*.dsc zstd-src >/dev/null
+cmake -S zstd-src/build/cmake -B zstd-build -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DZSTD_BUILD_STATIC=ON -DZSTD_BUILD_SHARED=OFF \
+    -DZSTD_BUILD_PROGRAMS=OFF -DZSTD_BUILD_TESTS=OFF -DZSTD_MULTITHREAD_SUPPORT=OFF >/dev/null
+cmake --build zstd-build >/dev/null
+cmake --install zstd-build >/dev/null
+
+# LASzip 3.5.0 from trixie. The mirror serves its upstream tarball but not always the .dsc, so the
+# tarball is checked against the checksum that the source index lists.
+laszip_version=3.5.0
+apt-get source --download-only -qq "laszip=$laszip_version-2" >/dev/null 2>&1 || true
+laszip_tarball="laszip_$laszip_version.orig.tar.xz"
+laszip_sha256=$(apt-cache showsrc laszip \
+    | awk -v f="$laszip_tarball" '/^Checksums-Sha256:/ {s=1; next} /^[^ ]/ {s=0} s && $3 == f {print $1; exit}')
+[ -n "$laszip_sha256" ] || { echo "no checksum for $laszip_tarball in the source index" >&2; exit 1; }
+echo "$laszip_sha256  $laszip_tarball" | sha256sum --check --quiet
+mkdir laszip-src
+tar -xf "$laszip_tarball" -C laszip-src --strip-components=1
+# Only the library that implements the C API; its dynamic-loading shim (laszip_api) is not needed.
+cmake -S laszip-src -B laszip-build -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DLASZIP_BUILD_STATIC=ON -Wno-dev >/dev/null
+cmake --build laszip-build --target laszip3 >/dev/null
+install -D -m 644 laszip-build/src/liblaszip3.a "$prefix/lib/liblaszip3.a"
+install -D -m 644 laszip-src/include/laszip/laszip_api.h "$prefix/include/laszip/laszip_api.h"
+install -D -m 644 laszip-build/include/laszip/laszip_api_version.h "$prefix/include/laszip/laszip_api_version.h"
 
 cd /
 rm -rf "$work"

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 namespace Core {
 
@@ -35,17 +36,24 @@ std::runtime_error decodeError(BrotliDecoderState* state)
 std::string brotliDecode(std::string_view compressed, std::size_t maxDecodedSize)
 {
     auto decoder = makeDecoder();
-    std::string decoded;
+    // One byte beyond the limit lets the decoder prove that the data is longer than allowed; a
+    // buffer of exactly the limit could not tell that from a stream that ends right there.
+    const std::size_t bufferLimit = maxDecodedSize == SIZE_MAX ? SIZE_MAX : maxDecodedSize + 1;
+    const std::size_t firstGuess = compressed.size() > SIZE_MAX / 4 ? SIZE_MAX : compressed.size() * 4;
+    std::string decoded(std::min(std::max<std::size_t>(firstGuess, 1024), bufferLimit), '\0');
     auto availableIn = compressed.size();
     auto nextIn = reinterpret_cast<const std::uint8_t*>(compressed.data());
     std::size_t produced = 0;
-    decoded.resize(std::max<std::size_t>(compressed.size() * 4, 1024));
     for (;;) {
         auto availableOut = decoded.size() - produced;
         auto nextOut = reinterpret_cast<std::uint8_t*>(decoded.data()) + produced;
         const auto result =
             BrotliDecoderDecompressStream(decoder.get(), &availableIn, &nextIn, &availableOut, &nextOut, nullptr);
         produced = decoded.size() - availableOut;
+        if (produced > maxDecodedSize ||
+            (result == BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT && decoded.size() >= bufferLimit))
+            throw std::runtime_error("Brotli: the data decompresses to more than " + std::to_string(maxDecodedSize) +
+                                     " bytes");
         if (result == BROTLI_DECODER_RESULT_SUCCESS) {
             if (availableIn != 0)
                 throw std::runtime_error("Brotli: " + std::to_string(availableIn) + " bytes after the end of the stream");
@@ -56,10 +64,7 @@ std::string brotliDecode(std::string_view compressed, std::size_t maxDecodedSize
             throw decodeError(decoder.get());
         if (result == BROTLI_DECODER_RESULT_NEEDS_MORE_INPUT)
             throw std::runtime_error("Brotli: the stream is truncated");
-        if (decoded.size() >= maxDecodedSize)
-            throw std::runtime_error("Brotli: the data decompresses to more than " + std::to_string(maxDecodedSize) +
-                                     " bytes");
-        decoded.resize(std::min(decoded.size() * 2, maxDecodedSize));
+        decoded.resize(decoded.size() > bufferLimit / 2 ? bufferLimit : decoded.size() * 2);
     }
 }
 
@@ -74,6 +79,8 @@ void brotliDecodeExact(std::string_view compressed, std::span<std::byte> decoded
         BrotliDecoderDecompressStream(decoder.get(), &availableIn, &nextIn, &availableOut, &nextOut, nullptr);
     switch (result) {
     case BROTLI_DECODER_RESULT_SUCCESS:
+        if (availableIn != 0)
+            throw std::runtime_error("Brotli: " + std::to_string(availableIn) + " bytes after the end of the stream");
         if (availableOut != 0)
             throw std::runtime_error("Brotli: the data decompresses to " + std::to_string(decoded.size() - availableOut) +
                                      " bytes, expected " + std::to_string(decoded.size()));

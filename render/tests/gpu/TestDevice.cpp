@@ -13,7 +13,14 @@ TestDevice::TestDevice()
                                     &device_, nullptr, &context_));
 }
 
-std::vector<std::uint8_t> TestDevice::readBack(ID3D11Texture2D* texture, unsigned texelSize) const
+ComPtr<ID3D11Texture2D> TestDevice::createTexture(const D3D11_TEXTURE2D_DESC& desc) const
+{
+    ComPtr<ID3D11Texture2D> texture;
+    throwIfFailed(device_->CreateTexture2D(&desc, nullptr, &texture));
+    return texture;
+}
+
+std::vector<std::uint8_t> TestDevice::readBack(ID3D11Texture2D* texture, unsigned texelSize, unsigned subresource) const
 {
     D3D11_TEXTURE2D_DESC desc{};
     texture->GetDesc(&desc);
@@ -25,7 +32,7 @@ std::vector<std::uint8_t> TestDevice::readBack(ID3D11Texture2D* texture, unsigne
     desc.ArraySize = 1;
     ComPtr<ID3D11Texture2D> staging;
     throwIfFailed(device_->CreateTexture2D(&desc, nullptr, &staging));
-    context_->CopySubresourceRegion(staging.Get(), 0, 0, 0, 0, texture, 0, nullptr);
+    context_->CopySubresourceRegion(staging.Get(), 0, 0, 0, 0, texture, subresource, nullptr);
 
     D3D11_MAPPED_SUBRESOURCE mapped{};
     throwIfFailed(context_->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped));

@@ -1,5 +1,7 @@
 #pragma once
 
+#if defined(_WIN32)
+
 #include <wrl/client.h>
 
 namespace Render {
@@ -10,3 +12,27 @@ template <class T>
 using ComPtr = Microsoft::WRL::ComPtr<T>;
 
 } // namespace Render
+
+#else
+
+#include <cstddef>
+
+namespace Render {
+
+// The device-independent parts of the library also build on Linux, where no COM object can exist.
+// Interfaces shared with the Windows build (such as Renderable::init) still name ComPtr; there it
+// is always null, so it needs no reference counting and no complete interface type.
+template <class T>
+class ComPtr {
+public:
+    ComPtr() noexcept = default;
+    ComPtr(std::nullptr_t) noexcept {}
+
+    T* Get() const noexcept { return nullptr; }
+    explicit operator bool() const noexcept { return false; }
+    void Reset() noexcept {}
+};
+
+} // namespace Render
+
+#endif

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <lumaro/graphics/Image.h>
+#include <lumaro/math/Color.h>
+
+#include <filesystem>
+
+namespace Graphics {
+
+// An image of Math::Color texels, byte-compatible with B8G8R8A8_UNORM textures.
+class ColorImage : public Image<Math::Color> {
+public:
+    using Image::Image;
+
+    // Writes an 8-bit RGBA PNG. Throws std::runtime_error naming the path when the image is
+    // empty or the file cannot be written.
+    void writePng(const std::filesystem::path& path) const;
+};
+
+} // namespace Graphics

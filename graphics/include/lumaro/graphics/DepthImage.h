@@ -1,0 +1,22 @@
+#pragma once
+
+#include <lumaro/graphics/Image.h>
+
+#include <filesystem>
+
+namespace Graphics {
+
+// An image of 32-bit float texels: a D32_FLOAT depth buffer, or distances in object units.
+class DepthImage : public Image<float> {
+public:
+    using Image::Image;
+
+    // Writes an 8-bit grey PNG for looking at the image: a texel v becomes
+    // round(clamp((v - black) / (white - black), 0, 1) * 255), NaN becomes 0. The default range
+    // suits a depth buffer; give white < black for a reversed one, or a distance range for
+    // panorama depth tiles. Throws std::invalid_argument for an empty or non-finite range and
+    // std::runtime_error naming the path when the image is empty or the file cannot be written.
+    void writePng(const std::filesystem::path& path, float black = 0.0F, float white = 1.0F) const;
+};
+
+} // namespace Graphics

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Graphics {
+
+// A CPU image of fixed-size texels laid out in rows of `stride` bytes, which may be longer than
+// width texels: read-back from a GPU texture arrives with the driver's row pitch, and keeping that
+// pitch lets the mapped block be copied in one piece. The stride must be a whole number of texels
+// so that every texel stays aligned.
+template <typename Texel>
+class Image {
+public:
+    static constexpr std::size_t texelSize = sizeof(Texel);
+
+    Image() = default;
+    Image(std::size_t width, std::size_t height) { resize(width, height); }
+
+    std::size_t width() const { return m_width; }
+    std::size_t height() const { return m_height; }
+    // Bytes from the start of one row to the start of the next.
+    std::size_t stride() const { return m_stride; }
+    std::size_t sizeInBytes() const { return m_texels.size() * texelSize; }
+    bool empty() const { return m_width == 0 || m_height == 0; }
+
+    // Tightly packed rows.
+    void resize(std::size_t width, std::size_t height) { resize(width, height, checkedProduct(width, texelSize)); }
+
+    // Rows of `stride` bytes. Keeps the contents when the shape is unchanged; otherwise every byte,
+    // padding included, becomes zero. Throws std::invalid_argument for a stride shorter than a row
+    // or not a multiple of the texel size.
+    void resize(std::size_t width, std::size_t height, std::size_t stride)
+    {
+        if (stride < checkedProduct(width, texelSize) || stride % texelSize != 0)
+            throw std::invalid_argument("Image stride of " + std::to_string(stride) + " bytes does not fit " +
+                                        std::to_string(width) + " texels of " + std::to_string(texelSize) +
+                                        " bytes in a whole number of texels");
+        if (width == m_width && height == m_height && stride == m_stride)
+            return;
+        const std::size_t texelCount = checkedProduct(stride / texelSize, height);
+        checkedProduct(texelCount, texelSize);
+        m_texels.assign(texelCount, Texel{});
+        m_width = width;
+        m_height = height;
+        m_stride = stride;
+    }
+
+    // Sets every texel of every row; padding bytes are left as they are.
+    void fill(const Texel& value)
+    {
+        for (std::size_t y = 0; y < m_height; ++y)
+            for (Texel& texel : row(y))
+                texel = value;
+    }
+
+    char* data() { return reinterpret_cast<char*>(m_texels.data()); }
+    const char* data() const { return reinterpret_cast<const char*>(m_texels.data()); }
+
+    std::span<Texel> row(std::size_t y) { return {m_texels.data() + rowStart(y), m_width}; }
+    std::span<const Texel> row(std::size_t y) const { return {m_texels.data() + rowStart(y), m_width}; }
+
+    Texel& at(std::size_t x, std::size_t y) { return m_texels[texelIndex(x, y)]; }
+    const Texel& at(std::size_t x, std::size_t y) const { return m_texels[texelIndex(x, y)]; }
+
+    friend bool operator==(const Image&, const Image&) = default;
+
+private:
+    static std::size_t checkedProduct(std::size_t a, std::size_t b)
+    {
+        if (b != 0 && a > std::numeric_limits<std::size_t>::max() / b)
+            throw std::invalid_argument("Image size " + std::to_string(a) + " x " + std::to_string(b) +
+                                        " is too large");
+        return a * b;
+    }
+
+    std::size_t rowStart(std::size_t y) const
+    {
+        if (y >= m_height)
+            throw std::out_of_range("Image row " + std::to_string(y) + " is outside an image of height " +
+                                    std::to_string(m_height));
+        return y * (m_stride / texelSize);
+    }
+
+    std::size_t texelIndex(std::size_t x, std::size_t y) const
+    {
+        if (x >= m_width)
+            throw std::out_of_range("Image column " + std::to_string(x) + " is outside an image of width " +
+                                    std::to_string(m_width));
+        return rowStart(y) + x;
+    }
+
+    std::size_t m_width = 0;
+    std::size_t m_height = 0;
+    std::size_t m_stride = 0;
+    std::vector<Texel> m_texels;
+};
+
+} // namespace Graphics

@@ -1,0 +1,49 @@
+#include "PngFile.h"
+
+#include <climits>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+// Static linkage keeps stb's functions private to this file, so another library of the process
+// that embeds stb_image_write too cannot clash with it.
+#define STB_IMAGE_WRITE_STATIC
+#define STB_IMAGE_WRITE_IMPLEMENTATION
+#include <stb_image_write.h>
+
+namespace Graphics {
+
+namespace {
+
+void appendToStream(void* context, void* data, int size)
+{
+    static_cast<std::ofstream*>(context)->write(static_cast<const char*>(data), size);
+}
+
+} // namespace
+
+void writePngFile(const std::filesystem::path& path, std::size_t width, std::size_t height, int channels,
+                  const std::vector<std::uint8_t>& pixels)
+{
+    const auto describe = [&] { return "'" + path.string() + "' (" + std::to_string(width) + " x " +
+                                       std::to_string(height) + ")"; };
+    if (width == 0 || height == 0)
+        throw std::runtime_error("Cannot write an empty image to PNG file " + describe());
+    if (width > INT_MAX / 4 || height > INT_MAX)
+        throw std::runtime_error("Image is too large for PNG file " + describe());
+    if (pixels.size() != width * height * static_cast<std::size_t>(channels))
+        throw std::logic_error("PNG pixel buffer does not match the image size for " + describe());
+
+    // A stream opened from the path (not a narrow file name) reaches non-ASCII paths on Windows.
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!file)
+        throw std::runtime_error("Cannot open PNG file " + describe() + " for writing");
+    const int rowBytes = static_cast<int>(width) * channels;
+    const int written = stbi_write_png_to_func(appendToStream, &file, static_cast<int>(width),
+                                               static_cast<int>(height), channels, pixels.data(), rowBytes);
+    file.close();
+    if (written == 0 || !file)
+        throw std::runtime_error("Failed to write PNG file " + describe());
+}
+
+} // namespace Graphics

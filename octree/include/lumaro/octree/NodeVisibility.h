@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Octree {
+
+// Visibility of a node's points as a whole, where the store records it per node. The values are
+// those of the high nibble of a Potree hierarchy record.
+enum class NodeVisibility : std::uint8_t {
+    PerPoint = 0,   // look at each point's own visibility
+    AllVisible = 1,
+    AllHidden = 2,
+};
+
+} // namespace Octree

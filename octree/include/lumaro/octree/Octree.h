@@ -1,0 +1,116 @@
+#pragma once
+
+#include <lumaro/math/NBoundingBox.h>
+#include <lumaro/math/Point.h>
+#include <lumaro/octree/CacheIdentifier.h>
+#include <lumaro/octree/Location.h>
+#include <lumaro/octree/NodePointData.h>
+#include <lumaro/octree/NodeVisibility.h>
+#include <lumaro/octree/OctreeNodeId.h>
+#include <lumaro/octree/PointAttributes.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+namespace Octree {
+
+// A point-cloud octree store as the renderer sees it: a tree of nodes with bounding cubes, a
+// nominal point spacing per level, and the decoded points of each node.
+//
+// Coordinates: every box and every point handed out is in "model" coordinates, which are the
+// store's world coordinates multiplied by the unit scale, minus referencePosition(). This keeps
+// floats precise near the cloud. referencePosition() itself is in double precision.
+//
+// All member functions may be called from several threads at once. setUnitScale must not race
+// with reads whose results the caller mixes with results read after it.
+class Octree {
+public:
+    // Opens the store at `location`, choosing its kind by the metadata file in the folder:
+    // metadata.json makes a Potree 2.0 store, ept.json an Entwine store. Throws
+    // std::runtime_error naming the folder when neither is there or the store cannot be read.
+    static std::shared_ptr<Octree> open(const Location& location, double unitScale = 1.0);
+
+    virtual ~Octree() = default;
+    Octree(const Octree&) = delete;
+    Octree& operator=(const Octree&) = delete;
+
+    const Location& location() const { return m_location; }
+    CacheIdentifier cacheIdentifier() const { return {m_location, unitScale()}; }
+
+    double unitScale() const { return m_unitScale.load(std::memory_order_relaxed); }
+    // Throws std::invalid_argument unless the scale is finite and positive.
+    void setUnitScale(double unitScale);
+
+    // The model origin in scaled world coordinates: the minimum corner of the root cube.
+    Math::Point<double, 3> referencePosition() const;
+
+    // The root cube and the cube of any node, in model coordinates.
+    Math::NBoundingBox<float, 3> boundingCube() const { return boundingCube(OctreeNodeId::root()); }
+    Math::NBoundingBox<float, 3> boundingCube(OctreeNodeId node) const;
+    // The same cubes in scaled world coordinates, at full precision.
+    Math::NBoundingBox<double, 3> worldBoundingCube(OctreeNodeId node) const;
+
+    // The tight bounds of the points in model coordinates (empty when the store has no points).
+    Math::NBoundingBox<float, 3> boundingBox() const;
+    // The tight bounds in scaled world coordinates.
+    Math::NBoundingBox<double, 3> worldBoundingBox() const;
+
+    // Nominal distance between points of a node of `level`, in scaled units.
+    double spacing(std::size_t level) const;
+
+    static std::size_t level(OctreeNodeId node) { return node.level(); }
+
+    // The existing children of a node, in ascending child index. May read hierarchy data from
+    // the store the first time a part of the tree is visited; read failures throw.
+    virtual std::vector<OctreeNodeId> children(OctreeNodeId node) const = 0;
+    // True when the node has no children.
+    bool isLeaf(OctreeNodeId node) const { return children(node).empty(); }
+    // Whether the node exists in the tree (the root always does).
+    virtual bool contains(OctreeNodeId node) const = 0;
+
+    virtual NodeVisibility nodeVisibility(OctreeNodeId node) const = 0;
+
+    // Total number of points of the store, and of one node.
+    virtual std::uint64_t pointCount() const = 0;
+    virtual std::uint64_t pointCount(OctreeNodeId node) const = 0;
+
+    // Which attributes the store's points have.
+    virtual PointAttributes availableAttributes() const = 0;
+
+    // Reads and decodes the points of a node: the requested attributes that the store has.
+    // Returns std::nullopt when `stop` was signalled before the data were complete. Throws
+    // std::runtime_error naming the file when the data cannot be read or are malformed, and
+    // std::invalid_argument for a node that is not in the tree.
+    virtual std::optional<NodePointData> nodePointData(OctreeNodeId node, std::stop_token stop,
+                                                       PointAttributes wanted = PointAttributes::all()) const = 0;
+
+    // Further attribute sources for the same points (kept for stores that can use them).
+    void addExternalAttributeLocation(const Location& location);
+    std::vector<Location> externalAttributeLocations() const;
+
+protected:
+    // `cube` is the root cube and `tightBounds` the bounds of the points, both in unscaled world
+    // coordinates; `rootSpacing` is the nominal spacing of level 0, also unscaled.
+    Octree(const Location& location, double unitScale, const Math::NBoundingBox<double, 3>& cube,
+           const Math::NBoundingBox<double, 3>& tightBounds, double rootSpacing);
+
+private:
+    Location m_location;
+    std::atomic<double> m_unitScale;
+    std::array<double, 3> m_cubeMin;
+    std::array<double, 3> m_cubeMax;
+    std::array<double, 3> m_tightMin;
+    std::array<double, 3> m_tightMax;
+    double m_rootSpacing;
+    mutable std::mutex m_externalMutex;
+    std::vector<Location> m_externalLocations;
+};
+
+} // namespace Octree

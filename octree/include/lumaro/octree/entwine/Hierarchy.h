@@ -1,0 +1,56 @@
+#pragma once
+
+#include <lumaro/octree/entwine/Key.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Entwine {
+
+// The point counts of an EPT store's nodes, read from ept-hierarchy/ as the tree is walked. A
+// file maps keys to counts; the count -1 hands a key's whole subtree to the file named after that
+// key, which is read only when that part of the tree is first visited. A node that no file lists
+// does not exist, and neither do its descendants. All members may be called from several threads.
+class Hierarchy {
+public:
+    // One member of a hierarchy file: a key and its count (-1: see the key's own file).
+    using Entry = std::pair<Key, std::int64_t>;
+    static constexpr std::int64_t SUBTREE_ELSEWHERE = -1;
+
+    // Parses one hierarchy file. Throws std::runtime_error naming `file` when the text is not a
+    // JSON object, a name is not a key, or a count is not an integer of at least -1.
+    static std::vector<Entry> parseFile(std::string_view json, const std::filesystem::path& file);
+
+    // `folder` is the store's ept-hierarchy folder; reads its root file 0-0-0-0.json, which must
+    // list the root. Throws std::runtime_error naming the file otherwise.
+    explicit Hierarchy(std::filesystem::path folder);
+
+    // The node's point count; std::nullopt when the tree has no such node. Reads the files on
+    // the way to it that were not read yet; a missing or malformed file throws.
+    std::optional<std::uint64_t> pointCount(const Key& key) const;
+
+    // The existing children in ascending child index (see Key::child); empty for a node that does
+    // not exist.
+    std::vector<Key> children(const Key& key) const;
+
+    // The hierarchy files read so far, by the key that names them.
+    std::vector<Key> filesRead() const;
+
+private:
+    // Count of a node after its subtree file (if any) has been read; requires the lock.
+    std::optional<std::uint64_t> resolve(const Key& key) const;
+    void readSubtreeFile(const Key& key) const;
+
+    std::filesystem::path m_folder;
+    mutable std::mutex m_mutex;
+    mutable std::unordered_map<Octree::OctreeNodeId, std::int64_t> m_counts;
+    mutable std::vector<Key> m_filesRead;
+};
+
+} // namespace Entwine

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <lumaro/octree/Location.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <future>
+#include <stop_token>
+#include <string>
+
+namespace PoTree {
+
+// Reads the raw bytes of a Potree 2.0 store.
+class FileLoader {
+public:
+    explicit FileLoader(const Octree::Location& location);
+
+    const std::filesystem::path& metadataPath() const { return m_metadataPath; }
+    const std::filesystem::path& hierarchyPath() const { return m_hierarchyPath; }
+    const std::filesystem::path& octreePath() const { return m_octreePath; }
+
+    // Reads `size` bytes at `offset` of hierarchy.bin into `bytes`. Returns false, leaving
+    // `bytes` empty, when `stop` is signalled; throws std::runtime_error naming the file when the
+    // range lies past its end or it cannot be read.
+    bool fetchHierarchyChunk(std::uint64_t offset, std::uint64_t size, std::string& bytes, std::stop_token stop) const;
+
+    // The raw point chunk of a node from octree.bin. The future holds Octree::OperationCancelled
+    // when `stop` is signalled, and std::runtime_error naming the file for a range past its end.
+    std::future<std::string> fetchOctreeChunk(std::uint64_t offset, std::uint64_t size, std::stop_token stop) const;
+
+private:
+    std::filesystem::path m_metadataPath;
+    std::filesystem::path m_hierarchyPath;
+    std::filesystem::path m_octreePath;
+};
+
+} // namespace PoTree

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <lumaro/octree/Octree.h>
+#include <lumaro/octree/potree/FileLoader.h>
+#include <lumaro/octree/potree/Metadata.h>
+#include <lumaro/octree/potree/Node.h>
+#include <lumaro/octree/potree/RawPoints.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+namespace PoTree {
+
+// A Potree 2.0 store (metadata.json, hierarchy.bin, octree.bin) in either encoding. The
+// hierarchy is read chunk by chunk as the tree is walked.
+class PotreeTree final : public Octree::Octree {
+public:
+    // Reads metadata.json and the first hierarchy chunk; throws std::runtime_error naming the
+    // file when either is missing or malformed.
+    explicit PotreeTree(const ::Octree::Location& location, double unitScale = 1.0);
+
+    const Metadata& metadata() const { return m_metadata; }
+    const FileLoader& loader() const { return m_loader; }
+
+    // The node, with its hierarchy chunk loaded; nullptr when the tree has no such node.
+    std::shared_ptr<const Node> node(::Octree::OctreeNodeId id) const;
+
+    // Every node of the tree in breadth-first order (reads the whole hierarchy).
+    std::vector<std::shared_ptr<const Node>> allNodes() const;
+
+    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node) const override;
+    bool contains(::Octree::OctreeNodeId node) const override;
+    ::Octree::NodeVisibility nodeVisibility(::Octree::OctreeNodeId node) const override;
+    std::uint64_t pointCount() const override { return m_metadata.points; }
+    std::uint64_t pointCount(::Octree::OctreeNodeId node) const override;
+    ::Octree::PointAttributes availableAttributes() const override { return m_available; }
+    std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
+                                                         ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
+
+    // The node's points as the store holds them (see RawPoints), for exact export. Returns
+    // std::nullopt when `stop` was signalled; throws like nodePointData.
+    std::optional<RawPoints> rawPoints(::Octree::OctreeNodeId node, std::stop_token stop,
+                                       ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
+
+private:
+    PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata);
+
+    // Both with m_hierarchyMutex held.
+    std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id) const;
+    void expandProxy(const std::shared_ptr<Node>& node) const;
+    std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
+
+    Metadata m_metadata;
+    FileLoader m_loader;
+    ::Octree::PointAttributes m_available;
+    mutable std::mutex m_hierarchyMutex;
+    std::shared_ptr<Node> m_root;
+};
+
+} // namespace PoTree

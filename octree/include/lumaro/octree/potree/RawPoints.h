@@ -1,0 +1,28 @@
+#pragma once
+
+#include <lumaro/octree/PointAttributes.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace PoTree {
+
+// The points of one node as the store holds them, the same for both encodings: quantised integer
+// coordinates (world = integer x scale + offset; the Brotli layout's extra one already removed)
+// and colours in the store's own range (16-bit LAS values). Columns of attributes that were not
+// asked for or that the store lacks are empty; `attributes` tells which are filled.
+struct RawPoints {
+    ::Octree::PointAttributes attributes;
+    std::size_t count = 0;
+    std::vector<std::array<std::int64_t, 3>> positions;
+    std::vector<std::array<std::uint16_t, 3>> colors;
+    std::vector<std::uint16_t> intensities;
+    std::vector<std::uint8_t> classifications;
+    std::vector<std::uint32_t> scanIndices;
+    std::vector<std::uint8_t> visibilities;
+    std::vector<std::array<float, 3>> normals;
+};
+
+} // namespace PoTree

@@ -1,0 +1,129 @@
+#include <lumaro/octree/Octree.h>
+#include <lumaro/octree/potree/PotreeTree.h>
+
+#include "OpenEntwineTree.h"
+
+#include <cmath>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace Octree {
+
+namespace {
+
+void requireValidUnitScale(double unitScale)
+{
+    if (!std::isfinite(unitScale) || unitScale <= 0) {
+        throw std::invalid_argument("unit scale must be finite and positive, not " + std::to_string(unitScale));
+    }
+}
+
+std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {point.x(), point.y(), point.z()}; }
+
+} // namespace
+
+std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
+{
+    std::error_code error;
+    if (std::filesystem::is_regular_file(location.file("metadata.json"), error)) {
+        return std::make_shared<PoTree::PotreeTree>(location, unitScale);
+    }
+    if (std::filesystem::is_regular_file(location.file("ept.json"), error)) {
+        return openEntwineTree(location, unitScale);
+    }
+    if (!std::filesystem::is_directory(location.path(), error)) {
+        throw std::runtime_error("point cloud store not found: " + location.toString());
+    }
+    throw std::runtime_error("no point cloud store in " + location.toString()
+                             + " (neither metadata.json nor ept.json is there)");
+}
+
+Octree::Octree(const Location& location, double unitScale, const Math::NBoundingBox<double, 3>& cube,
+               const Math::NBoundingBox<double, 3>& tightBounds, double rootSpacing)
+    : m_location(location),
+      m_unitScale(unitScale),
+      m_cubeMin(toArray(cube.min())),
+      m_cubeMax(toArray(cube.max())),
+      m_tightMin(toArray(tightBounds.min())),
+      m_tightMax(toArray(tightBounds.max())),
+      m_rootSpacing(rootSpacing)
+{
+    requireValidUnitScale(unitScale);
+}
+
+void Octree::setUnitScale(double unitScale)
+{
+    requireValidUnitScale(unitScale);
+    m_unitScale.store(unitScale, std::memory_order_relaxed);
+}
+
+Math::Point<double, 3> Octree::referencePosition() const
+{
+    const double s = unitScale();
+    return {m_cubeMin[0] * s, m_cubeMin[1] * s, m_cubeMin[2] * s};
+}
+
+Math::NBoundingBox<double, 3> Octree::worldBoundingCube(OctreeNodeId node) const
+{
+    const double s = unitScale();
+    const auto cell = node.gridPosition();
+    const double cells = std::ldexp(1.0, static_cast<int>(node.level()));
+    Math::Point<double, 3> min;
+    Math::Point<double, 3> max;
+    for (int axis = 0; axis < 3; ++axis) {
+        const double edge = (m_cubeMax[axis] - m_cubeMin[axis]) / cells;
+        min[axis] = (m_cubeMin[axis] + edge * cell[axis]) * s;
+        max[axis] = (m_cubeMin[axis] + edge * (cell[axis] + 1.0)) * s;
+    }
+    return {min, max};
+}
+
+Math::NBoundingBox<float, 3> Octree::boundingCube(OctreeNodeId node) const
+{
+    const auto world = worldBoundingCube(node);
+    const auto reference = referencePosition();
+    return {Math::Point<float, 3>((world.min() - reference).cast<float>()),
+            Math::Point<float, 3>((world.max() - reference).cast<float>())};
+}
+
+Math::NBoundingBox<double, 3> Octree::worldBoundingBox() const
+{
+    if (pointCount() == 0) {
+        return {};
+    }
+    const double s = unitScale();
+    return {Math::Point<double, 3>(m_tightMin[0] * s, m_tightMin[1] * s, m_tightMin[2] * s),
+            Math::Point<double, 3>(m_tightMax[0] * s, m_tightMax[1] * s, m_tightMax[2] * s)};
+}
+
+Math::NBoundingBox<float, 3> Octree::boundingBox() const
+{
+    const auto world = worldBoundingBox();
+    if (world.isEmpty()) {
+        return {};
+    }
+    const auto reference = referencePosition();
+    return {Math::Point<float, 3>((world.min() - reference).cast<float>()),
+            Math::Point<float, 3>((world.max() - reference).cast<float>())};
+}
+
+double Octree::spacing(std::size_t level) const
+{
+    return std::ldexp(m_rootSpacing, -static_cast<int>(level)) * unitScale();
+}
+
+void Octree::addExternalAttributeLocation(const Location& location)
+{
+    const std::lock_guard lock(m_externalMutex);
+    m_externalLocations.push_back(location);
+}
+
+std::vector<Location> Octree::externalAttributeLocations() const
+{
+    const std::lock_guard lock(m_externalMutex);
+    return m_externalLocations;
+}
+
+} // namespace Octree

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <lumaro/octree/Location.h>
+
+#include <memory>
+
+namespace Octree {
+class Octree;
+
+// The one place where Octree::open reaches the Entwine kind of store; defined next to the
+// Entwine reader (src/entwine/OpenEntwineTree.cpp).
+std::shared_ptr<Octree> openEntwineTree(const Location& location, double unitScale);
+
+} // namespace Octree

@@ -1,0 +1,228 @@
+#include <lumaro/octree/entwine/EntwineTree.h>
+
+#include <lumaro/core/ReadLocalFile.h>
+#include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/entwine/BinaryDecoder.h>
+#include <lumaro/octree/entwine/LaszipDecoder.h>
+#include <lumaro/octree/entwine/ZstandardDecoder.h>
+
+#include "potree/RawPointDecoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <stdexcept>
+
+namespace Entwine {
+
+namespace {
+
+using ::Octree::OctreeNodeId;
+using ::Octree::PointAttribute;
+
+Math::NBoundingBox<double, 3> toBox(const std::array<double, 3>& min, const std::array<double, 3>& max)
+{
+    return {Math::Point<double, 3>(min[0], min[1], min[2]), Math::Point<double, 3>(max[0], max[1], max[2])};
+}
+
+// Decoding garbage (a damaged LAZ stream decodes without complaint) shows as points far outside
+// their node. Half a quantisation step of slack allows for points rounded onto the boundary.
+void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box,
+                         const std::filesystem::path& file)
+{
+    const PoTree::RawPoints& raw = decoded.points;
+    if (!raw.attributes.contains(PointAttribute::Position)) {
+        return;
+    }
+    std::array<double, 3> low{};
+    std::array<double, 3> high{};
+    for (int axis = 0; axis < 3; ++axis) {
+        const double slack = std::abs(decoded.scale[axis]) / 2 + 1e-9 * (box.max()[axis] - box.min()[axis]);
+        low[axis] = box.min()[axis] - slack;
+        high[axis] = box.max()[axis] + slack;
+    }
+    for (std::size_t i = 0; i < raw.count; ++i) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const double world = static_cast<double>(raw.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
+            if (!(world >= low[axis] && world <= high[axis])) {
+                throw std::runtime_error(file.string() + ": point " + std::to_string(i) + " lies outside its node ("
+                                         + "coordinate " + std::to_string(world) + " on axis " + std::to_string(axis)
+                                         + "); the data are corrupt");
+            }
+        }
+    }
+}
+
+} // namespace
+
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale)
+    : EntwineTree(location, unitScale, Metadata::load(location.file("ept.json")))
+{
+}
+
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, Metadata metadata)
+    : ::Octree::Octree(location, unitScale, toBox(metadata.cubeMin, metadata.cubeMax),
+                       toBox(metadata.conformingMin, metadata.conformingMax), metadata.rootSpacing()),
+      m_metadata(std::move(metadata)),
+      m_available(m_metadata.schema.pointAttributes()),
+      m_hierarchy(location.file("ept-hierarchy"))
+{
+}
+
+std::optional<EntwineTree::Node> EntwineTree::nodeById(OctreeNodeId id) const
+{
+    const Key key = Key::of(id);
+    const std::optional<std::uint64_t> count = m_hierarchy.pointCount(key);
+    if (!count) {
+        return std::nullopt;
+    }
+    return Node{key, *count, key.bounds(toBox(m_metadata.cubeMin, m_metadata.cubeMax))};
+}
+
+EntwineTree::Node EntwineTree::requireNode(OctreeNodeId id) const
+{
+    std::optional<Node> node = nodeById(id);
+    if (!node) {
+        throw std::invalid_argument(location().toString() + ": the EPT store has no node " + Key::of(id).toString());
+    }
+    return *node;
+}
+
+std::vector<EntwineTree::Node> EntwineTree::allNodes() const
+{
+    std::vector<Node> nodes;
+    std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
+    while (!pending.empty()) {
+        const OctreeNodeId id = pending.front();
+        pending.pop_front();
+        nodes.push_back(requireNode(id));
+        for (const OctreeNodeId child : children(id)) {
+            pending.push_back(child);
+        }
+    }
+    return nodes;
+}
+
+std::filesystem::path EntwineTree::dataFile(const Key& key) const
+{
+    return location().file("ept-data") / (key.toString() + "." + std::string(fileExtension(m_metadata.dataType)));
+}
+
+std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id) const
+{
+    std::vector<OctreeNodeId> result;
+    for (const Key& child : m_hierarchy.children(Key::of(id))) {
+        result.push_back(child.nodeId());
+    }
+    return result;
+}
+
+bool EntwineTree::contains(OctreeNodeId id) const
+{
+    return m_hierarchy.pointCount(Key::of(id)).has_value();
+}
+
+std::uint64_t EntwineTree::pointCount(OctreeNodeId id) const
+{
+    return requireNode(id).pointCount;
+}
+
+DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octree::PointAttributes wanted) const
+{
+    wanted = wanted & m_available;
+    if (node.pointCount == 0) {
+        DecodedPoints empty;
+        empty.points.attributes = wanted;
+        return empty;
+    }
+    if (stop.stop_requested()) {
+        throw ::Octree::OperationCancelled();
+    }
+    const std::filesystem::path file = dataFile(node.key);
+    const std::string bytes = Core::readLocalFile(file);
+    if (stop.stop_requested()) {
+        throw ::Octree::OperationCancelled();
+    }
+    const Schema& schema = m_metadata.schema;
+    DecodedPoints decoded;
+    switch (m_metadata.dataType) {
+    case DataType::Binary:
+        decoded = decodeBinaryPoints(bytes, schema, node.pointCount, wanted, file);
+        break;
+    case DataType::Zstandard: {
+        if (node.pointCount > SIZE_MAX / std::max<std::size_t>(schema.recordSize(), 1)) {
+            throw std::runtime_error(file.string() + ": the point count " + std::to_string(node.pointCount)
+                                     + " is too large");
+        }
+        const std::string records =
+            decompressZstandard(bytes, static_cast<std::size_t>(node.pointCount) * schema.recordSize(), file);
+        if (stop.stop_requested()) {
+            throw ::Octree::OperationCancelled();
+        }
+        decoded = decodeBinaryPoints(records, schema, node.pointCount, wanted, file);
+        break;
+    }
+    case DataType::Laszip:
+        decoded = decodeLaszipPoints(bytes, node.pointCount, wanted, file, stop);
+        break;
+    }
+    requirePointsInside(decoded, node.bounds, file);
+    return decoded;
+}
+
+std::optional<DecodedPoints> EntwineTree::decodedPoints(OctreeNodeId id, std::stop_token stop,
+                                                        ::Octree::PointAttributes wanted) const
+{
+    const Node node = requireNode(id);
+    try {
+        return decode(node, stop, wanted);
+    } catch (const ::Octree::OperationCancelled&) {
+        return std::nullopt;
+    }
+}
+
+bool EntwineTree::colorsAre16Bit() const
+{
+    const std::lock_guard lock(m_colorMutex);
+    if (m_colorsAre16Bit) {
+        return *m_colorsAre16Bit;
+    }
+    bool wide = false;
+    if (m_available.contains(PointAttribute::Color)) {
+        std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
+        while (!pending.empty()) {
+            const Node node = requireNode(pending.front());
+            pending.pop_front();
+            if (node.pointCount == 0) {
+                for (const OctreeNodeId child : children(node.key.nodeId())) {
+                    pending.push_back(child);
+                }
+                continue;
+            }
+            const DecodedPoints sample = decode(node, {}, PointAttribute::Color);
+            for (const auto& color : sample.points.colors) {
+                wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
+            }
+            break;
+        }
+    }
+    m_colorsAre16Bit = wide;
+    return wide;
+}
+
+std::optional<::Octree::NodePointData> EntwineTree::nodePointData(OctreeNodeId id, std::stop_token stop,
+                                                                  ::Octree::PointAttributes wanted) const
+{
+    const std::optional<DecodedPoints> decoded = decodedPoints(id, stop, wanted);
+    if (!decoded) {
+        return std::nullopt;
+    }
+    const bool wide = decoded->points.attributes.contains(PointAttribute::Color) && colorsAre16Bit();
+    PoTree::ModelTransform transform{decoded->scale, {}, unitScale()};
+    for (int axis = 0; axis < 3; ++axis) {
+        transform.offsetFromOrigin[axis] = decoded->offset[axis] - m_metadata.cubeMin[axis];
+    }
+    return PoTree::toNodePointData(decoded->points, transform, wide);
+}
+
+} // namespace Entwine

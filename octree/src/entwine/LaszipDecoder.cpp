@@ -1,0 +1,284 @@
+#include <lumaro/octree/entwine/LaszipDecoder.h>
+
+#include <lumaro/octree/OperationCancelled.h>
+
+#include "ColumnReader.h"
+#include "MemoryStreamBuffer.h"
+
+// LASzip's header declares its stream functions with unqualified std names after a
+// using-directive, so it stays confined to this file.
+#include <laszip/laszip_api.h>
+
+#include <array>
+#include <cstring>
+#include <istream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Entwine {
+
+namespace {
+
+using Octree::PointAttribute;
+
+constexpr std::size_t EXTRA_BYTES_RECORD_ID = 4;
+constexpr std::size_t EXTRA_BYTES_ENTRY_SIZE = 192;
+constexpr std::uint64_t POINTS_BETWEEN_STOP_CHECKS = 16384;
+
+// Owns a LASzip reader object.
+class LaszipReader {
+public:
+    explicit LaszipReader(const std::filesystem::path& file) : m_file(file)
+    {
+        if (laszip_create(&m_handle) != 0 || !m_handle) {
+            throw std::runtime_error(m_file.string() + ": cannot create a LASzip reader");
+        }
+    }
+    ~LaszipReader()
+    {
+        if (m_open) {
+            laszip_close_reader(m_handle);
+        }
+        laszip_destroy(m_handle);
+    }
+    LaszipReader(const LaszipReader&) = delete;
+    LaszipReader& operator=(const LaszipReader&) = delete;
+
+    void check(laszip_I32 status, const char* action) const
+    {
+        if (status != 0) {
+            laszip_CHAR* message = nullptr;
+            laszip_get_error(m_handle, &message);
+            throw std::runtime_error(m_file.string() + ": LASzip cannot " + action + ": "
+                                     + (message ? message : "no details"));
+        }
+    }
+
+    void open(std::istream& stream, laszip_U32 selection)
+    {
+        check(laszip_decompress_selective(m_handle, selection), "select the fields to decompress");
+        laszip_BOOL compressed = 0;
+        check(laszip_open_reader_stream(m_handle, stream, &compressed), "read the file");
+        m_open = true;
+    }
+
+    const laszip_header& header() const
+    {
+        laszip_header* header = nullptr;
+        check(laszip_get_header_pointer(m_handle, &header), "give the header");
+        return *header;
+    }
+
+    const laszip_point& point() const
+    {
+        laszip_point* point = nullptr;
+        check(laszip_get_point_pointer(m_handle, &point), "give the point");
+        return *point;
+    }
+
+    void readPoint(std::uint64_t index) const
+    {
+        check(laszip_read_point(m_handle), ("decompress point " + std::to_string(index)).c_str());
+    }
+
+private:
+    const std::filesystem::path& m_file;
+    laszip_POINTER m_handle = nullptr;
+    bool m_open = false;
+};
+
+bool formatHasRgb(unsigned format)
+{
+    return format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
+}
+
+std::uint64_t pointCountOf(const laszip_header& header)
+{
+    return header.number_of_point_records != 0 ? header.number_of_point_records
+                                               : header.extended_number_of_point_records;
+}
+
+// The attributes described by the LAS extra-bytes record, placed in each point's extra bytes.
+// Entwine stores there the schema dimensions that the LAS point format has no field for.
+std::vector<Dimension> extraBytesDimensions(const laszip_header& header)
+{
+    static constexpr std::array<std::size_t, 10> baseSizes{1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
+    std::vector<Dimension> dimensions;
+    for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
+        const laszip_vlr& vlr = header.vlrs[v];
+        if (std::string_view(vlr.user_id, strnlen(vlr.user_id, sizeof(vlr.user_id))) != "LASF_Spec"
+            || vlr.record_id != EXTRA_BYTES_RECORD_ID || !vlr.data) {
+            continue;
+        }
+        std::size_t offset = 0;
+        for (std::size_t at = 0; at + EXTRA_BYTES_ENTRY_SIZE <= vlr.record_length_after_header;
+             at += EXTRA_BYTES_ENTRY_SIZE) {
+            const laszip_U8* entry = vlr.data + at;
+            const unsigned type = entry[2];
+            const unsigned options = entry[3];
+            if (type == 0) {
+                offset += options; // undocumented bytes: the options byte holds their count
+                continue;
+            }
+            if (type > 30) {
+                break; // unknown types have unknown sizes, so nothing after them can be placed
+            }
+            const std::size_t size = baseSizes[(type - 1) % 10] * ((type - 1) / 10 + 1);
+            if (type <= 10) {
+                const char* name = reinterpret_cast<const char*>(entry + 4);
+                Dimension dimension;
+                dimension.name.assign(name, strnlen(name, 32));
+                dimension.size = size;
+                dimension.type = type >= 9 ? DimensionType::Float
+                                           : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
+                dimension.byteOffset = offset;
+                double scale = 1.0;
+                double valueOffset = 0.0;
+                std::memcpy(&scale, entry + 112, sizeof(double));
+                std::memcpy(&valueOffset, entry + 136, sizeof(double));
+                if ((options & 8u) != 0 && std::isfinite(scale) && scale != 0.0) {
+                    dimension.scale = scale;
+                }
+                if ((options & 16u) != 0 && std::isfinite(valueOffset)) {
+                    dimension.offset = valueOffset;
+                }
+                dimensions.push_back(dimension);
+            }
+            offset += size;
+        }
+        break;
+    }
+    return dimensions;
+}
+
+const Dimension* findDimension(const std::vector<Dimension>& dimensions, std::string_view name)
+{
+    for (const Dimension& dimension : dimensions) {
+        if (dimension.name == name) {
+            return &dimension;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expectedCount, Octree::PointAttributes wanted,
+                                 const std::filesystem::path& file, std::stop_token stop)
+{
+    MemoryStreamBuffer buffer(lazFile);
+    std::istream stream(&buffer);
+    LaszipReader reader(file);
+    reader.open(stream, laszip_DECOMPRESS_SELECTIVE_CHANNEL_RETURNS_XY | laszip_DECOMPRESS_SELECTIVE_Z
+                            | laszip_DECOMPRESS_SELECTIVE_RGB | laszip_DECOMPRESS_SELECTIVE_INTENSITY
+                            | laszip_DECOMPRESS_SELECTIVE_CLASSIFICATION | laszip_DECOMPRESS_SELECTIVE_POINT_SOURCE
+                            | laszip_DECOMPRESS_SELECTIVE_EXTRA_BYTES);
+
+    const laszip_header& header = reader.header();
+    const std::uint64_t count = pointCountOf(header);
+    if (count != expectedCount) {
+        throw std::runtime_error(file.string() + ": its header counts " + std::to_string(count)
+                                 + " points, but the hierarchy counts " + std::to_string(expectedCount));
+    }
+    const unsigned format = header.point_data_format;
+    const std::vector<Dimension> extra = extraBytesDimensions(header);
+    const Dimension* originId = findDimension(extra, "OriginId");
+    const std::array<const Dimension*, 3> normalDimensions{
+        findDimension(extra, "NormalX"), findDimension(extra, "NormalY"), findDimension(extra, "NormalZ")};
+
+    Octree::PointAttributes provided =
+        PointAttribute::Position | PointAttribute::Intensity | PointAttribute::Classification | PointAttribute::ScanIndex;
+    if (formatHasRgb(format)) {
+        provided = provided | PointAttribute::Color;
+    }
+    if (normalDimensions[0] && normalDimensions[1] && normalDimensions[2]) {
+        provided = provided | PointAttribute::Normal;
+    }
+
+    DecodedPoints decoded;
+    decoded.scale = {header.x_scale_factor, header.y_scale_factor, header.z_scale_factor};
+    decoded.offset = {header.x_offset, header.y_offset, header.z_offset};
+    PoTree::RawPoints& raw = decoded.points;
+    raw.attributes = wanted & provided;
+    const std::size_t n = static_cast<std::size_t>(count);
+    raw.count = n;
+    const bool positions = raw.attributes.contains(PointAttribute::Position);
+    const bool colors = raw.attributes.contains(PointAttribute::Color);
+    const bool intensities = raw.attributes.contains(PointAttribute::Intensity);
+    const bool classifications = raw.attributes.contains(PointAttribute::Classification);
+    const bool scanIndices = raw.attributes.contains(PointAttribute::ScanIndex);
+    const bool normals = raw.attributes.contains(PointAttribute::Normal);
+    const bool extendedClassification = format >= 6;
+    raw.positions.resize(positions ? n : 0);
+    raw.colors.resize(colors ? n : 0);
+    raw.intensities.resize(intensities ? n : 0);
+    raw.classifications.resize(classifications ? n : 0);
+    raw.scanIndices.resize(scanIndices ? n : 0);
+    raw.normals.resize(normals ? n : 0);
+
+    // Extra bytes are gathered and decoded column by column afterwards, like binary records.
+    const bool needExtraBytes = (scanIndices && originId) || normals;
+    std::size_t extraStride = 0;
+    std::vector<char> extraBytes;
+
+    const laszip_point& point = reader.point();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (i % POINTS_BETWEEN_STOP_CHECKS == 0 && stop.stop_requested()) {
+            throw Octree::OperationCancelled();
+        }
+        reader.readPoint(i);
+        if (positions) {
+            raw.positions[i] = {point.X, point.Y, point.Z};
+        }
+        if (colors) {
+            raw.colors[i] = {point.rgb[0], point.rgb[1], point.rgb[2]};
+        }
+        if (intensities) {
+            raw.intensities[i] = point.intensity;
+        }
+        if (classifications) {
+            raw.classifications[i] = extendedClassification ? point.extended_classification : point.classification;
+        }
+        if (scanIndices && !originId) {
+            raw.scanIndices[i] = point.point_source_ID;
+        }
+        if (needExtraBytes) {
+            if (i == 0) {
+                extraStride = static_cast<std::size_t>(point.num_extra_bytes);
+                extraBytes.resize(extraStride * n);
+            }
+            if (static_cast<std::size_t>(point.num_extra_bytes) != extraStride || !point.extra_bytes) {
+                throw std::runtime_error(file.string() + ": point " + std::to_string(i) + " has "
+                                         + std::to_string(point.num_extra_bytes) + " extra bytes instead of "
+                                         + std::to_string(extraStride));
+            }
+            std::memcpy(extraBytes.data() + i * extraStride, point.extra_bytes, extraStride);
+        }
+    }
+
+    auto requireInside = [&](const Dimension& dimension) {
+        if (dimension.byteOffset + dimension.size > extraStride) {
+            throw std::runtime_error(file.string() + ": extra-bytes attribute " + dimension.name
+                                     + " lies beyond the points' " + std::to_string(extraStride) + " extra bytes");
+        }
+    };
+    if (scanIndices && originId) {
+        requireInside(*originId);
+        forEachValue(*originId, extraBytes.data(), extraStride, n,
+                     [&raw](std::size_t i, auto value) { raw.scanIndices[i] = clampTo<std::uint32_t>(value); });
+    }
+    if (normals) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const Dimension& dimension = *normalDimensions[axis];
+            requireInside(dimension);
+            forEachValue(dimension, extraBytes.data(), extraStride, n, [&](std::size_t i, auto value) {
+                raw.normals[i][axis] = static_cast<float>(static_cast<double>(value) * dimension.scale + dimension.offset);
+            });
+        }
+    }
+    return decoded;
+}
+
+} // namespace Entwine

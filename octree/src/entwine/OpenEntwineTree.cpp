@@ -1,0 +1,12 @@
+#include "OpenEntwineTree.h"
+
+#include <lumaro/octree/entwine/EntwineTree.h>
+
+namespace Octree {
+
+std::shared_ptr<Octree> openEntwineTree(const Location& location, double unitScale)
+{
+    return std::make_shared<Entwine::EntwineTree>(location, unitScale);
+}
+
+} // namespace Octree

@@ -1,0 +1,165 @@
+#include <lumaro/octree/potree/NodeChunk.h>
+
+#include <lumaro/core/BrotliDecode.h>
+
+#include "AttributeLayout.h"
+
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+namespace PoTree {
+
+namespace {
+
+// Real nodes hold up to a few hundred thousand points; a larger count is a corrupt record, and
+// believing it would allocate gigabytes before the decompressor could notice.
+constexpr std::uint64_t MAX_POINTS_PER_NODE = std::uint64_t(1) << 26;
+
+// Column starts in a decompressed chunk of `count` points.
+AttributeLayout findColumns(const Metadata& metadata, std::size_t count)
+{
+    AttributeLayout columns = AttributeLayout::of(metadata);
+    for (auto* start : {&columns.position, &columns.rgb, &columns.intensity, &columns.scanIndex,
+                        &columns.classification, &columns.visibility, &columns.normalOct16, &columns.normalX,
+                        &columns.normalY, &columns.normalZ}) {
+        if (*start) {
+            **start *= count;
+        }
+    }
+    return columns;
+}
+
+template <typename T>
+void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset, const std::string& bytes,
+                std::size_t count)
+{
+    if (column == nullptr || !offset) {
+        return;
+    }
+    column->resize(count);
+    if (count > 0) {
+        std::memcpy(column->data(), bytes.data() + *offset, count * sizeof(T));
+    }
+}
+
+template <typename T>
+T loadUnaligned(const char* bytes)
+{
+    T value;
+    std::memcpy(&value, bytes, sizeof(T));
+    return value;
+}
+
+void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& offsets, const std::string& bytes,
+                   std::size_t count)
+{
+    if (offsets.normalOct16) {
+        normals.resize(count);
+        const char* codes = bytes.data() + *offsets.normalOct16;
+        for (std::size_t i = 0; i < count; ++i) {
+            normals[i] = decodeOctahedralNormal(loadUnaligned<std::uint16_t>(codes + 2 * i));
+        }
+    } else if (offsets.normalX && offsets.normalY && offsets.normalZ) {
+        normals.resize(count);
+        const char* xs = bytes.data() + *offsets.normalX;
+        const char* ys = bytes.data() + *offsets.normalY;
+        const char* zs = bytes.data() + *offsets.normalZ;
+        for (std::size_t i = 0; i < count; ++i) {
+            normals[i] = {static_cast<float>(loadUnaligned<double>(xs + 8 * i)),
+                          static_cast<float>(loadUnaligned<double>(ys + 8 * i)),
+                          static_cast<float>(loadUnaligned<double>(zs + 8 * i))};
+        }
+    }
+}
+
+void clearColumns(const NodeColumns& columns)
+{
+    auto clear = [](auto* column) {
+        if (column != nullptr) {
+            column->clear();
+        }
+    };
+    clear(columns.positions);
+    clear(columns.colors);
+    clear(columns.intensities);
+    clear(columns.scanIndices);
+    clear(columns.classifications);
+    clear(columns.visibilities);
+    clear(columns.normals);
+}
+
+bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeColumns& columns, std::size_t count)
+{
+    if (columns.visibilities == nullptr || !metadata.hasNodeVisibility || metadata.attributes.size() != 1) {
+        return false;
+    }
+    if (node.visibility == Octree::NodeVisibility::AllVisible) {
+        columns.visibilities->assign(count, 0);
+        return true;
+    }
+    if (node.visibility == Octree::NodeVisibility::AllHidden) {
+        columns.visibilities->assign(count, 1);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void decodeNodeChunkBytes(std::string_view compressed, const Metadata& metadata, const Node& node,
+                          const NodeColumns& columns, std::size_t& count, const std::filesystem::path& file)
+{
+    if (metadata.encoding != Encoding::Brotli) {
+        throw std::invalid_argument(file.string() + ": node chunks of this store are not Brotli streams");
+    }
+    const std::size_t bytesPerPoint = metadata.bytesPerPoint();
+    if (bytesPerPoint == 0) {
+        throw std::runtime_error(file.string() + ": the store declares zero bytes per point");
+    }
+    if (node.pointCount > MAX_POINTS_PER_NODE) {
+        throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
+                                 + std::to_string(node.pointCount) + " points, more than any real node holds");
+    }
+    // The record's point count fixes the decompressed size, so a stream that decodes to any
+    // other length is caught here instead of being read as a different number of points.
+    std::string decoded(static_cast<std::size_t>(node.pointCount) * bytesPerPoint, '\0');
+    try {
+        Core::brotliDecodeExact(compressed, std::as_writable_bytes(std::span(decoded.data(), decoded.size())));
+    } catch (const std::exception& error) {
+        throw std::runtime_error(file.string() + ": points of node " + node.id.name() + " at offset "
+                                 + std::to_string(node.byteOffset) + ": " + error.what());
+    }
+
+    const std::size_t points = decoded.size() / bytesPerPoint;
+    const AttributeLayout offsets = findColumns(metadata, points);
+    copyColumn(columns.positions, offsets.position, decoded, points);
+    copyColumn(columns.colors, offsets.rgb, decoded, points);
+    copyColumn(columns.intensities, offsets.intensity, decoded, points);
+    copyColumn(columns.scanIndices, offsets.scanIndex, decoded, points);
+    copyColumn(columns.classifications, offsets.classification, decoded, points);
+    copyColumn(columns.visibilities, offsets.visibility, decoded, points);
+    if (columns.normals != nullptr) {
+        decodeNormals(*columns.normals, offsets, decoded, points);
+    }
+    count = points;
+}
+
+bool decodeNodeChunk(const FileLoader& loader, const Metadata& metadata, const Node& node, std::stop_token stop,
+                     const NodeColumns& columns, std::size_t& count)
+{
+    if (node.pointCount == 0 || node.byteSize == 0) {
+        clearColumns(columns);
+        count = 0;
+        return true;
+    }
+    if (visibilityShortCut(metadata, node, columns, count)) {
+        return true;
+    }
+    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    decodeNodeChunkBytes(compressed, metadata, node, columns, count, loader.octreePath());
+    return true;
+}
+
+} // namespace PoTree

@@ -1,0 +1,199 @@
+#include "RawPointDecoder.h"
+
+#include "AttributeLayout.h"
+
+#include <lumaro/octree/potree/NodeChunk.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace PoTree {
+
+namespace {
+
+using ::Octree::PointAttribute;
+using ::Octree::PointAttributes;
+
+template <typename T>
+T loadUnaligned(const char* bytes)
+{
+    T value;
+    std::memcpy(&value, bytes, sizeof(T));
+    return value;
+}
+
+// A column the chunk could not fill (the visibility short cut fills nothing else) is not carried.
+void dropIncompleteColumns(RawPoints& raw)
+{
+    auto check = [&](auto& column, PointAttribute attribute) {
+        if (raw.attributes.contains(attribute) && column.size() != raw.count) {
+            raw.attributes = raw.attributes - attribute;
+            column.clear();
+        }
+    };
+    check(raw.positions, PointAttribute::Position);
+    check(raw.colors, PointAttribute::Color);
+    check(raw.intensities, PointAttribute::Intensity);
+    check(raw.classifications, PointAttribute::Classification);
+    check(raw.scanIndices, PointAttribute::ScanIndex);
+    check(raw.visibilities, PointAttribute::Visibility);
+    check(raw.normals, PointAttribute::Normal);
+}
+
+RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata, const Node& node, std::stop_token stop,
+                             PointAttributes wanted)
+{
+    RawPoints raw;
+    raw.attributes = wanted & AttributeLayout::of(metadata).available();
+    if (metadata.hasNodeVisibility && wanted.contains(PointAttribute::Visibility)) {
+        raw.attributes = raw.attributes | PointAttribute::Visibility;
+    }
+    std::vector<PositionCode> positions;
+    std::vector<std::uint64_t> colors;
+    NodeColumns columns;
+    if (raw.attributes.contains(PointAttribute::Position)) columns.positions = &positions;
+    if (raw.attributes.contains(PointAttribute::Color)) columns.colors = &colors;
+    if (raw.attributes.contains(PointAttribute::Intensity)) columns.intensities = &raw.intensities;
+    if (raw.attributes.contains(PointAttribute::Classification)) columns.classifications = &raw.classifications;
+    if (raw.attributes.contains(PointAttribute::ScanIndex)) columns.scanIndices = &raw.scanIndices;
+    if (raw.attributes.contains(PointAttribute::Visibility)) columns.visibilities = &raw.visibilities;
+    if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
+
+    std::size_t count = node.pointCount;
+    decodeNodeChunk(loader, metadata, node, stop, columns, count);
+    raw.count = count;
+
+    raw.positions.resize(positions.size());
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        const auto code = decodePositionCode(positions[i]);
+        // The converter stores every coordinate plus one (see PointCodes.h).
+        raw.positions[i] = {std::int64_t(code[0]) - 1, std::int64_t(code[1]) - 1, std::int64_t(code[2]) - 1};
+    }
+    raw.colors.resize(colors.size());
+    std::transform(colors.begin(), colors.end(), raw.colors.begin(), decodeColorCode);
+    dropIncompleteColumns(raw);
+    return raw;
+}
+
+} // namespace
+
+RawPoints decodeInterleavedPoints(std::string_view chunk, const Metadata& metadata, const Node& node,
+                                  PointAttributes wanted, const std::filesystem::path& file)
+{
+    const std::size_t recordSize = metadata.bytesPerPoint();
+    if (recordSize == 0) {
+        throw std::runtime_error(file.string() + ": the store declares zero bytes per point");
+    }
+    if (chunk.size() != std::uint64_t(node.pointCount) * recordSize) {
+        throw std::runtime_error(file.string() + ": node " + node.id.name() + " at offset "
+                                 + std::to_string(node.byteOffset) + " holds " + std::to_string(chunk.size())
+                                 + " bytes, but " + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(recordSize) + " bytes need "
+                                 + std::to_string(std::uint64_t(node.pointCount) * recordSize));
+    }
+    const AttributeLayout layout = AttributeLayout::of(metadata);
+    RawPoints raw;
+    raw.attributes = wanted & layout.available();
+    const std::size_t count = node.pointCount;
+    raw.count = count;
+    const char* records = chunk.data();
+    auto record = [&](std::size_t i, std::size_t offset) { return records + i * recordSize + offset; };
+
+    if (raw.attributes.contains(PointAttribute::Position)) {
+        raw.positions.resize(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const char* p = record(i, *layout.position);
+            raw.positions[i] = {loadUnaligned<std::int32_t>(p), loadUnaligned<std::int32_t>(p + 4),
+                                loadUnaligned<std::int32_t>(p + 8)};
+        }
+    }
+    if (raw.attributes.contains(PointAttribute::Color)) {
+        raw.colors.resize(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const char* p = record(i, *layout.rgb);
+            raw.colors[i] = {loadUnaligned<std::uint16_t>(p), loadUnaligned<std::uint16_t>(p + 2),
+                             loadUnaligned<std::uint16_t>(p + 4)};
+        }
+    }
+    auto column = [&](auto& values, PointAttribute attribute, const std::optional<std::size_t>& offset) {
+        if (!raw.attributes.contains(attribute)) {
+            return;
+        }
+        using Value = typename std::remove_reference_t<decltype(values)>::value_type;
+        values.resize(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            values[i] = loadUnaligned<Value>(record(i, *offset));
+        }
+    };
+    column(raw.intensities, PointAttribute::Intensity, layout.intensity);
+    column(raw.classifications, PointAttribute::Classification, layout.classification);
+    column(raw.scanIndices, PointAttribute::ScanIndex, layout.scanIndex);
+    column(raw.visibilities, PointAttribute::Visibility, layout.visibility);
+    if (raw.attributes.contains(PointAttribute::Normal)) {
+        raw.normals.resize(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (layout.normalOct16) {
+                raw.normals[i] = decodeOctahedralNormal(loadUnaligned<std::uint16_t>(record(i, *layout.normalOct16)));
+            } else {
+                raw.normals[i] = {static_cast<float>(loadUnaligned<double>(record(i, *layout.normalX))),
+                                  static_cast<float>(loadUnaligned<double>(record(i, *layout.normalY))),
+                                  static_cast<float>(loadUnaligned<double>(record(i, *layout.normalZ)))};
+            }
+        }
+    }
+    return raw;
+}
+
+RawPoints decodeRawPoints(const FileLoader& loader, const Metadata& metadata, const Node& node, std::stop_token stop,
+                          PointAttributes wanted)
+{
+    if (metadata.encoding == Encoding::Brotli) {
+        return decodeBrotliPoints(loader, metadata, node, stop, wanted);
+    }
+    if (node.pointCount == 0 || node.byteSize == 0) {
+        RawPoints empty;
+        empty.attributes = wanted & AttributeLayout::of(metadata).available();
+        return empty;
+    }
+    const std::string chunk = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    return decodeInterleavedPoints(chunk, metadata, node, wanted, loader.octreePath());
+}
+
+::Octree::NodePointData toNodePointData(const RawPoints& raw, const ModelTransform& transform, bool colorsAre16Bit)
+{
+    ::Octree::NodePointData data(raw.attributes, raw.count);
+    if (data.hasPositions()) {
+        auto positions = data.positions();
+        for (std::size_t i = 0; i < raw.count; ++i) {
+            for (int axis = 0; axis < 3; ++axis) {
+                const double model = (double(raw.positions[i][axis]) * transform.scale[axis]
+                                      + transform.offsetFromOrigin[axis]) * transform.unitScale;
+                positions[i][axis] = static_cast<float>(model);
+            }
+        }
+    }
+    if (data.hasColors()) {
+        const unsigned shift = colorsAre16Bit ? 8 : 0;
+        auto colors = data.colors();
+        for (std::size_t i = 0; i < raw.count; ++i) {
+            auto channel = [&](int c) {
+                return static_cast<std::uint8_t>(std::min<unsigned>(raw.colors[i][c] >> shift, 255u));
+            };
+            colors[i] = Math::Color(channel(0), channel(1), channel(2), 255);
+        }
+    }
+    auto copy = [&](const auto& from, auto to) {
+        if (!to.empty()) {
+            std::copy(from.begin(), from.begin() + static_cast<std::ptrdiff_t>(to.size()), to.begin());
+        }
+    };
+    copy(raw.intensities, data.intensities());
+    copy(raw.classifications, data.classifications());
+    copy(raw.scanIndices, data.scanIndices());
+    copy(raw.visibilities, data.visibilities());
+    copy(raw.normals, data.normals());
+    return data;
+}
+
+} // namespace PoTree

@@ -1,0 +1,171 @@
+// Broken stores must fail with an exception that names the file and says what is wrong.
+#include <lumaro/octree/Octree.h>
+#include <lumaro/octree/potree/FileSystemLocation.h>
+
+#include "SyntheticStore.h"
+
+#include <gtest/gtest.h>
+
+using OctreeTest::hierarchyRecord;
+using OctreeTest::TemporaryFolder;
+
+namespace {
+
+// The failure message of `action`, or "" when it did not throw a runtime_error.
+template <typename Action>
+std::string failureOf(Action action)
+{
+    try {
+        action();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::shared_ptr<Octree::Octree> open(const TemporaryFolder& folder)
+{
+    return Octree::Octree::open(PoTree::FileSystemLocation(folder.path()));
+}
+
+// A valid BROTLI store of one root node with two points, each with position and intensity.
+void writeValidStore(const TemporaryFolder& folder)
+{
+    const std::string columns = OctreeTest::positionCode(1, 1, 1) + OctreeTest::positionCode(101, 201, 301)
+        + OctreeTest::bytesOf<std::uint16_t>(5) + OctreeTest::bytesOf<std::uint16_t>(6);
+    const std::string chunk = OctreeTest::brotliStored(columns);
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, chunk.size()));
+    folder.write("octree.bin", chunk);
+}
+
+#define EXPECT_FAILURE_MENTIONS(action, first, second)                                        \
+    do {                                                                                      \
+        const std::string message = failureOf([&] { action; });                               \
+        EXPECT_NE(message.find(first), std::string::npos) << "message: " << message;          \
+        EXPECT_NE(message.find(second), std::string::npos) << "message: " << message;         \
+    } while (false)
+
+} // namespace
+
+TEST(BadStore, TheValidBaseStoreDecodes)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    const auto tree = open(folder);
+    const auto data = tree->nodePointData(Octree::OctreeNodeId::root(), std::stop_token());
+    ASSERT_TRUE(data);
+    ASSERT_EQ(data->size(), 2u);
+    // Codes hold the integer plus one; scale 0.01, offset and origin 0.
+    EXPECT_FLOAT_EQ(data->position(1).x(), 1.00f);
+    EXPECT_FLOAT_EQ(data->position(1).z(), 3.00f);
+    EXPECT_FLOAT_EQ(data->position(0).y(), 0.0f);
+    EXPECT_EQ(data->intensity(1), 6);
+    EXPECT_FALSE(data->hasColors());
+}
+
+TEST(BadStore, MissingStoresAndFolders)
+{
+    const TemporaryFolder folder;
+    EXPECT_FAILURE_MENTIONS(Octree::Octree::open(PoTree::FileSystemLocation(folder.path() / "nowhere")), "nowhere",
+                            "not found");
+    EXPECT_FAILURE_MENTIONS(open(folder), folder.path().filename().string(), "neither metadata.json nor ept.json");
+}
+
+TEST(BadStore, MalformedMetadata)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    auto metadata = OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 22);
+
+    folder.write("metadata.json", metadata.dump().substr(0, 100)); // cut short
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "not valid JSON");
+
+    auto noScale = metadata;
+    noScale.erase("scale");
+    folder.write("metadata.json", noScale.dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"scale\"");
+
+    auto zeroScale = metadata;
+    zeroScale["scale"] = {0.01, 0.0, 0.01};
+    folder.write("metadata.json", zeroScale.dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "positive");
+
+    auto badChunkSize = metadata;
+    badChunkSize["hierarchy"]["firstChunkSize"] = "22";
+    folder.write("metadata.json", badChunkSize.dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "hierarchy.firstChunkSize");
+
+    auto wideColor = OctreeTest::syntheticMetadata("DEFAULT", {{"position", 12}, {"rgb", 8}}, 2, 22);
+    folder.write("metadata.json", wideColor.dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"rgb\" attribute must take 6 bytes");
+
+    auto flatBox = metadata;
+    flatBox["boundingBox"]["max"] = {16.0, 16.0, 0.0};
+    folder.write("metadata.json", flatBox.dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "boundingBox");
+}
+
+TEST(BadStore, HierarchyShorterThanItsRecordsClaim)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "beyond the end");
+
+    // The root announces two children, but the chunk has records for only one of them.
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0x03, 2, 0, 10) + hierarchyRecord(0, 0, 0, 0, 0));
+    EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "announce 3");
+
+    folder.write("hierarchy.bin", std::string(10, '\0'));
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 10).dump());
+    EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "no whole record");
+}
+
+TEST(BadStore, ProxyPastTheEndOfTheHierarchy)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22));
+    const auto tree = open(folder); // the proxy is read only when its node is visited
+    EXPECT_FAILURE_MENTIONS(tree->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "beyond the end");
+
+    // A proxy chunk that begins with yet another proxy would never end.
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
+                                      + hierarchyRecord(2, 0, 2, 44, 22));
+    const auto looping = open(folder);
+    EXPECT_FAILURE_MENTIONS(looping->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "proxy");
+}
+
+TEST(BadStore, NodeDataPastTheEndOrCorrupt)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    const auto chunk = OctreeTest::brotliStored(std::string(36, '\0'));
+
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 5, chunk.size()));
+    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
+                            "beyond the end");
+
+    folder.write("octree.bin", std::string(chunk.size(), '\x5a'));
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, chunk.size()));
+    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
+                            "Brotli");
+
+    folder.write("octree.bin", chunk);
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 3, 0, chunk.size())); // 3 points claimed, 2 stored
+    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
+                            "decompresses to");
+}
+
+TEST(BadStore, InterleavedNodeOfTheWrongSize)
+{
+    const TemporaryFolder folder;
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, 27)); // 2 points of 14 bytes need 28
+    folder.write("octree.bin", std::string(27, '\0'));
+    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
+                            "need 28");
+}

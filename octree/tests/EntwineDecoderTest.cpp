@@ -1,0 +1,221 @@
+#include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/entwine/BinaryDecoder.h>
+#include <lumaro/octree/entwine/LaszipDecoder.h>
+#include <lumaro/octree/entwine/Metadata.h>
+#include <lumaro/octree/entwine/ZstandardDecoder.h>
+
+#include <lumaro/core/ReadLocalFile.h>
+
+#include "EntwineTestStore.h"
+
+#include <gtest/gtest.h>
+#include <zstd.h>
+
+using Entwine::decodeBinaryPoints;
+using Entwine::decodeLaszipPoints;
+using Entwine::decompressZstandard;
+using Entwine::Dimension;
+using Entwine::DimensionType;
+using Entwine::Schema;
+using Octree::PointAttribute;
+using Octree::PointAttributes;
+using OctreeTest::EptTestPoint;
+using OctreeTest::eptTestRecord;
+
+namespace {
+
+const std::filesystem::path file = "store/ept-data/0-0-0-0.bin";
+const std::filesystem::path lazFile =
+    std::filesystem::path(LUMARO_TEST_DATA_DIR) / "ept" / "1.2-with-color" / "ept-data" / "0-0-0-0.laz";
+
+Schema testSchema()
+{
+    auto json = OctreeTest::eptTestMetadata("binary", 0);
+    return Entwine::Metadata::parse(json.dump(), "ept.json").schema;
+}
+
+const std::vector<EptTestPoint> testPoints = {
+    {-5, 1600, 0, 7, 2, 255, 0, 65535, 3},
+    {123456, -7, 42, 65535, 31, 1, 2, 3, 0},
+    {0, 0, -2147483647 - 1, 0, 255, 40704, 256, 0, 4000000000u},
+};
+
+std::string testRecords()
+{
+    std::string records;
+    for (const auto& point : testPoints) {
+        records += eptTestRecord(point);
+    }
+    return records;
+}
+
+template <typename Action>
+std::string failureOf(Action action)
+{
+    try {
+        action();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string compress(std::string_view data, int level = 3)
+{
+    std::string out(ZSTD_compressBound(data.size()), '\0');
+    const std::size_t size = ZSTD_compress(out.data(), out.size(), data.data(), data.size(), level);
+    if (ZSTD_isError(size)) {
+        throw std::runtime_error("test compression failed");
+    }
+    out.resize(size);
+    return out;
+}
+
+} // namespace
+
+TEST(EntwineBinaryDecoder, ReadsEveryDimensionFromItsPlaceInTheRecord)
+{
+    const auto decoded = decodeBinaryPoints(testRecords(), testSchema(), 3, PointAttributes::all(), file);
+    const auto& raw = decoded.points;
+    EXPECT_EQ(raw.count, 3u);
+    EXPECT_EQ(raw.attributes, PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
+                                  | PointAttribute::Classification | PointAttribute::ScanIndex);
+    EXPECT_EQ(decoded.scale, (std::array<double, 3>{0.01, 0.01, 0.01}));
+    EXPECT_EQ(decoded.offset, (std::array<double, 3>{100, 200, 300}));
+    ASSERT_EQ(raw.positions.size(), 3u);
+    for (std::size_t i = 0; i < testPoints.size(); ++i) {
+        const auto& p = testPoints[i];
+        EXPECT_EQ(raw.positions[i], (std::array<std::int64_t, 3>{p.x, p.y, p.z})) << i;
+        EXPECT_EQ(raw.colors[i], (std::array<std::uint16_t, 3>{p.red, p.green, p.blue})) << i;
+        EXPECT_EQ(raw.intensities[i], p.intensity) << i;
+        EXPECT_EQ(raw.classifications[i], p.classification) << i;
+        EXPECT_EQ(raw.scanIndices[i], p.originId) << i;
+    }
+    EXPECT_TRUE(raw.normals.empty());
+    EXPECT_TRUE(raw.visibilities.empty());
+}
+
+TEST(EntwineBinaryDecoder, FillsOnlyTheWantedColumns)
+{
+    const auto decoded = decodeBinaryPoints(testRecords(), testSchema(), 3, PointAttribute::Color | PointAttribute::Normal, file);
+    EXPECT_EQ(decoded.points.attributes, PointAttributes(PointAttribute::Color));
+    EXPECT_EQ(decoded.points.colors.size(), 3u);
+    EXPECT_TRUE(decoded.points.positions.empty());
+    EXPECT_TRUE(decoded.points.intensities.empty());
+    EXPECT_TRUE(decoded.points.normals.empty());
+}
+
+TEST(EntwineBinaryDecoder, ConvertsOtherTypesAndFallsBackToThePointSourceId)
+{
+    auto dimension = [](const char* name, DimensionType type, std::size_t size, double scale = 1, double offset = 0) {
+        return Dimension{name, type, size, scale, offset};
+    };
+    const Schema schema({dimension("Z", DimensionType::Unsigned, 2), dimension("Y", DimensionType::Signed, 8),
+                         dimension("X", DimensionType::Signed, 1, 0.5, -1), dimension("Red", DimensionType::Signed, 2),
+                         dimension("Green", DimensionType::Float, 4), dimension("Blue", DimensionType::Unsigned, 4),
+                         dimension("Intensity", DimensionType::Float, 8), dimension("PointSourceId", DimensionType::Unsigned, 2),
+                         dimension("NormalX", DimensionType::Float, 4), dimension("NormalY", DimensionType::Float, 4),
+                         dimension("NormalZ", DimensionType::Signed, 1, 0.01)});
+    using OctreeTest::bytesOf;
+    auto floatBytes = [](float value) {
+        std::uint32_t bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        return bytesOf(bits);
+    };
+    auto doubleBytes = [](double value) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        return bytesOf(bits);
+    };
+    const std::string record = bytesOf(std::uint16_t{65000}) + bytesOf(std::int64_t{-3}) + bytesOf(std::int8_t{-128})
+        + bytesOf(std::int16_t{-5}) + floatBytes(300.6f) + bytesOf(std::uint32_t{70000}) + doubleBytes(-2.0)
+        + bytesOf(std::uint16_t{77}) + floatBytes(0.25f) + floatBytes(-0.5f) + bytesOf(std::int8_t{-100});
+    ASSERT_EQ(record.size(), schema.recordSize());
+
+    const auto decoded = decodeBinaryPoints(record, schema, 1, PointAttributes::all(), file);
+    const auto& raw = decoded.points;
+    EXPECT_EQ(raw.positions[0], (std::array<std::int64_t, 3>{-128, -3, 65000}));
+    EXPECT_EQ(decoded.scale[0], 0.5);
+    EXPECT_EQ(decoded.offset[0], -1);
+    // Colours and intensities clamp into 16 bits instead of wrapping around.
+    EXPECT_EQ(raw.colors[0], (std::array<std::uint16_t, 3>{0, 301, 65535}));
+    EXPECT_EQ(raw.intensities[0], 0);
+    EXPECT_EQ(raw.scanIndices[0], 77u);
+    EXPECT_EQ(raw.normals[0], (std::array<float, 3>{0.25f, -0.5f, -1.0f}));
+}
+
+TEST(EntwineBinaryDecoder, RejectsFilesWhoseLengthDoesNotFitTheCount)
+{
+    const std::string records = testRecords(); // 3 x 25 bytes
+    const std::string shorter = failureOf([&] { decodeBinaryPoints(records.substr(0, 74), testSchema(), 3, PointAttributes::all(), file); });
+    EXPECT_EQ(shorter, file.string() + ": holds 74 bytes, but 3 points of 25 bytes need 75");
+    const std::string longer = failureOf([&] { decodeBinaryPoints(records, testSchema(), 2, PointAttributes::all(), file); });
+    EXPECT_EQ(longer, file.string() + ": holds 75 bytes, but 2 points of 25 bytes need 50");
+    EXPECT_EQ(decodeBinaryPoints("", testSchema(), 0, PointAttributes::all(), file).points.count, 0u);
+}
+
+TEST(EntwineZstandardDecoder, RestoresTheRecordsOfOneOrMoreFrames)
+{
+    const std::string records = testRecords();
+    EXPECT_EQ(decompressZstandard(compress(records), records.size(), file), records);
+    const std::string twoFrames = compress(records.substr(0, 30)) + compress(records.substr(30), 19);
+    EXPECT_EQ(decompressZstandard(twoFrames, records.size(), file), records);
+    EXPECT_EQ(decompressZstandard("", 0, file), "");
+}
+
+TEST(EntwineZstandardDecoder, CorruptOrMismatchedDataNameTheFile)
+{
+    const std::string records = testRecords();
+    const std::string packed = compress(records);
+    auto failure = [&](std::string_view data, std::size_t size) {
+        return failureOf([&] { decompressZstandard(data, size, file); });
+    };
+    EXPECT_EQ(failure(packed, records.size() + 1), file.string() + ": decompresses to 75 bytes, but its point count needs 76");
+    EXPECT_EQ(failure(packed, records.size() - 1), file.string() + ": decompresses to more than the 74 bytes that its point count needs");
+    EXPECT_NE(failure(std::string_view(packed).substr(0, packed.size() - 3), records.size()).find("end in the middle of a frame"), std::string::npos);
+    EXPECT_NE(failure("this is not zstandard", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
+    EXPECT_NE(failure(packed + "junk", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
+    EXPECT_EQ(failure("", 4), file.string() + ": is empty, but its point count needs 4 bytes");
+}
+
+TEST(EntwineLaszipDecoder, UsesTheHeadersScaleAndTheSourcesPointFormat)
+{
+    const std::string laz = Core::readLocalFile(lazFile);
+    const auto decoded = decodeLaszipPoints(laz, 1065, PointAttributes::all(), lazFile);
+    // Format 3 (colour, GPS time) with OriginId as extra bytes; scale 0.01, offsets from the header.
+    EXPECT_EQ(decoded.points.attributes, PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
+                                             | PointAttribute::Classification | PointAttribute::ScanIndex);
+    EXPECT_EQ(decoded.scale, (std::array<double, 3>{0.01, 0.01, 0.01}));
+    EXPECT_EQ(decoded.offset, (std::array<double, 3>{637301, 851218, 496}));
+    EXPECT_EQ(decoded.points.count, 1065u);
+    // A single source file: every OriginId is 0.
+    EXPECT_EQ(std::count(decoded.points.scanIndices.begin(), decoded.points.scanIndices.end(), 0u), 1065);
+
+    const auto colorsOnly = decodeLaszipPoints(laz, 1065, PointAttribute::Color, lazFile);
+    EXPECT_EQ(colorsOnly.points.colors, decoded.points.colors);
+    EXPECT_TRUE(colorsOnly.points.positions.empty());
+}
+
+TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
+{
+    const std::string laz = Core::readLocalFile(lazFile);
+    auto failure = [&](std::string_view data, std::uint64_t count) {
+        return failureOf([&] { decodeLaszipPoints(data, count, PointAttributes::all(), lazFile); });
+    };
+    EXPECT_EQ(failure(laz, 1066), lazFile.string() + ": its header counts 1065 points, but the hierarchy counts 1066");
+    const std::string truncated = failure(std::string_view(laz).substr(0, laz.size() / 2), 1065);
+    EXPECT_EQ(truncated.rfind(lazFile.string() + ": LASzip cannot decompress point ", 0), 0u) << truncated;
+    std::string badSignature = laz;
+    badSignature.replace(0, 4, "LAZ!");
+    EXPECT_EQ(failure(badSignature, 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
+    EXPECT_EQ(failure(laz.substr(0, 100), 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
+    EXPECT_EQ(failure("", 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
+}
+
+TEST(EntwineLaszipDecoder, StopsWhenAsked)
+{
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(decodeLaszipPoints(Core::readLocalFile(lazFile), 1065, PointAttributes::all(), lazFile, stop.get_token()),
+                 Octree::OperationCancelled);
+}

@@ -1,0 +1,80 @@
+#include <lumaro/octree/OctreeNodeId.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <unordered_set>
+
+using Octree::OctreeNodeId;
+
+TEST(OctreeNodeId, RootAndChildrenCarryTheirLevelAndName)
+{
+    const OctreeNodeId root;
+    EXPECT_TRUE(root.isRoot());
+    EXPECT_EQ(root.level(), 0u);
+    EXPECT_EQ(root.name(), "r");
+    EXPECT_EQ(sizeof(OctreeNodeId), 8u);
+
+    const OctreeNodeId r40 = root.child(4).child(0);
+    EXPECT_EQ(r40.level(), 2u);
+    EXPECT_EQ(r40.name(), "r40");
+    EXPECT_EQ(r40.childIndex(), 0u);
+    EXPECT_EQ(r40.parent(), root.child(4));
+    EXPECT_EQ(r40.parent().parent(), root);
+    EXPECT_EQ(OctreeNodeId::fromName("r40"), r40);
+    EXPECT_EQ(OctreeNodeId::fromValue(r40.value()), r40);
+}
+
+TEST(OctreeNodeId, ChildIndexBitsSelectUpperHalvesOfXYZ)
+{
+    // 4 = upper x, 2 = upper y, 1 = upper z; "r73" is x 1,0 y 1,1 z 1,1 from the root down.
+    EXPECT_EQ(OctreeNodeId::fromName("r4").gridPosition(), (std::array<std::uint32_t, 3>{1, 0, 0}));
+    EXPECT_EQ(OctreeNodeId::fromName("r2").gridPosition(), (std::array<std::uint32_t, 3>{0, 1, 0}));
+    EXPECT_EQ(OctreeNodeId::fromName("r1").gridPosition(), (std::array<std::uint32_t, 3>{0, 0, 1}));
+    EXPECT_EQ(OctreeNodeId::fromName("r73").gridPosition(), (std::array<std::uint32_t, 3>{2, 3, 3}));
+    EXPECT_EQ(OctreeNodeId::fromGridPosition(2, 2, 3, 3), OctreeNodeId::fromName("r73"));
+    EXPECT_EQ(OctreeNodeId::fromGridPosition(0, 0, 0, 0), OctreeNodeId::root());
+    EXPECT_THROW(OctreeNodeId::fromGridPosition(2, 4, 0, 0), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromGridPosition(22, 0, 0, 0), std::invalid_argument);
+}
+
+TEST(OctreeNodeId, TwentyOneLevelsFitAndNoMore)
+{
+    OctreeNodeId id;
+    for (std::size_t level = 0; level < OctreeNodeId::MAX_REPRESENTABLE_LEVEL; ++level) {
+        id = id.child(7);
+    }
+    EXPECT_EQ(OctreeNodeId::MAX_REPRESENTABLE_LEVEL, 21u);
+    EXPECT_EQ(id.level(), 21u);
+    EXPECT_EQ(id.name(), "r" + std::string(21, '7'));
+    const std::uint32_t last = (1u << 21) - 1;
+    EXPECT_EQ(id.gridPosition(), (std::array<std::uint32_t, 3>{last, last, last}));
+    EXPECT_THROW(id.child(0), std::out_of_range);
+    EXPECT_THROW(OctreeNodeId().child(8), std::out_of_range);
+}
+
+TEST(OctreeNodeId, RejectsMalformedNamesAndValues)
+{
+    EXPECT_THROW(OctreeNodeId::fromName(""), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromName("x0"), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromName("r8"), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromName("r" + std::string(22, '0')), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromValue(0), std::invalid_argument);
+    EXPECT_THROW(OctreeNodeId::fromValue(2), std::invalid_argument); // bit width 2 is no level
+    EXPECT_THROW(OctreeNodeId().parent(), std::logic_error);
+}
+
+TEST(OctreeNodeId, DistinctNodesHashAndCompareDistinctly)
+{
+    std::unordered_set<OctreeNodeId> ids;
+    // Same paths at different depths ("r0" and "r00") must stay different nodes.
+    ids.insert(OctreeNodeId());
+    ids.insert(OctreeNodeId().child(0));
+    ids.insert(OctreeNodeId().child(0).child(0));
+    for (std::size_t i = 0; i < 8; ++i) {
+        ids.insert(OctreeNodeId().child(1).child(i));
+    }
+    EXPECT_EQ(ids.size(), 11u);
+    EXPECT_NE(OctreeNodeId::fromName("r0"), OctreeNodeId::fromName("r00"));
+    EXPECT_LT(OctreeNodeId::fromName("r"), OctreeNodeId::fromName("r0"));
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <lumaro/render/Export.h>
+#include <lumaro/render/core/RenderMode.h>
+#include <lumaro/render/gpu/ComPtr.h>
+#include <lumaro/render/gpu/ConstantBuffer.h>
+#include <lumaro/render/gpu/PixelShader.h>
+#include <lumaro/render/gpu/VertexShader.h>
+#include <lumaro/render/gpu/Viewport.h>
+
+#include <lumaro/math/Color.h>
+
+#include <d3d11.h>
+
+#include <array>
+#include <cstdint>
+
+namespace Render {
+
+// The full-screen stage that turns the scene pass into the final picture: brightness and contrast,
+// the tomographic looks, shading by normals computed from world positions, and global opacity.
+// It reads the scene's colour and world positions from texture slots 0 and 1 of the pixel stage
+// (the caller binds them) and writes colour and world position to render targets 0 and 1.
+class LUMARO_RENDER_API PostProcess {
+public:
+    // Mirrors cbuffer cbConstant of "shaders/postprocessing.hlsl", byte for byte.
+    struct Constants {
+        float width = 640.0f;
+        float height = 480.0f;
+        float brightness = 0.0f;
+        float contrast = 1.0f;
+        std::array<float, 4> backgroundColor{1.0f, 1.0f, 1.0f, 1.0f};
+        float opacity = 1.0f;
+        std::int32_t renderMode = 0;
+        std::array<float, 2> padding{};
+    };
+
+    PostProcess() = default;
+    explicit PostProcess(const ComPtr<ID3D11Device>& device);
+    PostProcess(PostProcess&&) noexcept = default;
+    PostProcess& operator=(PostProcess&&) noexcept = default;
+    PostProcess(const PostProcess&) = delete;
+    PostProcess& operator=(const PostProcess&) = delete;
+    ~PostProcess();
+
+    // Each setter stores its value; the constants reach the GPU at the next draw.
+    void setViewport(const Viewport& viewport);
+    void setBrightness(float brightness);
+    float brightness() const { return constants_.data().brightness; }
+    void setContrast(float contrast);
+    float contrast() const { return constants_.data().contrast; }
+    void setOpacity(float opacity);
+    float opacity() const { return constants_.data().opacity; }
+    void setBackgroundColor(const Math::Color& color);
+    void setRenderMode(RenderMode mode);
+    RenderMode renderMode() const { return static_cast<RenderMode>(constants_.data().renderMode); }
+
+    const Constants& constants() const { return constants_.data(); }
+    // Whether the constants wait for upload at the next draw.
+    bool constantsDirty() const { return constants_.dirty(); }
+    void markDirty() { constants_.modify(); }
+
+    // One full-screen pass; throws std::logic_error("Error: end call is missing") when the
+    // constant buffer is still bound from an unfinished draw.
+    void draw(ID3D11DeviceContext* context);
+
+private:
+    VertexShader vertexShader_;
+    PixelShader pixelShader_;
+    ConstantBuffer<Constants> constants_;
+};
+
+} // namespace Render

@@ -1,0 +1,206 @@
+#pragma once
+
+#include <lumaro/render/Export.h>
+#include <lumaro/render/core/Camera.h>
+#include <lumaro/render/core/PostProcess.h>
+#include <lumaro/render/core/RenderMode.h>
+#include <lumaro/render/core/RenderPass.h>
+#include <lumaro/render/core/Renderable.h>
+#include <lumaro/render/gpu/BlendState.h>
+#include <lumaro/render/gpu/ColorMap.h>
+#include <lumaro/render/gpu/ComPtr.h>
+#include <lumaro/render/gpu/DepthStencilState.h>
+#include <lumaro/render/gpu/RasterizerState.h>
+#include <lumaro/render/gpu/Texture2d.h>
+#include <lumaro/render/gpu/Viewport.h>
+
+#include <lumaro/core/InstanceId.h>
+#include <lumaro/math/Color.h>
+#include <lumaro/math/NBoundingBox.h>
+#include <lumaro/math/NPlane.h>
+#include <lumaro/math/Point.h>
+
+#include <Eigen/Core>
+
+#include <d3d11.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace Graphics {
+class ColorImage;
+}
+
+namespace Math {
+template <class T>
+class TriangleMesh;
+}
+
+namespace Render {
+
+// The object a host creates first: it owns the Direct3D device, the camera, the scene and the
+// display settings, and draws one frame off-screen per render(). Nothing is presented: the host
+// reads the finished picture back (getColorImage) or shares the device.
+//
+// Every setter compares with the stored value first and does nothing when it is unchanged;
+// otherwise it stores, tells the scene through its onUpdate… notification and sets the camera's
+// redraw flag. Use from one thread, the one that owns the immediate context.
+class LUMARO_RENDER_API Renderer : public Core::InstanceId<Renderer> {
+public:
+    // Chooses the depth convention once. Throws ComException when no device can be created and
+    // std::runtime_error when the device is below Direct3D feature level 11.0.
+    explicit Renderer(bool isZBufferReversed);
+    Renderer(const Renderer&) = delete;
+    Renderer& operator=(const Renderer&) = delete;
+    virtual ~Renderer();
+
+    std::shared_ptr<Renderable>& scene() { return scene_; }
+    const std::shared_ptr<Renderable>& scene() const { return scene_; }
+    // De-initialises the previous scene, initialises this one and hands it render mode, tomographic
+    // colour, colour map, signed-distance flag and colour-map range. The other settings reach it
+    // only when they next change. Throws std::invalid_argument for an empty pointer.
+    void setScene(std::shared_ptr<Renderable> scene);
+
+    std::shared_ptr<Camera>& camera() { return camera_; }
+    const std::shared_ptr<Camera>& camera() const { return camera_; }
+    const ComPtr<ID3D11Device>& device() const { return device_; }
+    const ComPtr<ID3D11DeviceContext>& deviceContext() const { return deviceContext_; }
+
+    // Re-creates the render targets and read-back textures only when the size changes.
+    void setViewport(std::size_t width, std::size_t height);
+    const Viewport& viewport() const;
+    double aspectRatio() const;
+
+    void setBackgroundColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a);
+    void setBackgroundColor(const Math::Color& color);
+    const Math::Color& backgroundColor() const { return backgroundColor_; }
+
+    // Camera forwarding: the scene hears of a change only when the matrix really changed.
+    void setCameraPose(const Math::Point<float, 3>& eye, const Eigen::Vector3f& viewDirection,
+                       const Eigen::Vector3f& up);
+    void setCameraPose(const Math::Point<float, 3>& eye, const Math::Point<float, 3>& target,
+                       const Eigen::Vector3f& up);
+    void setViewMatrix(const Eigen::Matrix4f& viewMatrix);
+    void setPerspective(float fovYDeg, float zNear, float zFar, float offCenterX, float offCenterY);
+    void setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar,
+                                 bool flag);
+    void setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar);
+    // The horizontal extent follows from the vertical one and the viewport's aspect ratio.
+    void setOrthographic(float verticalExtent, float zNear, float zFar);
+    void setProjection(const Eigen::Matrix4f& projection, float zNear, float zFar, bool flag);
+    void setZNearAndFarViaBoundingBox(const Math::NBoundingBox<float, 3>& box);
+
+    Math::Point<float, 3> eye();
+    Eigen::Vector3f rightDirection();
+    Eigen::Vector3f upDirection();
+    Eigen::Vector3f viewDirection();
+    const Eigen::Matrix4f& viewMatrix() const;
+    const Eigen::Matrix4f& projectionMatrix() const;
+    Eigen::Matrix4f modelViewProjectionMatrix();
+    bool isOrthographic() const;
+    bool isPerspective() const;
+    void getZRange(float& zNear, float& zFar) const;
+
+    void setModelMatrix(const Eigen::Matrix4f& matrix);
+    // When on, near and far follow the scene's bounds at every frame.
+    void setAutoAdjustZRange(bool enabled);
+    bool autoAdjustZRangeEnabled() const { return autoAdjustZRange_; }
+
+    // Draws one frame: the scene into the scene pass, then post-processing into the output pass.
+    void render();
+    // The camera's redraw flag, else the scene's (false without a scene).
+    bool needsRedraw() const;
+    // The scene's bounds in world coordinates; empty without a scene.
+    Math::NBoundingBox<float, 3> boundingBox();
+
+    // Display settings.
+    void setRenderMode(RenderMode mode);
+    RenderMode renderMode() const { return renderMode_; }
+    void setColorMap(ColorMap map);
+    ColorMap colorMap() const { return colorMap_; }
+    void setColorMapRange(float minDistance, float maxDistance);
+    float minDistance() const { return minDistance_; }
+    float maxDistance() const { return maxDistance_; }
+    void setPassFailDistanceRange(float minDistance, float maxDistance);
+    float minDistancePassFail() const { return minDistancePassFail_; }
+    float maxDistancePassFail() const { return maxDistancePassFail_; }
+    void setWarnDistanceRange(float minDistance, float maxDistance);
+    float minDistanceWarn() const { return minDistanceWarn_; }
+    float maxDistanceWarn() const { return maxDistanceWarn_; }
+    void setUseSignedDistance(bool useSignedDistance);
+    bool useSignedDistance() const { return useSignedDistance_; }
+    void setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane);
+    // Compared by identity: another pointer to an equal mesh counts as a change.
+    void setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh);
+    bool hasMeshForDistanceColorization() const { return meshForDistanceColorization_ != nullptr; }
+    void setTomographicColor(Math::Color color);
+    const Math::Color& tomographicColor() const { return tomographicColor_; }
+    void setUseCloudColorsInTomographicRenderModes(bool useCloudColors);
+    bool useCloudColorsInTomographicRenderModes() const { return useCloudColorsInTomographicRenderModes_; }
+    void setBrightness(float brightness);
+    float brightness() const { return postProcess_.brightness(); }
+    void setContrast(float contrast);
+    float contrast() const { return postProcess_.contrast(); }
+    void setOpacity(float opacity);
+    float opacity() const { return postProcess_.opacity(); }
+
+    // A linear colour ramp from `from` (distance 0) to `to`: sets the colorization plane through
+    // `from` facing `to` and the colour-map range (0, |to - from|). The map argument is not used;
+    // the colour map is chosen with setColorMap.
+    void setColorizationRange(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to, ColorMap map);
+    // Lets the scene propose brightness and contrast, and takes them unconditionally.
+    void autoAdjustBrightnessAndContrast(float lowerBound, float upperBound);
+
+    // The finished (post-processed) picture of the last frame, in B8G8R8A8 rows with the row pitch
+    // of the read-back texture. Throws std::runtime_error("image size does not match") when the
+    // mapped size and the image disagree.
+    void getColorImage(Graphics::ColorImage& image);
+
+private:
+    void updateZRangeIfNeeded();
+    template <class Change>
+    void changeView(Change&& change);
+    template <class Change>
+    void changeProjection(Change&& change, bool adjustZRange);
+    void requestRedraw();
+    void createStagingTextures(std::size_t width, std::size_t height);
+
+    std::shared_ptr<Camera> camera_;
+    std::shared_ptr<Renderable> scene_;
+    std::uint64_t pointChunkColumn_ = 0;
+    std::uint64_t pointChunkRow_ = 0;
+    Math::Color backgroundColor_ = Math::Color::white(255);
+    Eigen::Matrix4f modelMatrix_ = Eigen::Matrix4f::Identity();
+    ComPtr<ID3D11Device> device_;
+    ComPtr<ID3D11DeviceContext> deviceContext_;
+    DepthStencilState depthWriteState_;
+    DepthStencilState depthReadOnlyState_;
+    BlendState alphaBlendState_;
+    BlendState opaqueBlendState_;
+    RasterizerState rasterizerState_;
+    RenderPass scenePass_;
+    RenderPass outputPass_;
+    Texture2d colorStaging_;
+    Texture2d depthStaging_;
+    Texture2d worldPositionStaging_;
+    Texture2d exactWorldPositionStaging_;
+    PostProcess postProcess_;
+    bool autoAdjustZRange_ = false;
+
+    RenderMode renderMode_ = RenderMode::Default;
+    ColorMap colorMap_ = ColorMap::Turbo;
+    std::shared_ptr<Math::TriangleMesh<float>> meshForDistanceColorization_;
+    Math::NPlane<float, 3> planeForDistanceColorization_{0.0f, 1.0f, 0.0f, 0.0f};
+    float minDistance_ = 0.0f;
+    float maxDistance_ = 1.0f;
+    float minDistancePassFail_ = -0.5f;
+    float maxDistancePassFail_ = 0.5f;
+    float minDistanceWarn_ = -0.25f;
+    float maxDistanceWarn_ = 0.25f;
+    bool useSignedDistance_ = true;
+    Math::Color tomographicColor_ = Math::Color::black(255);
+    bool useCloudColorsInTomographicRenderModes_ = false;
+};
+
+} // namespace Render

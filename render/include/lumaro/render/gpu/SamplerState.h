@@ -1,0 +1,43 @@
+#pragma once
+
+#include <lumaro/render/Export.h>
+#include <lumaro/render/gpu/ComPtr.h>
+#include <lumaro/render/gpu/ShaderConfiguration.h>
+
+#include <d3d11.h>
+
+#include <cstdint>
+
+namespace Render {
+
+// A sampler that remembers the stages and slot it is bound to between begin and end. Unlike the
+// other wrappers it is copyable: a copy shares the sampler object (a second reference).
+class LUMARO_RENDER_API SamplerState {
+public:
+    SamplerState() = default;
+    SamplerState(ID3D11Device* device, const D3D11_SAMPLER_DESC& desc);
+
+    SamplerState(const SamplerState&) = default;
+    SamplerState& operator=(const SamplerState&) = default;
+    SamplerState(SamplerState&&) noexcept = default;
+    SamplerState& operator=(SamplerState&& other) noexcept;
+
+    // Throws std::logic_error when still bound from an earlier begin.
+    void begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot);
+    // Clears the slot on the bound stages; throws std::logic_error when not bound.
+    void end(ID3D11DeviceContext* context);
+
+    ShaderConfiguration stages() const { return stages_; }
+    std::uint32_t slot() const { return slot_; }
+
+    ID3D11SamplerState* get() const { return state_.Get(); }
+
+private:
+    void apply(ID3D11DeviceContext* context, ID3D11SamplerState* state) const;
+
+    ComPtr<ID3D11SamplerState> state_;
+    ShaderConfiguration stages_{};
+    std::uint32_t slot_ = 0;
+};
+
+} // namespace Render

@@ -1,0 +1,84 @@
+#include <lumaro/render/core/PostProcess.h>
+
+#include <lumaro/render/gpu/Viewport.h>
+
+#include <cstddef>
+
+namespace Render {
+
+namespace {
+
+constexpr const char* shaderName = "shaders/postprocessing.hlsl";
+constexpr unsigned constantBufferSlot = 0;
+
+// HLSL packs a float4 at a 16-byte boundary; the scalars that follow share the next register.
+static_assert(offsetof(PostProcess::Constants, width) == 0);
+static_assert(offsetof(PostProcess::Constants, height) == 4);
+static_assert(offsetof(PostProcess::Constants, brightness) == 8);
+static_assert(offsetof(PostProcess::Constants, contrast) == 12);
+static_assert(offsetof(PostProcess::Constants, backgroundColor) == 16);
+static_assert(offsetof(PostProcess::Constants, opacity) == 32);
+static_assert(offsetof(PostProcess::Constants, renderMode) == 36);
+static_assert(sizeof(PostProcess::Constants) == 48, "constant buffers are whole 16-byte registers");
+
+} // namespace
+
+PostProcess::PostProcess(const ComPtr<ID3D11Device>& device)
+    : vertexShader_(VertexShader::fromHlslResource(device, shaderName, {})),
+      pixelShader_(PixelShader::fromHlslResource(device, shaderName)),
+      constants_(device.Get(), Constants{})
+{
+}
+
+PostProcess::~PostProcess() = default;
+
+void PostProcess::setViewport(const Viewport& viewport)
+{
+    Constants& constants = constants_.modify();
+    constants.width = static_cast<float>(viewport.width());
+    constants.height = static_cast<float>(viewport.height());
+}
+
+void PostProcess::setBrightness(float brightness)
+{
+    constants_.modify().brightness = brightness;
+}
+
+void PostProcess::setContrast(float contrast)
+{
+    constants_.modify().contrast = contrast;
+}
+
+void PostProcess::setOpacity(float opacity)
+{
+    constants_.modify().opacity = opacity;
+}
+
+void PostProcess::setBackgroundColor(const Math::Color& color)
+{
+    constants_.modify().backgroundColor = {color.r() / 255.0f, color.g() / 255.0f, color.b() / 255.0f,
+                                           color.a() / 255.0f};
+}
+
+void PostProcess::setRenderMode(RenderMode mode)
+{
+    constants_.modify().renderMode = static_cast<std::int32_t>(mode);
+}
+
+void PostProcess::draw(ID3D11DeviceContext* context)
+{
+    vertexShader_.begin(context);
+    pixelShader_.begin(context);
+    // Throws when still bound; uploads only constants that changed since the last draw.
+    constants_.begin(context, ShaderConfiguration::Pixel, constantBufferSlot);
+
+    // The vertex shader makes a screen-covering strip from SV_VertexID alone.
+    context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
+    context->DrawInstanced(4, 1, 0, 0);
+
+    vertexShader_.end(context);
+    pixelShader_.end(context);
+    constants_.end(context);
+}
+
+} // namespace Render

@@ -1,0 +1,261 @@
+#include <lumaro/render/core/RenderPass.h>
+
+#include <lumaro/render/gpu/MoveComPtr.h>
+
+#include <stdexcept>
+#include <utility>
+
+namespace Render {
+
+namespace {
+
+D3D11_TEXTURE2D_DESC colorTargetDesc(DXGI_FORMAT format)
+{
+    D3D11_TEXTURE2D_DESC desc{};
+    desc.MipLevels = 1;
+    desc.ArraySize = 1;
+    desc.Format = format;
+    desc.SampleDesc.Count = 1;
+    desc.Usage = D3D11_USAGE_DEFAULT;
+    desc.BindFlags = D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE;
+    return desc;
+}
+
+// Typeless, so that the same texture serves as 32-bit float depth for the depth test, as a float
+// texture for shaders, and as the source of a copy into a D32_FLOAT staging texture.
+D3D11_TEXTURE2D_DESC depthBufferDesc()
+{
+    D3D11_TEXTURE2D_DESC desc = colorTargetDesc(DXGI_FORMAT_R32_TYPELESS);
+    desc.BindFlags = D3D11_BIND_DEPTH_STENCIL | D3D11_BIND_SHADER_RESOURCE;
+    return desc;
+}
+
+// A view needs a texture; a pass of zero width or height has none and binds null views.
+bool hasTexture(const Texture2d& texture)
+{
+    return texture.get() != nullptr;
+}
+
+constexpr unsigned maxRenderTargets = D3D11_SIMULTANEOUS_RENDER_TARGET_COUNT;
+
+} // namespace
+
+RenderPass::RenderPass(const ComPtr<ID3D11Device>& device, unsigned width, unsigned height)
+    : device_(device), width_(width), height_(height)
+{
+}
+
+RenderPass::RenderPass(RenderPass&& other) noexcept
+    : targets_(std::move(other.targets_)),
+      renderTargetOrder_(std::move(other.renderTargetOrder_)),
+      depthBuffer_(std::move(other.depthBuffer_)),
+      width_(other.width_),
+      height_(other.height_)
+{
+    moveComPtr(device_, other.device_);
+    other.depthBuffer_.reset();
+}
+
+RenderPass& RenderPass::operator=(RenderPass&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    targets_ = std::move(other.targets_);
+    renderTargetOrder_ = std::move(other.renderTargetOrder_);
+    depthBuffer_ = std::move(other.depthBuffer_);
+    other.depthBuffer_.reset();
+    moveComPtr(device_, other.device_);
+    width_ = other.width_;
+    height_ = other.height_;
+    return *this;
+}
+
+RenderPass::~RenderPass() = default;
+
+std::size_t RenderPass::addRenderTarget(const std::string& name, DXGI_FORMAT format)
+{
+    return addRenderTarget(name, colorTargetDesc(format));
+}
+
+std::size_t RenderPass::addRenderTarget(const std::string& name, D3D11_TEXTURE2D_DESC desc)
+{
+    if (targets_.contains(name))
+        throw std::invalid_argument("RenderPass: a render target named \"" + name + "\" exists already");
+    if (renderTargetOrder_.size() == maxRenderTargets)
+        throw std::invalid_argument("RenderPass: no room for render target \"" + name + "\" (at most " +
+                                    std::to_string(maxRenderTargets) + ")");
+    desc.BindFlags |= D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE;
+    RenderTarget target{Texture2d(device_.Get(), desc, width_, height_, desc.ArraySize), {}, {}};
+    createTargetViews(target, {0.0f, 0.0f, 0.0f, 0.0f});
+    targets_.emplace(name, std::move(target));
+    renderTargetOrder_.push_back(name);
+    return renderTargetOrder_.size() - 1;
+}
+
+void RenderPass::addDepthBuffer(unsigned clearFlags, float clearDepth, unsigned char clearStencil)
+{
+    depthBuffer_.emplace();
+    depthBuffer_->texture = Texture2d(device_.Get(), depthBufferDesc(), width_, height_, 1);
+    createDepthViews(clearFlags, clearDepth, clearStencil);
+}
+
+void RenderPass::createTargetViews(RenderTarget& target, const std::array<float, 4>& clearValue)
+{
+    if (!hasTexture(target.texture)) {
+        target.renderTargetView = RenderTargetView();
+        target.renderTargetView.setClearValue(clearValue);
+        target.shaderResourceView = ShaderResourceView();
+        return;
+    }
+    target.renderTargetView = RenderTargetView(device_.Get(), target.texture.get(), clearValue);
+    target.shaderResourceView = ShaderResourceView(device_.Get(), target.texture.get(), nullptr);
+}
+
+void RenderPass::createDepthViews(unsigned clearFlags, float clearDepth, unsigned char clearStencil)
+{
+    DepthBuffer& buffer = depth();
+    if (!hasTexture(buffer.texture)) {
+        buffer.depthStencilView = DepthStencilView();
+        buffer.depthStencilView.setClearValues(clearFlags, clearDepth, clearStencil);
+        buffer.shaderResourceView = ShaderResourceView();
+        return;
+    }
+    buffer.depthStencilView =
+        DepthStencilView(device_.Get(), buffer.texture.get(), clearFlags, clearDepth, clearStencil);
+    D3D11_SHADER_RESOURCE_VIEW_DESC viewDesc{};
+    viewDesc.Format = DXGI_FORMAT_R32_FLOAT;
+    viewDesc.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
+    viewDesc.Texture2D.MipLevels = 1;
+    buffer.shaderResourceView = ShaderResourceView(device_.Get(), buffer.texture.get(), &viewDesc);
+}
+
+void RenderPass::setViewport(unsigned width, unsigned height)
+{
+    width_ = width;
+    height_ = height;
+    for (const std::string& name : renderTargetOrder_) {
+        RenderTarget& target = targets_.at(name);
+        const std::array<float, 4> clearValue = target.renderTargetView.clearValue();
+        // Release the old views before their texture, and the texture before creating anew, so
+        // that a large pass is never held twice.
+        target.shaderResourceView = ShaderResourceView();
+        target.renderTargetView = RenderTargetView();
+        const D3D11_TEXTURE2D_DESC desc = target.texture.desc();
+        target.texture = Texture2d();
+        target.texture = Texture2d(device_.Get(), desc, width, height, desc.ArraySize);
+        createTargetViews(target, clearValue);
+    }
+    if (depthBuffer_) {
+        const DepthStencilView& view = depthBuffer_->depthStencilView;
+        const unsigned clearFlags = view.clearFlags();
+        const float clearDepth = view.depthClearValue();
+        const unsigned char clearStencil = view.stencilClearValue();
+        depthBuffer_.emplace();
+        depthBuffer_->texture = Texture2d(device_.Get(), depthBufferDesc(), width, height, 1);
+        createDepthViews(clearFlags, clearDepth, clearStencil);
+    }
+}
+
+void RenderPass::setClearValue(const std::string& name, float r, float g, float b, float a)
+{
+    target(name).renderTargetView.setClearValue(r, g, b, a);
+}
+
+void RenderPass::setClearValue(const std::string& name, const Math::Color& color)
+{
+    target(name).renderTargetView.setClearValue(color);
+}
+
+void RenderPass::setDepthStencilClearValues(unsigned clearFlags, float depthValue, unsigned char stencil)
+{
+    depth().depthStencilView.setClearValues(clearFlags, depthValue, stencil);
+}
+
+void RenderPass::begin(ID3D11DeviceContext* context)
+{
+    ID3D11RenderTargetView* views[maxRenderTargets] = {};
+    for (std::size_t slot = 0; slot < renderTargetOrder_.size(); ++slot)
+        views[slot] = targets_.at(renderTargetOrder_[slot]).renderTargetView.get();
+    ID3D11DepthStencilView* depthView = depthBuffer_ ? depthBuffer_->depthStencilView.get() : nullptr;
+    context->OMSetRenderTargets(static_cast<UINT>(renderTargetOrder_.size()), views, depthView);
+}
+
+void RenderPass::end(ID3D11DeviceContext* context)
+{
+    context->Flush();
+    ID3D11RenderTargetView* none[maxRenderTargets] = {};
+    context->OMSetRenderTargets(static_cast<UINT>(renderTargetOrder_.size()), none, nullptr);
+}
+
+void RenderPass::clear(ID3D11DeviceContext* context, const std::string& name)
+{
+    const RenderTargetView& view = target(name).renderTargetView;
+    if (view.get() != nullptr)
+        view.clear(context);
+}
+
+void RenderPass::clearAllRenderTargets(ID3D11DeviceContext* context, bool clearDepth)
+{
+    for (const std::string& name : renderTargetOrder_)
+        clear(context, name);
+    if (clearDepth && depthBuffer_ && depthBuffer_->depthStencilView.get() != nullptr)
+        depthBuffer_->depthStencilView.clear(context);
+}
+
+void RenderPass::bindTexture(ID3D11DeviceContext* context, const std::string& name, ShaderConfiguration stages,
+                             unsigned slot)
+{
+    target(name).shaderResourceView.begin(context, stages, slot);
+}
+
+void RenderPass::unbindTexture(ID3D11DeviceContext* context, const std::string& name)
+{
+    target(name).shaderResourceView.end(context);
+}
+
+void RenderPass::bindDepthTexture(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
+{
+    depth().shaderResourceView.begin(context, stages, slot);
+}
+
+void RenderPass::unbindDepthTexture(ID3D11DeviceContext* context)
+{
+    depth().shaderResourceView.end(context);
+}
+
+const Texture2d& RenderPass::texture(const std::string& name) const
+{
+    return target(name).texture;
+}
+
+const Texture2d& RenderPass::depthTexture() const
+{
+    if (!depthBuffer_)
+        throw std::logic_error("RenderPass: the pass has no depth buffer");
+    return depthBuffer_->texture;
+}
+
+RenderPass::RenderTarget& RenderPass::target(const std::string& name)
+{
+    const auto found = targets_.find(name);
+    if (found == targets_.end())
+        throw std::invalid_argument("RenderPass: no render target named \"" + name + "\"");
+    return found->second;
+}
+
+const RenderPass::RenderTarget& RenderPass::target(const std::string& name) const
+{
+    const auto found = targets_.find(name);
+    if (found == targets_.end())
+        throw std::invalid_argument("RenderPass: no render target named \"" + name + "\"");
+    return found->second;
+}
+
+RenderPass::DepthBuffer& RenderPass::depth()
+{
+    if (!depthBuffer_)
+        throw std::logic_error("RenderPass: the pass has no depth buffer");
+    return *depthBuffer_;
+}
+
+} // namespace Render

@@ -1,0 +1,610 @@
+#include <lumaro/render/core/Renderer.h>
+
+#include <lumaro/render/gpu/ComException.h>
+
+#include <lumaro/graphics/ColorImage.h>
+
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace Render {
+
+namespace {
+
+// Frames are drawn at the viewport's size before the camera has one set by the host.
+constexpr unsigned initialWidth = 640;
+constexpr unsigned initialHeight = 480;
+constexpr unsigned allSamples = 0xffffffff;
+constexpr unsigned stencilReference = 1;
+
+D3D11_BLEND_DESC alphaBlendDesc()
+{
+    D3D11_BLEND_DESC desc{};
+    desc.AlphaToCoverageEnable = FALSE;
+    desc.IndependentBlendEnable = TRUE;
+    for (D3D11_RENDER_TARGET_BLEND_DESC& target : desc.RenderTarget) {
+        target.BlendEnable = FALSE;
+        target.SrcBlend = D3D11_BLEND_ONE;
+        target.DestBlend = D3D11_BLEND_ZERO;
+        target.BlendOp = D3D11_BLEND_OP_ADD;
+        target.SrcBlendAlpha = D3D11_BLEND_ONE;
+        target.DestBlendAlpha = D3D11_BLEND_ZERO;
+        target.BlendOpAlpha = D3D11_BLEND_OP_ADD;
+        target.RenderTargetWriteMask = D3D11_COLOR_WRITE_ENABLE_ALL;
+    }
+    // Only the colour target blends; world positions are overwritten by whatever is drawn last.
+    D3D11_RENDER_TARGET_BLEND_DESC& color = desc.RenderTarget[0];
+    color.BlendEnable = TRUE;
+    color.SrcBlend = D3D11_BLEND_SRC_ALPHA;
+    color.DestBlend = D3D11_BLEND_INV_SRC_ALPHA;
+    return desc;
+}
+
+D3D11_BLEND_DESC opaqueBlendDesc()
+{
+    D3D11_BLEND_DESC desc{};
+    desc.AlphaToCoverageEnable = FALSE;
+    desc.IndependentBlendEnable = FALSE;
+    D3D11_RENDER_TARGET_BLEND_DESC& target = desc.RenderTarget[0];
+    target.BlendEnable = FALSE;
+    target.SrcBlend = D3D11_BLEND_ONE;
+    target.DestBlend = D3D11_BLEND_ZERO;
+    target.BlendOp = D3D11_BLEND_OP_ADD;
+    target.SrcBlendAlpha = D3D11_BLEND_ONE;
+    target.DestBlendAlpha = D3D11_BLEND_ZERO;
+    target.BlendOpAlpha = D3D11_BLEND_OP_ADD;
+    target.RenderTargetWriteMask = D3D11_COLOR_WRITE_ENABLE_ALL;
+    return desc;
+}
+
+D3D11_RASTERIZER_DESC rasterizerDesc()
+{
+    D3D11_RASTERIZER_DESC desc{};
+    desc.FillMode = D3D11_FILL_SOLID;
+    desc.CullMode = D3D11_CULL_NONE;
+    desc.FrontCounterClockwise = FALSE;
+    desc.DepthBias = 0;
+    desc.DepthBiasClamp = 0.0f;
+    desc.SlopeScaledDepthBias = 0.0f;
+    desc.DepthClipEnable = TRUE;
+    desc.ScissorEnable = FALSE;
+    desc.MultisampleEnable = FALSE;
+    desc.AntialiasedLineEnable = FALSE;
+    return desc;
+}
+
+D3D11_TEXTURE2D_DESC stagingDesc(DXGI_FORMAT format)
+{
+    D3D11_TEXTURE2D_DESC desc{};
+    desc.MipLevels = 1;
+    desc.ArraySize = 1;
+    desc.Format = format;
+    desc.SampleDesc.Count = 1;
+    desc.Usage = D3D11_USAGE_STAGING;
+    desc.BindFlags = 0;
+    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+    return desc;
+}
+
+std::array<float, 4> toFloats(const Math::Color& color)
+{
+    return {color.r() / 255.0f, color.g() / 255.0f, color.b() / 255.0f, color.a() / 255.0f};
+}
+
+// Unmaps a staging texture when the read-back leaves, also by an exception.
+class ScopedMap {
+public:
+    ScopedMap(ID3D11DeviceContext* context, const Texture2d& texture)
+        : context_(context), texture_(texture), mapped_(texture.map(context, D3D11_MAP_READ, 0))
+    {
+    }
+    ScopedMap(const ScopedMap&) = delete;
+    ScopedMap& operator=(const ScopedMap&) = delete;
+    ~ScopedMap() { texture_.unMap(context_, 0); }
+
+    const D3D11_MAPPED_SUBRESOURCE& mapped() const { return mapped_; }
+
+private:
+    ID3D11DeviceContext* context_;
+    const Texture2d& texture_;
+    D3D11_MAPPED_SUBRESOURCE mapped_;
+};
+
+} // namespace
+
+Renderer::Renderer(bool isZBufferReversed)
+    : camera_(std::make_shared<Camera>(isZBufferReversed)),
+      scenePass_(nullptr, initialWidth, initialHeight),
+      outputPass_(nullptr, initialWidth, initialHeight)
+{
+    // No feature-level list: the runtime tries its own default levels, and we check the result.
+    throwIfFailed(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
+                                    &device_, nullptr, &deviceContext_));
+    if (device_->GetFeatureLevel() < D3D_FEATURE_LEVEL_11_0)
+        throw std::runtime_error("needs at least a DirectX 11.0 graphics card");
+
+    setOrthographic(2.0f, 2.0f, -1.0f, 1.0f);
+    setBackgroundColor(255, 255, 255, 255);
+
+    const auto width = static_cast<unsigned>(viewport().width());
+    const auto height = static_cast<unsigned>(viewport().height());
+    scenePass_ = RenderPass(device_, width, height);
+    scenePass_.addDepthBuffer(D3D11_CLEAR_DEPTH, camera_->clearDepthValue(), 0);
+    scenePass_.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
+    scenePass_.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    scenePass_.addRenderTarget("exactWorldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    scenePass_.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+    scenePass_.setClearValue("exactWorldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+    outputPass_ = RenderPass(device_, width, height);
+    outputPass_.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
+    outputPass_.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    outputPass_.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+
+    const bool reversed = camera_->isZBufferReversed();
+    depthWriteState_ = DepthStencilState(device_.Get(), reversed, true, true);
+    depthReadOnlyState_ = DepthStencilState(device_.Get(), reversed, true, false);
+    alphaBlendState_ = BlendState(device_.Get(), alphaBlendDesc());
+    opaqueBlendState_ = BlendState(device_.Get(), opaqueBlendDesc());
+    rasterizerState_ = RasterizerState(device_.Get(), rasterizerDesc());
+
+    createStagingTextures(viewport().width(), viewport().height());
+    postProcess_ = PostProcess(device_);
+}
+
+Renderer::~Renderer()
+{
+    if (scene_)
+        scene_->deinit();
+}
+
+void Renderer::createStagingTextures(std::size_t width, std::size_t height)
+{
+    // A texture of zero width or height stays empty instead of failing.
+    const auto w = static_cast<unsigned>(width);
+    const auto h = static_cast<unsigned>(height);
+    colorStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_B8G8R8A8_UNORM), w, h, 1);
+    depthStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_D32_FLOAT), w, h, 1);
+    worldPositionStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
+    exactWorldPositionStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
+}
+
+void Renderer::setScene(std::shared_ptr<Renderable> scene)
+{
+    if (!scene)
+        throw std::invalid_argument("Renderer::setScene: the scene must not be empty");
+    if (scene_)
+        scene_->deinit();
+    scene_ = std::move(scene);
+    scene_->init(id(), camera_, device_, deviceContext_);
+    scene_->onUpdateRenderMode(renderMode_);
+    scene_->onUpdateTomographicColor(tomographicColor_);
+    scene_->onUpdateColorMap(colorMap_);
+    scene_->onUpdateUseSignedDistance(useSignedDistance_);
+    scene_->onUpdateColorMapRange(minDistance_, maxDistance_);
+}
+
+void Renderer::setViewport(std::size_t width, std::size_t height)
+{
+    if (width == viewport().width() && height == viewport().height())
+        return;
+    camera_->setViewport(width, height);
+    scenePass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+    outputPass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+    createStagingTextures(width, height);
+    if (scene_) {
+        scene_->onUpdateViewport(camera_);
+        scene_->onUpdateProjectionMatrix(camera_);
+    }
+    postProcess_.setViewport(viewport());
+    postProcess_.markDirty();
+    requestRedraw();
+}
+
+const Viewport& Renderer::viewport() const
+{
+    return std::as_const(*camera_).viewport();
+}
+
+double Renderer::aspectRatio() const
+{
+    return static_cast<double>(static_cast<float>(viewport().width()) / static_cast<float>(viewport().height()));
+}
+
+void Renderer::setBackgroundColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a)
+{
+    setBackgroundColor(Math::Color(r, g, b, a));
+}
+
+void Renderer::setBackgroundColor(const Math::Color& color)
+{
+    if (color.packed() == backgroundColor_.packed())
+        return;
+    backgroundColor_ = color;
+    postProcess_.setBackgroundColor(color);
+    requestRedraw();
+}
+
+template <class Change>
+void Renderer::changeView(Change&& change)
+{
+    const Eigen::Matrix4f before = camera_->viewMatrix();
+    change();
+    if (camera_->viewMatrix() == before)
+        return;
+    updateZRangeIfNeeded();
+    if (scene_)
+        scene_->onUpdateViewMatrix(camera_);
+    requestRedraw();
+}
+
+template <class Change>
+void Renderer::changeProjection(Change&& change, bool adjustZRange)
+{
+    const Eigen::Matrix4f before = camera_->projectionMatrix();
+    change();
+    if (camera_->projectionMatrix() == before)
+        return;
+    if (adjustZRange)
+        updateZRangeIfNeeded();
+    if (scene_)
+        scene_->onUpdateProjectionMatrix(camera_);
+    requestRedraw();
+}
+
+void Renderer::setCameraPose(const Math::Point<float, 3>& eye, const Eigen::Vector3f& viewDirection,
+                             const Eigen::Vector3f& up)
+{
+    changeView([&] { camera_->setPose(eye, viewDirection, up); });
+}
+
+void Renderer::setCameraPose(const Math::Point<float, 3>& eye, const Math::Point<float, 3>& target,
+                             const Eigen::Vector3f& up)
+{
+    changeView([&] { camera_->setPose(eye, target, up); });
+}
+
+void Renderer::setViewMatrix(const Eigen::Matrix4f& viewMatrix)
+{
+    changeView([&] { camera_->setViewMatrix(viewMatrix); });
+}
+
+void Renderer::setPerspective(float fovYDeg, float zNear, float zFar, float offCenterX, float offCenterY)
+{
+    changeProjection([&] { camera_->setPerspective(fovYDeg, zNear, zFar, offCenterX, offCenterY); }, true);
+}
+
+void Renderer::setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar,
+                                       bool flag)
+{
+    changeProjection([&] { camera_->setPerspectiveOffCenter(left, right, bottom, top, zNear, zFar, flag); }, true);
+}
+
+void Renderer::setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar)
+{
+    changeProjection([&] { camera_->setOrthographic(horizontalExtent, verticalExtent, zNear, zFar); }, true);
+}
+
+void Renderer::setOrthographic(float verticalExtent, float zNear, float zFar)
+{
+    const float width = static_cast<float>(viewport().width());
+    const float height = static_cast<float>(viewport().height());
+    setOrthographic(verticalExtent * width / height, verticalExtent, zNear, zFar);
+}
+
+void Renderer::setProjection(const Eigen::Matrix4f& projection, float zNear, float zFar, bool flag)
+{
+    changeProjection([&] { camera_->setProjection(projection, zNear, zFar, flag); }, true);
+}
+
+void Renderer::setZNearAndFarViaBoundingBox(const Math::NBoundingBox<float, 3>& box)
+{
+    changeProjection([&] { camera_->setZNearAndFarViaBoundingBox(box); }, false);
+}
+
+Math::Point<float, 3> Renderer::eye()
+{
+    return camera_->eye();
+}
+
+Eigen::Vector3f Renderer::rightDirection()
+{
+    return camera_->rightDirection();
+}
+
+Eigen::Vector3f Renderer::upDirection()
+{
+    return camera_->upDirection();
+}
+
+Eigen::Vector3f Renderer::viewDirection()
+{
+    return camera_->viewDirection();
+}
+
+const Eigen::Matrix4f& Renderer::viewMatrix() const
+{
+    return camera_->viewMatrix();
+}
+
+const Eigen::Matrix4f& Renderer::projectionMatrix() const
+{
+    return camera_->projectionMatrix();
+}
+
+Eigen::Matrix4f Renderer::modelViewProjectionMatrix()
+{
+    return camera_->viewProjectionMatrix() * modelMatrix_;
+}
+
+bool Renderer::isOrthographic() const
+{
+    return camera_->projectionMatrix()(3, 3) != 0.0f;
+}
+
+bool Renderer::isPerspective() const
+{
+    return !isOrthographic();
+}
+
+void Renderer::getZRange(float& zNear, float& zFar) const
+{
+    zNear = camera_->zNear();
+    zFar = camera_->zFar();
+}
+
+void Renderer::setModelMatrix(const Eigen::Matrix4f& matrix)
+{
+    if (matrix == modelMatrix_)
+        return;
+    modelMatrix_ = matrix;
+    if (scene_)
+        scene_->setMatrix(modelMatrix_);
+    requestRedraw();
+}
+
+void Renderer::setAutoAdjustZRange(bool enabled)
+{
+    if (enabled == autoAdjustZRange_)
+        return;
+    autoAdjustZRange_ = enabled;
+    if (scene_)
+        scene_->onUpdateProjectionMatrix(camera_);
+    requestRedraw();
+}
+
+void Renderer::updateZRangeIfNeeded()
+{
+    if (!autoAdjustZRange_)
+        return;
+    camera_->setZNearAndFarViaBoundingBox(boundingBox());
+    if (scene_)
+        scene_->onUpdateZRange(camera_);
+}
+
+Math::NBoundingBox<float, 3> Renderer::boundingBox()
+{
+    return scene_ ? scene_->boundingBoxWorld() : Math::NBoundingBox<float, 3>();
+}
+
+void Renderer::requestRedraw()
+{
+    camera_->setNeedsRedraw(true);
+}
+
+bool Renderer::needsRedraw() const
+{
+    if (camera_->needsRedraw())
+        return true;
+    return scene_ && scene_->needsRedraw();
+}
+
+void Renderer::render()
+{
+    ID3D11DeviceContext* context = deviceContext_.Get();
+    viewport().set(context);
+    // Near and far follow the scene even without camera movement: streamed data changes its bounds.
+    updateZRangeIfNeeded();
+
+    scenePass_.begin(context);
+    Math::Color frameBackground = backgroundColor_;
+    if (scene_) {
+        if (const std::optional<Math::Color> sceneBackground = scene_->backgroundColor())
+            frameBackground = *sceneBackground;
+    }
+    const std::array<float, 4> clear = toFloats(frameBackground);
+    scenePass_.setClearValue("color", clear[0], clear[1], clear[2], clear[3]);
+    if (scene_ && scene_->isTransparent()) {
+        alphaBlendState_.set(context, nullptr, allSamples);
+        depthReadOnlyState_.set(context, stencilReference);
+    } else {
+        depthWriteState_.set(context, stencilReference);
+    }
+    rasterizerState_.set(context);
+    scenePass_.clearAllRenderTargets(context, true);
+    if (scene_ && scene_->visible())
+        scene_->render();
+    scenePass_.end(context);
+
+    outputPass_.begin(context);
+    opaqueBlendState_.set(context, nullptr, allSamples);
+    depthReadOnlyState_.set(context, stencilReference);
+    outputPass_.setClearValue("color", backgroundColor_);
+    outputPass_.clearAllRenderTargets(context, true);
+    scenePass_.bindTexture(context, "color", ShaderConfiguration::Pixel, 0);
+    scenePass_.bindTexture(context, "worldPosition", ShaderConfiguration::Pixel, 1);
+    scenePass_.bindTexture(context, "exactWorldPosition", ShaderConfiguration::Pixel, 2);
+    postProcess_.draw(context);
+    scenePass_.unbindTexture(context, "color");
+    scenePass_.unbindTexture(context, "worldPosition");
+    scenePass_.unbindTexture(context, "exactWorldPosition");
+    outputPass_.end(context);
+
+    camera_->setNeedsRedraw(false);
+    pointChunkColumn_ = 0;
+    pointChunkRow_ = 0;
+}
+
+void Renderer::setRenderMode(RenderMode mode)
+{
+    if (mode == renderMode_)
+        return;
+    renderMode_ = mode;
+    postProcess_.setRenderMode(mode);
+    if (scene_)
+        scene_->onUpdateRenderMode(mode);
+    requestRedraw();
+}
+
+void Renderer::setColorMap(ColorMap map)
+{
+    if (map == colorMap_)
+        return;
+    colorMap_ = map;
+    if (scene_)
+        scene_->onUpdateColorMap(map);
+    requestRedraw();
+}
+
+void Renderer::setColorMapRange(float minDistance, float maxDistance)
+{
+    if (minDistance == minDistance_ && maxDistance == maxDistance_)
+        return;
+    minDistance_ = minDistance;
+    maxDistance_ = maxDistance;
+    if (scene_)
+        scene_->onUpdateColorMapRange(minDistance, maxDistance);
+    requestRedraw();
+}
+
+void Renderer::setPassFailDistanceRange(float minDistance, float maxDistance)
+{
+    if (minDistance == minDistancePassFail_ && maxDistance == maxDistancePassFail_)
+        return;
+    minDistancePassFail_ = minDistance;
+    maxDistancePassFail_ = maxDistance;
+    if (scene_)
+        scene_->onUpdatePassFailDistanceRange(minDistance, maxDistance);
+    requestRedraw();
+}
+
+void Renderer::setWarnDistanceRange(float minDistance, float maxDistance)
+{
+    if (minDistance == minDistanceWarn_ && maxDistance == maxDistanceWarn_)
+        return;
+    minDistanceWarn_ = minDistance;
+    maxDistanceWarn_ = maxDistance;
+    if (scene_)
+        scene_->onUpdateWarnDistanceRange(minDistance, maxDistance);
+    requestRedraw();
+}
+
+void Renderer::setUseSignedDistance(bool useSignedDistance)
+{
+    if (useSignedDistance == useSignedDistance_)
+        return;
+    useSignedDistance_ = useSignedDistance;
+    if (scene_)
+        scene_->onUpdateUseSignedDistance(useSignedDistance);
+    requestRedraw();
+}
+
+void Renderer::setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane)
+{
+    if (plane == planeForDistanceColorization_)
+        return;
+    planeForDistanceColorization_ = plane;
+    if (scene_)
+        scene_->onUpdatePlaneForDistanceColorization(plane);
+    requestRedraw();
+}
+
+void Renderer::setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh)
+{
+    if (mesh == meshForDistanceColorization_)
+        return;
+    meshForDistanceColorization_ = std::move(mesh);
+    if (scene_)
+        scene_->onUpdateMeshForDistanceColorization(meshForDistanceColorization_);
+    requestRedraw();
+}
+
+void Renderer::setTomographicColor(Math::Color color)
+{
+    if (color.packed() == tomographicColor_.packed())
+        return;
+    tomographicColor_ = color;
+    if (scene_)
+        scene_->onUpdateTomographicColor(color);
+    requestRedraw();
+}
+
+void Renderer::setUseCloudColorsInTomographicRenderModes(bool useCloudColors)
+{
+    if (useCloudColors == useCloudColorsInTomographicRenderModes_)
+        return;
+    useCloudColorsInTomographicRenderModes_ = useCloudColors;
+    if (scene_)
+        scene_->onUpdateUseCloudColorsInTomographicRenderModes(useCloudColors);
+    requestRedraw();
+}
+
+void Renderer::setBrightness(float brightness)
+{
+    if (brightness == postProcess_.brightness())
+        return;
+    postProcess_.setBrightness(brightness);
+    requestRedraw();
+}
+
+void Renderer::setContrast(float contrast)
+{
+    if (contrast == postProcess_.contrast())
+        return;
+    postProcess_.setContrast(contrast);
+    requestRedraw();
+}
+
+void Renderer::setOpacity(float opacity)
+{
+    if (opacity == postProcess_.opacity())
+        return;
+    postProcess_.setOpacity(opacity);
+    requestRedraw();
+}
+
+void Renderer::setColorizationRange(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to, ColorMap)
+{
+    const Eigen::Vector3f direction = to - from;
+    const float length = direction.norm();
+    const Eigen::Vector3f normal = length != 0.0f ? Eigen::Vector3f(direction / length) : Eigen::Vector3f::Zero();
+    setPlaneForDistanceColorization(Math::NPlane<float, 3>(normal, -normal.dot(from)));
+    setColorMapRange(0.0f, length);
+    requestRedraw();
+}
+
+void Renderer::autoAdjustBrightnessAndContrast(float lowerBound, float upperBound)
+{
+    if (!scene_)
+        return;
+    float brightness = 0.0f;
+    float contrast = 1.0f;
+    scene_->brightnessAndContrast(lowerBound, upperBound, brightness, contrast);
+    postProcess_.setBrightness(brightness);
+    postProcess_.setContrast(contrast);
+    postProcess_.markDirty();
+    requestRedraw();
+}
+
+void Renderer::getColorImage(Graphics::ColorImage& image)
+{
+    colorStaging_.copy(deviceContext_.Get(), outputPass_.texture("color"));
+    const ScopedMap map(deviceContext_.Get(), colorStaging_);
+    image.resize(viewport().width(), viewport().height(), map.mapped().RowPitch);
+    if (image.sizeInBytes() != map.mapped().DepthPitch)
+        throw std::runtime_error("image size does not match");
+    std::memcpy(image.data(), map.mapped().pData, map.mapped().DepthPitch);
+}
+
+} // namespace Render

@@ -1,0 +1,24 @@
+#include <lumaro/render/gpu/RasterizerState.h>
+
+#include <lumaro/render/gpu/ComException.h>
+#include <lumaro/render/gpu/MoveComPtr.h>
+
+namespace Render {
+
+RasterizerState::RasterizerState(ID3D11Device* device, const D3D11_RASTERIZER_DESC& desc)
+{
+    throwIfFailed(device->CreateRasterizerState(&desc, &state_));
+}
+
+RasterizerState& RasterizerState::operator=(RasterizerState&& other) noexcept
+{
+    moveComPtr(state_, other.state_);
+    return *this;
+}
+
+void RasterizerState::set(ID3D11DeviceContext* context) const
+{
+    context->RSSetState(state_.Get());
+}
+
+} // namespace Render

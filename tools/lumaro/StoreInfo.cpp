@@ -1,0 +1,68 @@
+#include "StoreInfo.h"
+
+#include <lumaro/octree/TreeSummary.h>
+#include <lumaro/octree/potree/PotreeTree.h>
+
+namespace Tool {
+
+namespace {
+
+nlohmann::json triple(const Math::Point<double, 3>& point) { return {point.x(), point.y(), point.z()}; }
+
+nlohmann::json potreeFacts(const PoTree::PotreeTree& tree)
+{
+    const PoTree::Metadata& metadata = tree.metadata();
+    nlohmann::json attributes = nlohmann::json::array();
+    for (const auto& attribute : metadata.attributes) {
+        attributes.push_back({{"name", attribute.name},
+                              {"type", attribute.type},
+                              {"size", attribute.size},
+                              {"numElements", attribute.numElements},
+                              {"elementSize", attribute.elementSize},
+                              {"brotliBytesPerPoint", PoTree::Metadata::brotliColumnWidth(attribute)}});
+    }
+    return {{"kind", "potree2"},
+            {"version", metadata.version},
+            {"encoding", metadata.encoding == PoTree::Encoding::Brotli ? "BROTLI" : "DEFAULT"},
+            {"bytes_per_point", metadata.bytesPerPoint()},
+            {"scale", metadata.scale},
+            {"offset", metadata.offset},
+            {"attributes", attributes}};
+}
+
+} // namespace
+
+nlohmann::json storeInfo(const Octree::Octree& tree)
+{
+    // Facts in the store's own units, whatever unit scale a viewer might apply.
+    const Octree::TreeSummary summary = Octree::summarizeTree(tree);
+    const auto cube = tree.worldBoundingCube(Octree::OctreeNodeId::root());
+    const auto bounds = tree.worldBoundingBox();
+
+    nlohmann::json spacingPerLevel = nlohmann::json::array();
+    for (std::size_t level = 0; level <= summary.depth; ++level) {
+        spacingPerLevel.push_back(tree.spacing(level));
+    }
+    nlohmann::json info = {
+        {"store", tree.location().toString()},
+        {"points", tree.pointCount()},
+        {"points_in_nodes", summary.pointsInNodes},
+        {"nodes", summary.nodes},
+        {"nodes_per_level", summary.nodesPerLevel},
+        {"max_depth", summary.depth},
+        {"leaf_nodes", summary.leafNodes},
+        {"nodes_with_zero_points", summary.nodesWithoutPoints},
+        {"boundingBox", {{"min", triple(cube.min())}, {"max", triple(cube.max())}}},
+        {"cube", {{"min", triple(cube.min())}, {"edge", cube.max().x() - cube.min().x()}}},
+        {"tight_bounds", bounds.isEmpty() ? nlohmann::json(nullptr)
+                                          : nlohmann::json{{"min", triple(bounds.min())}, {"max", triple(bounds.max())}}},
+        {"spacing", tree.spacing(0)},
+        {"spacing_per_level", spacingPerLevel},
+    };
+    if (const auto* potree = dynamic_cast<const PoTree::PotreeTree*>(&tree)) {
+        info.update(potreeFacts(*potree));
+    }
+    return info;
+}
+
+} // namespace Tool

@@ -1,0 +1,58 @@
+// lumaro: the command-line front end of LumaroRender.
+#include "PointWriter.h"
+#include "StoreInfo.h"
+
+#include <lumaro/octree/Octree.h>
+#include <lumaro/octree/potree/FileSystemLocation.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+std::shared_ptr<Octree::Octree> openStore(const std::string& path)
+{
+    return Octree::Octree::open(PoTree::FileSystemLocation(path));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app{"LumaroRender command-line tool"};
+    app.require_subcommand(1);
+
+    std::string store;
+    auto* info = app.add_subcommand("info", "Print the facts of a point-cloud store as JSON");
+    info->add_option("STORE", store, "Folder of a Potree 2.0 or Entwine store")->required();
+
+    std::size_t maxLevel = Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL;
+    auto* points = app.add_subcommand("points", "Write the points of a store, one line each: x y z red green blue intensity classification");
+    points->add_option("STORE", store, "Folder of a Potree 2.0 or Entwine store")->required();
+    points->add_option("--max-level", maxLevel, "Deepest octree level to include (the root is level 0)");
+
+    CLI11_PARSE(app, argc, argv);
+
+    try {
+        const auto tree = openStore(store);
+        if (info->parsed()) {
+            std::cout << Tool::storeInfo(*tree).dump(2) << '\n';
+        } else if (points->parsed()) {
+            std::ios::sync_with_stdio(false);
+            Tool::writePoints(*tree, maxLevel, std::cout);
+        }
+        std::cout.flush();
+        if (!std::cout) {
+            std::cerr << "lumaro: error: cannot write the output\n";
+            return 1;
+        }
+    } catch (const std::exception& error) {
+        std::cerr << "lumaro: error: " << error.what() << '\n';
+        return 1;
+    }
+    return 0;
+}

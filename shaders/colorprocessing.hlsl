@@ -10,7 +10,7 @@ static const float pi = 3.14159265;
 
 static const float4 passfailcolors[2] = {
     float4(0.0, 0.5, 0.0, 1.0), // pass: dark green
-    float4(1.0, 0.0, 0.0, 1.0), // fail: red
+    float4(1.0, 0.0, 0.0, 1.0)  // fail: red
 };
 
 // Moreland's diverging cool-to-warm map in 32 steps. The last entry repeats the one before it so
@@ -49,7 +49,7 @@ static const float4 coolwarmcolors[34] = {
     float4(0.7961, 0.2431, 0.2196, 1.0),
     float4(0.7529, 0.1569, 0.1882, 1.0),
     float4(0.7059, 0.0000, 0.1490, 1.0),
-    float4(0.7059, 0.0000, 0.1490, 1.0),
+    float4(0.7059, 0.0000, 0.1490, 1.0)
 };
 
 // The piecewise-linear maps below test their conditions one after another: later assignments

@@ -176,6 +176,9 @@ TEST(EntwineZstandardDecoder, CorruptOrMismatchedDataNameTheFile)
     EXPECT_NE(failure("this is not zstandard", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
     EXPECT_NE(failure(packed + "junk", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
     EXPECT_EQ(failure("", 4), file.string() + ": is empty, but its point count needs 4 bytes");
+    // A count far beyond the data fails on the data, not on allocating a terabyte.
+    EXPECT_EQ(failure(packed, std::size_t{1} << 40),
+              file.string() + ": decompresses to 75 bytes, but its point count needs 1099511627776");
 }
 
 TEST(EntwineLaszipDecoder, UsesTheHeadersScaleAndTheSourcesPointFormat)
@@ -210,6 +213,10 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     EXPECT_EQ(failure(badSignature, 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
     EXPECT_EQ(failure(laz.substr(0, 100), 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
     EXPECT_EQ(failure("", 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
+    // A header that promises billions of points (legacy count at byte 107) fails on the data.
+    std::string inflated = laz;
+    inflated.replace(107, 4, OctreeTest::bytesOf(std::uint32_t{4000000000u}));
+    EXPECT_EQ(failure(inflated, 4000000000u).rfind(lazFile.string() + ": LASzip cannot ", 0), 0u);
 }
 
 TEST(EntwineLaszipDecoder, StopsWhenAsked)

@@ -205,21 +205,6 @@ INSTANTIATE_TEST_SUITE_P(Stores, EntwineRealStore,
                          ::testing::Values("1.2-with-color", "ellipsoid-zstandard", "ellipsoid-binary",
                                            "lion_takanawa-laszip"));
 
-TEST(EntwineRealStoreSources, BinaryAndZstandardNodesHoldTheSameRecords)
-{
-    RestoredBinaryStore restored;
-    const auto binary = openStore(restored.path());
-    const auto zstandard = openStore(eptDir / "ellipsoid-zstandard");
-    const auto a = binary->decodedPoints(OctreeNodeId::root(), std::stop_token());
-    const auto b = zstandard->decodedPoints(OctreeNodeId::root(), std::stop_token());
-    ASSERT_TRUE(a && b);
-    EXPECT_EQ(a->points.positions, b->points.positions);
-    EXPECT_EQ(a->points.colors, b->points.colors);
-    EXPECT_EQ(a->points.intensities, b->points.intensities);
-    EXPECT_EQ(a->points.classifications, b->points.classifications);
-    EXPECT_EQ(a->points.scanIndices, b->points.scanIndices);
-}
-
 TEST(EntwineRealStoreSources, TheLazStoreHoldsExactlyThePointsOfItsSourceLas)
 {
     const auto tree = openStore(eptDir / "1.2-with-color");

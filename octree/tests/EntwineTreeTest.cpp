@@ -7,6 +7,7 @@
 #include "EntwineTestStore.h"
 
 #include <gtest/gtest.h>
+#include <thread>
 #include <zstd.h>
 
 using Entwine::EntwineTree;
@@ -199,6 +200,37 @@ TEST_P(EntwineSyntheticTree, BrokenNodeFilesNameTheFileAndTheProblem)
     }
 }
 
+TEST_P(EntwineSyntheticTree, ServesSeveralThreadsAtOnce)
+{
+    // Threads that start together race for the subtree file and for the colour decision.
+    EptTestStore store;
+    writeStore(store, GetParam(), syntheticNodes(40704, 255));
+    const auto tree = openTree(store);
+    const std::vector<OctreeNodeId> nodes{deepId, upperId, OctreeNodeId::root()};
+    std::vector<std::vector<std::optional<Octree::NodePointData>>> results(4);
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t t = 0; t < results.size(); ++t) {
+            threads.emplace_back([&, t] {
+                for (std::size_t i = 0; i < nodes.size(); ++i) {
+                    results[t].push_back(tree->nodePointData(nodes[(i + t) % nodes.size()], std::stop_token()));
+                }
+            });
+        }
+    }
+    for (std::size_t t = 0; t < results.size(); ++t) {
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            const auto& data = results[t][i];
+            const OctreeNodeId id = nodes[(i + t) % nodes.size()];
+            ASSERT_TRUE(data);
+            EXPECT_EQ(data->size(), tree->pointCount(id));
+        }
+        // The deep node's colour (1, 2, 3) is divided like every other: the root is 16-bit.
+        const std::size_t deepIndex = (nodes.size() - t % nodes.size()) % nodes.size();
+        EXPECT_EQ(results[t][deepIndex]->color(0), Math::Color(0, 0, 0, 255));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(DataTypes, EntwineSyntheticTree, ::testing::Values("binary", "zstandard"));
 
 TEST(EntwineTree, MissingOrMalformedMetadataNameTheFile)
@@ -227,18 +259,14 @@ TEST(EntwineTree, DamagedLazNodesNameTheFile)
     store.write("ept-hierarchy/0-0-0-0.json", Core::readLocalFile(source / "ept-hierarchy" / "0-0-0-0.json"));
     const auto file = (store.path() / "ept-data" / "0-0-0-0.laz").string();
 
-    store.write("ept-data/0-0-0-0.laz", laz.substr(0, laz.size() - 4000));
-    const auto tree = openTree(store);
-    const std::string truncated = failureOf([&] { tree->nodePointData(OctreeNodeId::root(), std::stop_token()); });
-    EXPECT_EQ(truncated.rfind(file + ": LASzip cannot decompress point ", 0), 0u) << truncated;
-
-    // Damage in the middle of the compressed points decodes to garbage that leaves the node.
+    // Damage inside the compressed points must not pass unnoticed: the arithmetic decoder either
+    // runs out of data or produces points that fail the node-box check.
     std::string damaged = laz;
     for (std::size_t i = laz.size() / 2; i < laz.size() / 2 + 64; ++i) {
         damaged[i] = static_cast<char>(damaged[i] ^ 0xA5);
     }
     store.write("ept-data/0-0-0-0.laz", damaged);
-    const auto again = openTree(store);
-    const std::string garbage = failureOf([&] { again->nodePointData(OctreeNodeId::root(), std::stop_token()); });
+    const auto tree = openTree(store);
+    const std::string garbage = failureOf([&] { tree->nodePointData(OctreeNodeId::root(), std::stop_token()); });
     EXPECT_EQ(garbage.rfind(file + ": ", 0), 0u) << garbage;
 }

@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <map>
+#include <thread>
 #include <tuple>
 
 namespace {
@@ -280,4 +281,35 @@ TEST(RealStore, StopRequestsEndLoadingQuietly)
     stop.request_stop();
     EXPECT_FALSE(tree->nodePointData(Octree::OctreeNodeId::root(), stop.get_token()).has_value());
     EXPECT_THROW(tree->nodePointData(Octree::OctreeNodeId::fromName("r7"), std::stop_token()), std::invalid_argument);
+}
+
+TEST(RealStore, ConcurrentWalksSeeOneTree)
+{
+    // Loader and query threads share one tree; proxies are expanded lazily by whichever thread
+    // gets there first, and every thread must see the same nodes and points.
+    const auto tree = openStore("test1_4-brotli");
+    constexpr int threadCount = 4;
+    std::vector<std::uint64_t> points(threadCount, 0);
+    std::vector<std::size_t> nodes(threadCount, 0);
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < threadCount; ++t) {
+            threads.emplace_back([&, t] {
+                std::vector<Octree::OctreeNodeId> pending{Octree::OctreeNodeId::root()};
+                while (!pending.empty()) {
+                    const auto id = pending.back();
+                    pending.pop_back();
+                    nodes[t] += 1;
+                    points[t] += tree->nodePointData(id, std::stop_token())->size();
+                    for (const auto child : tree->children(id)) {
+                        pending.push_back(child);
+                    }
+                }
+            });
+        }
+    }
+    for (int t = 0; t < threadCount; ++t) {
+        EXPECT_EQ(nodes[t], 59u);
+        EXPECT_EQ(points[t], 1000u);
+    }
 }

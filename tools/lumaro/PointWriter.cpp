@@ -1,5 +1,6 @@
 #include "PointWriter.h"
 
+#include <lumaro/octree/entwine/EntwineTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
 #include <array>
@@ -46,22 +47,34 @@ void write(const PointLine& point, std::ostream& out, std::string& line)
     out << line;
 }
 
+// Stored integers and colours, exactly: world = integer x scale + offset.
+std::size_t writeRawPoints(const PoTree::RawPoints& raw, const std::array<double, 3>& scale,
+                           const std::array<double, 3>& offset, std::ostream& out, std::string& line)
+{
+    for (std::size_t i = 0; i < raw.count; ++i) {
+        PointLine point{};
+        for (int axis = 0; axis < 3; ++axis) {
+            point.world[axis] = double(raw.positions[i][axis]) * scale[axis] + offset[axis];
+        }
+        if (!raw.colors.empty()) point.color = {raw.colors[i][0], raw.colors[i][1], raw.colors[i][2]};
+        if (!raw.intensities.empty()) point.intensity = raw.intensities[i];
+        if (!raw.classifications.empty()) point.classification = raw.classifications[i];
+        write(point, out, line);
+    }
+    return raw.count;
+}
+
 std::size_t writePotreeNode(const PoTree::PotreeTree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
 {
     const auto raw = tree.rawPoints(node, std::stop_token());
-    const auto& scale = tree.metadata().scale;
-    const auto& offset = tree.metadata().offset;
-    for (std::size_t i = 0; i < raw->count; ++i) {
-        PointLine point{};
-        for (int axis = 0; axis < 3; ++axis) {
-            point.world[axis] = double(raw->positions[i][axis]) * scale[axis] + offset[axis];
-        }
-        if (!raw->colors.empty()) point.color = {raw->colors[i][0], raw->colors[i][1], raw->colors[i][2]};
-        if (!raw->intensities.empty()) point.intensity = raw->intensities[i];
-        if (!raw->classifications.empty()) point.classification = raw->classifications[i];
-        write(point, out, line);
-    }
-    return raw->count;
+    return writeRawPoints(*raw, tree.metadata().scale, tree.metadata().offset, out, line);
+}
+
+// An EPT node's scale and offset are its own (a LAZ file's header may differ from the schema).
+std::size_t writeEptNode(const Entwine::EntwineTree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
+{
+    const auto decoded = tree.decodedPoints(node, std::stop_token());
+    return writeRawPoints(decoded->points, decoded->scale, decoded->offset, out, line);
 }
 
 // Other kinds of store give their points through the common interface only: model coordinates
@@ -89,13 +102,16 @@ std::size_t writeGenericNode(const Octree::Octree& tree, Octree::OctreeNodeId no
 std::size_t writePoints(const Octree::Octree& tree, std::size_t maxLevel, std::ostream& out)
 {
     const auto* potree = dynamic_cast<const PoTree::PotreeTree*>(&tree);
+    const auto* ept = dynamic_cast<const Entwine::EntwineTree*>(&tree);
     std::string line;
     std::size_t written = 0;
     std::vector<Octree::OctreeNodeId> pending{Octree::OctreeNodeId::root()};
     while (!pending.empty()) {
         const Octree::OctreeNodeId node = pending.back();
         pending.pop_back();
-        written += potree ? writePotreeNode(*potree, node, out, line) : writeGenericNode(tree, node, out, line);
+        written += potree ? writePotreeNode(*potree, node, out, line)
+                   : ept  ? writeEptNode(*ept, node, out, line)
+                          : writeGenericNode(tree, node, out, line);
         if (node.level() < maxLevel) {
             const auto children = tree.children(node);
             pending.insert(pending.end(), children.rbegin(), children.rend());

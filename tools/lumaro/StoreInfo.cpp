@@ -1,6 +1,7 @@
 #include "StoreInfo.h"
 
 #include <lumaro/octree/TreeSummary.h>
+#include <lumaro/octree/entwine/EntwineTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
 namespace Tool {
@@ -28,6 +29,35 @@ nlohmann::json potreeFacts(const PoTree::PotreeTree& tree)
             {"scale", metadata.scale},
             {"offset", metadata.offset},
             {"attributes", attributes}};
+}
+
+nlohmann::json eptFacts(const Entwine::EntwineTree& tree)
+{
+    const Entwine::Metadata& metadata = tree.metadata();
+    nlohmann::json schema = nlohmann::json::array();
+    std::array<double, 3> scale{};
+    std::array<double, 3> offset{};
+    for (const auto& dimension : metadata.schema.dimensions()) {
+        static constexpr const char* types[] = {"signed", "unsigned", "float"};
+        schema.push_back({{"name", dimension.name},
+                          {"type", types[static_cast<int>(dimension.type)]},
+                          {"size", dimension.size},
+                          {"scale", dimension.scale},
+                          {"offset", dimension.offset}});
+        const int axis = dimension.name == "X" ? 0 : dimension.name == "Y" ? 1 : dimension.name == "Z" ? 2 : -1;
+        if (axis >= 0) {
+            scale[axis] = dimension.scale;
+            offset[axis] = dimension.offset;
+        }
+    }
+    return {{"kind", "ept"},
+            {"version", metadata.version},
+            {"dataType", std::string(Entwine::dataTypeName(metadata.dataType))},
+            {"span", metadata.span},
+            {"bytes_per_point", metadata.schema.recordSize()},
+            {"scale", scale},
+            {"offset", offset},
+            {"schema", schema}};
 }
 
 } // namespace
@@ -61,6 +91,9 @@ nlohmann::json storeInfo(const Octree::Octree& tree)
     };
     if (const auto* potree = dynamic_cast<const PoTree::PotreeTree*>(&tree)) {
         info.update(potreeFacts(*potree));
+    }
+    if (const auto* ept = dynamic_cast<const Entwine::EntwineTree*>(&tree)) {
+        info.update(eptFacts(*ept));
     }
     return info;
 }

@@ -25,6 +25,8 @@ int main(int argc, char** argv)
 {
     CLI::App app{"LumaroRender command-line tool"};
     app.require_subcommand(1);
+    // CLI11 reads "/name" as an option on Windows; store paths under Wine look just like that.
+    app.allow_windows_style_options(false);
 
     std::string store;
     auto* info = app.add_subcommand("info", "Print the facts of a point-cloud store as JSON");

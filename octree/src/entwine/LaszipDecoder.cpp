@@ -9,12 +9,14 @@
 // using-directive, so it stays confined to this file.
 #include <laszip/laszip_api.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <istream>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Entwine {
@@ -26,6 +28,7 @@ using Octree::PointAttribute;
 constexpr std::size_t EXTRA_BYTES_RECORD_ID = 4;
 constexpr std::size_t EXTRA_BYTES_ENTRY_SIZE = 192;
 constexpr std::uint64_t POINTS_BETWEEN_STOP_CHECKS = 16384;
+constexpr std::size_t MAX_POINTS_RESERVED = std::size_t{1} << 20;
 
 // Owns a LASzip reader object.
 class LaszipReader {
@@ -46,12 +49,12 @@ public:
     LaszipReader(const LaszipReader&) = delete;
     LaszipReader& operator=(const LaszipReader&) = delete;
 
-    void check(laszip_I32 status, const char* action) const
+    void check(laszip_I32 status, std::string_view action) const
     {
         if (status != 0) {
             laszip_CHAR* message = nullptr;
             laszip_get_error(m_handle, &message);
-            throw std::runtime_error(m_file.string() + ": LASzip cannot " + action + ": "
+            throw std::runtime_error(m_file.string() + ": LASzip cannot " + std::string(action) + ": "
                                      + (message ? message : "no details"));
         }
     }
@@ -80,7 +83,10 @@ public:
 
     void readPoint(std::uint64_t index) const
     {
-        check(laszip_read_point(m_handle), ("decompress point " + std::to_string(index)).c_str());
+        const laszip_I32 status = laszip_read_point(m_handle);
+        if (status != 0) {
+            check(status, "decompress point " + std::to_string(index));
+        }
     }
 
 private:
@@ -88,6 +94,12 @@ private:
     laszip_POINTER m_handle = nullptr;
     bool m_open = false;
 };
+
+// A fixed-size LAS text field, which is zero-padded but need not end with a zero.
+std::string_view fixedText(const char* text, std::size_t size)
+{
+    return std::string_view(text, static_cast<std::size_t>(std::find(text, text + size, '\0') - text));
+}
 
 bool formatHasRgb(unsigned format)
 {
@@ -108,7 +120,7 @@ std::vector<Dimension> extraBytesDimensions(const laszip_header& header)
     std::vector<Dimension> dimensions;
     for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
         const laszip_vlr& vlr = header.vlrs[v];
-        if (std::string_view(vlr.user_id, strnlen(vlr.user_id, sizeof(vlr.user_id))) != "LASF_Spec"
+        if (fixedText(vlr.user_id, sizeof(vlr.user_id)) != "LASF_Spec"
             || vlr.record_id != EXTRA_BYTES_RECORD_ID || !vlr.data) {
             continue;
         }
@@ -129,7 +141,7 @@ std::vector<Dimension> extraBytesDimensions(const laszip_header& header)
             if (type <= 10) {
                 const char* name = reinterpret_cast<const char*>(entry + 4);
                 Dimension dimension;
-                dimension.name.assign(name, strnlen(name, 32));
+                dimension.name = fixedText(name, 32);
                 dimension.size = size;
                 dimension.type = type >= 9 ? DimensionType::Float
                                            : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
@@ -211,12 +223,19 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
     const bool scanIndices = raw.attributes.contains(PointAttribute::ScanIndex);
     const bool normals = raw.attributes.contains(PointAttribute::Normal);
     const bool extendedClassification = format >= 6;
-    raw.positions.resize(positions ? n : 0);
-    raw.colors.resize(colors ? n : 0);
-    raw.intensities.resize(intensities ? n : 0);
-    raw.classifications.resize(classifications ? n : 0);
-    raw.scanIndices.resize(scanIndices ? n : 0);
-    raw.normals.resize(normals ? n : 0);
+    // Columns grow point by point: a header count that the data cannot back fails on the data,
+    // not on an allocation of its size.
+    const std::size_t reserved = std::min<std::size_t>(n, MAX_POINTS_RESERVED);
+    auto reserve = [reserved](bool wanted, auto& column) {
+        if (wanted) {
+            column.reserve(reserved);
+        }
+    };
+    reserve(positions, raw.positions);
+    reserve(colors, raw.colors);
+    reserve(intensities, raw.intensities);
+    reserve(classifications, raw.classifications);
+    reserve(scanIndices && !originId, raw.scanIndices);
 
     // Extra bytes are gathered and decoded column by column afterwards, like binary records.
     const bool needExtraBytes = (scanIndices && originId) || normals;
@@ -230,46 +249,49 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
         }
         reader.readPoint(i);
         if (positions) {
-            raw.positions[i] = {point.X, point.Y, point.Z};
+            raw.positions.push_back({point.X, point.Y, point.Z});
         }
         if (colors) {
-            raw.colors[i] = {point.rgb[0], point.rgb[1], point.rgb[2]};
+            raw.colors.push_back({point.rgb[0], point.rgb[1], point.rgb[2]});
         }
         if (intensities) {
-            raw.intensities[i] = point.intensity;
+            raw.intensities.push_back(point.intensity);
         }
         if (classifications) {
-            raw.classifications[i] = extendedClassification ? point.extended_classification : point.classification;
+            raw.classifications.push_back(extendedClassification ? point.extended_classification : point.classification);
         }
         if (scanIndices && !originId) {
-            raw.scanIndices[i] = point.point_source_ID;
+            raw.scanIndices.push_back(point.point_source_ID);
         }
         if (needExtraBytes) {
             if (i == 0) {
                 extraStride = static_cast<std::size_t>(point.num_extra_bytes);
-                extraBytes.resize(extraStride * n);
+                extraBytes.reserve(extraStride * reserved);
             }
-            if (static_cast<std::size_t>(point.num_extra_bytes) != extraStride || !point.extra_bytes) {
+            if (static_cast<std::size_t>(point.num_extra_bytes) != extraStride || (extraStride > 0 && !point.extra_bytes)) {
                 throw std::runtime_error(file.string() + ": point " + std::to_string(i) + " has "
                                          + std::to_string(point.num_extra_bytes) + " extra bytes instead of "
                                          + std::to_string(extraStride));
             }
-            std::memcpy(extraBytes.data() + i * extraStride, point.extra_bytes, extraStride);
+            const char* bytes = reinterpret_cast<const char*>(point.extra_bytes);
+            extraBytes.insert(extraBytes.end(), bytes, bytes + extraStride);
         }
     }
 
     auto requireInside = [&](const Dimension& dimension) {
-        if (dimension.byteOffset + dimension.size > extraStride) {
+        if (n > 0 && dimension.byteOffset + dimension.size > extraStride) {
             throw std::runtime_error(file.string() + ": extra-bytes attribute " + dimension.name
                                      + " lies beyond the points' " + std::to_string(extraStride) + " extra bytes");
         }
     };
     if (scanIndices && originId) {
         requireInside(*originId);
+        raw.scanIndices.resize(n);
         forEachValue(*originId, extraBytes.data(), extraStride, n,
                      [&raw](std::size_t i, auto value) { raw.scanIndices[i] = clampTo<std::uint32_t>(value); });
     }
     if (normals) {
+        raw.normals.resize(n);
         for (int axis = 0; axis < 3; ++axis) {
             const Dimension& dimension = *normalDimensions[axis];
             requireInside(dimension);

@@ -74,14 +74,10 @@ public:
     DataType dataType(const Json& value) const
     {
         const std::string text = string(value, "\"dataType\"");
-        if (text == "binary") {
-            return DataType::Binary;
-        }
-        if (text == "zstandard") {
-            return DataType::Zstandard;
-        }
-        if (text == "laszip") {
-            return DataType::Laszip;
+        for (const DataType type : {DataType::Binary, DataType::Zstandard, DataType::Laszip}) {
+            if (text == dataTypeName(type)) {
+                return type;
+            }
         }
         fail("unknown \"dataType\" '" + text + "' (binary, zstandard or laszip)");
     }
@@ -135,6 +131,19 @@ private:
 };
 
 } // namespace
+
+std::string_view dataTypeName(DataType type)
+{
+    switch (type) {
+    case DataType::Binary:
+        return "binary";
+    case DataType::Zstandard:
+        return "zstandard";
+    case DataType::Laszip:
+        return "laszip";
+    }
+    return "binary";
+}
 
 std::string_view fileExtension(DataType type)
 {

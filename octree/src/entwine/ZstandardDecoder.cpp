@@ -2,6 +2,7 @@
 
 #include <zstd.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
@@ -28,14 +29,22 @@ std::string decompressZstandard(std::string_view compressed, std::size_t expecte
     if (compressed.empty() && expectedSize != 0) {
         throw fail("is empty, but its point count needs " + std::to_string(expectedSize) + " bytes");
     }
-    std::string result(expectedSize, '\0');
+    // The output grows as data arrive, so a count that the data cannot back (a damaged hierarchy)
+    // fails on the data instead of on an allocation of its size.
+    constexpr std::size_t INITIAL_CAPACITY = std::size_t{1} << 20;
+    std::string result(std::min(expectedSize, std::max(INITIAL_CAPACITY, compressed.size() * 8)), '\0');
     // One spare byte tells "exactly the expected size" from "more than that".
     char spare = 0;
     ZSTD_inBuffer input{compressed.data(), compressed.size(), 0};
     ZSTD_outBuffer output{result.data(), result.size(), 0};
     ZSTD_outBuffer overflow{&spare, 1, 0};
     std::size_t pending = compressed.empty() ? 0 : 1;
-    while (input.pos < input.size || (pending != 0 && output.pos < output.size)) {
+    while (input.pos < input.size || (pending != 0 && output.pos < expectedSize)) {
+        if (output.pos == output.size && output.size < expectedSize) {
+            result.resize(output.size > expectedSize / 2 ? expectedSize : output.size * 2);
+            output.dst = result.data();
+            output.size = result.size();
+        }
         ZSTD_outBuffer& target = output.pos < output.size ? output : overflow;
         const std::size_t before = input.pos;
         const std::size_t produced = target.pos;

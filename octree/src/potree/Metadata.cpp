@@ -243,11 +243,11 @@ std::array<double, 3> Metadata::tightMax() const
     return {position->max[0], position->max[1], position->max[2]};
 }
 
-bool Metadata::colorsAre16Bit() const
+std::optional<bool> Metadata::colorsAre16Bit() const
 {
     const AttributeDescription* rgb = attribute("rgb");
-    if (rgb == nullptr) {
-        return false;
+    if (rgb == nullptr || rgb->max.empty()) {
+        return std::nullopt;
     }
     for (const double value : rgb->max) {
         if (value > 255) {

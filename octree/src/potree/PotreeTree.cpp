@@ -6,6 +6,7 @@
 #include "AttributeLayout.h"
 #include "RawPointDecoder.h"
 
+#include <algorithm>
 #include <deque>
 #include <stdexcept>
 
@@ -146,6 +147,21 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
     return found->byteSize == 0 ? 0 : found->pointCount;
 }
 
+bool PotreeTree::colorsAre16Bit() const
+{
+    std::call_once(m_colorRangeDecided, [this] {
+        if (const auto declared = m_metadata.colorsAre16Bit()) {
+            m_colorsAre16Bit = *declared;
+            return;
+        }
+        const auto root = rawPoints(OctreeNodeId::root(), std::stop_token(), ::Octree::PointAttribute::Color);
+        m_colorsAre16Bit = std::any_of(root->colors.begin(), root->colors.end(), [](const auto& color) {
+            return color[0] > 255 || color[1] > 255 || color[2] > 255;
+        });
+    });
+    return m_colorsAre16Bit;
+}
+
 std::optional<RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,
                                                ::Octree::PointAttributes wanted) const
 {
@@ -168,7 +184,7 @@ std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id
     for (int axis = 0; axis < 3; ++axis) {
         transform.offsetFromOrigin[axis] = m_metadata.offset[axis] - m_metadata.cubeMin[axis];
     }
-    return toNodePointData(*raw, transform, m_metadata.colorsAre16Bit());
+    return toNodePointData(*raw, transform, colorsAre16Bit());
 }
 
 } // namespace PoTree

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
 namespace Render {
 
@@ -89,6 +90,11 @@ void Texture2d::create(ID3D11Device* device, const D3D11_SUBRESOURCE_DATA* initi
 {
     // Released before creating so that a failed creation leaves the object empty, not stale.
     texture_.Reset();
+    // Initial data is one entry per array slice; with more mip levels the device would read entries
+    // that do not exist.
+    if (initialData != nullptr && desc_.MipLevels != 1)
+        throw std::invalid_argument("A texture created with initial data needs exactly one mip level, not " +
+                                    std::to_string(desc_.MipLevels));
     throwIfFailed(device->CreateTexture2D(&desc_, initialData, &texture_));
 }
 

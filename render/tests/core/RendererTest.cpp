@@ -1,6 +1,7 @@
 #include <lumaro/render/core/Renderer.h>
 
 #include <lumaro/graphics/ColorImage.h>
+#include <lumaro/math/TriangleMesh.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -315,6 +316,31 @@ TEST_F(RendererTest, EachSettingNotifiesTheSceneAndAsksForARedrawOnlyWhenItChang
     EXPECT_EQ(renderer.maxDistanceWarn(), 1.25f);
     EXPECT_EQ(renderer.tomographicColor(), Math::Color(9, 8, 7, 6));
     EXPECT_TRUE(renderer.autoAdjustZRangeEnabled());
+}
+
+TEST_F(RendererTest, TheColorizationMeshIsComparedByIdentityNotByContent)
+{
+    attachScene();
+    const std::vector<Point> vertices{Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
+    const std::vector<Math::TriangleMesh<float>::Triangle> triangles{{0, 1, 2}};
+    auto mesh = std::make_shared<Math::TriangleMesh<float>>(vertices, triangles);
+    auto twin = std::make_shared<Math::TriangleMesh<float>>(vertices, triangles);
+    std::ostringstream meshName;
+    meshName << "scene.mesh(" << mesh.get() << ")";
+    std::ostringstream twinName;
+    twinName << "scene.mesh(" << twin.get() << ")";
+
+    renderer.setMeshForDistanceColorization(mesh);
+    EXPECT_TRUE(renderer.hasMeshForDistanceColorization());
+    renderer.setMeshForDistanceColorization(mesh);
+    renderer.setMeshForDistanceColorization(twin);
+    EXPECT_THAT(*log, ElementsAre(meshName.str(), twinName.str()));
+    settle();
+    renderer.setMeshForDistanceColorization(twin);
+    EXPECT_FALSE(redrawRequested());
+    renderer.setMeshForDistanceColorization(nullptr);
+    EXPECT_FALSE(renderer.hasMeshForDistanceColorization());
+    EXPECT_TRUE(redrawRequested());
 }
 
 TEST_F(RendererTest, RangesCountAsChangedWhenEitherEndChanges)

@@ -35,7 +35,7 @@ Vertex vs_main(float3 position : POSITION)
     return v;
 }
 float4 ps_main() : SV_Target { return float4(1.0, 0.0, 0.0, 1.0); }
-RWStructuredBuffer<float> results : register(u0);
+RWBuffer<float> results : register(u0);
 [numthreads(1, 1, 1)]
 void cs_main(uint3 id : SV_DispatchThreadID) { results[id.x] = scale(); }
 )";

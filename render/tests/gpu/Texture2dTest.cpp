@@ -161,6 +161,17 @@ TEST_F(Texture2dTest, LoadsRowsWithTheirStride)
     EXPECT_EQ(texture.get(), nullptr);
 }
 
+TEST_F(Texture2dTest, InitialDataNeedsASingleMipLevel)
+{
+    auto fullChain = textureDesc(4, 4, bgra, D3D11_BIND_SHADER_RESOURCE);
+    fullChain.MipLevels = 0;
+    Texture2d texture(gpu.device(), fullChain);
+    ASSERT_NE(texture.get(), nullptr);
+    EXPECT_THROW(texture.load(gpu.device(), gradient(4, 4, 0)), std::invalid_argument);
+    EXPECT_EQ(texture.get(), nullptr);
+    EXPECT_THROW(Texture2d(gpu.device(), fullChain, 4, 4, Math::Color::white(), 1), std::invalid_argument);
+}
+
 TEST_F(Texture2dTest, LoadsImagesAsSlicesInOrder)
 {
     Texture2d texture(gpu.device(), textureDesc(1, 1, bgra, D3D11_BIND_SHADER_RESOURCE));

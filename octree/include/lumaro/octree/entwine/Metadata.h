@@ -17,6 +17,9 @@ enum class DataType {
     Laszip,    // .laz: a complete LAZ file per node
 };
 
+// The name in ept.json: "binary", "zstandard" or "laszip".
+std::string_view dataTypeName(DataType type);
+
 // The file extension of a node's data file, without the dot ("bin", "zst", "laz").
 std::string_view fileExtension(DataType type);
 

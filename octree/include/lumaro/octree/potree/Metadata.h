@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,10 +65,9 @@ public:
     std::array<double, 3> tightMin() const;
     std::array<double, 3> tightMax() const;
 
-    // Whether colours use the 16-bit range and are brought to 8 bits by dividing by 256. Decided
-    // once for the store from the rgb attribute's declared maximum, so neighbouring nodes never
-    // differ in brightness.
-    bool colorsAre16Bit() const;
+    // Whether colours use the 16-bit range and are brought to 8 bits by dividing by 256, decided
+    // from the rgb attribute's declared maximum; std::nullopt when the store declares none.
+    std::optional<bool> colorsAre16Bit() const;
 };
 
 } // namespace PoTree

@@ -53,11 +53,17 @@ private:
     std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id) const;
     void expandProxy(const std::shared_ptr<Node>& node) const;
     std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
+    // One decision for the whole store, so neighbouring nodes never differ in brightness: the
+    // metadata's declared colour range, or, where it declares none, the root node's colours
+    // (the root samples the whole cloud).
+    bool colorsAre16Bit() const;
 
     Metadata m_metadata;
     FileLoader m_loader;
     ::Octree::PointAttributes m_available;
     mutable std::mutex m_hierarchyMutex;
+    mutable std::once_flag m_colorRangeDecided;
+    mutable bool m_colorsAre16Bit = false;
     std::shared_ptr<Node> m_root;
 };
 

@@ -12,6 +12,7 @@
 
 #include <d3d11.h>
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <lumaro/math/Spectrum.h>
+#include <lumaro/render/Export.h>
+
 #include <cstdint>
 
 namespace Render {
@@ -22,5 +25,9 @@ enum class ColorMap : std::int32_t {
     CoolWarm = 11,
     LevelOfAccuracyImperial = 12,
 };
+
+// The math library's spectrum for the same map (its enumeration is ordered differently); values
+// outside the enumeration give Turbo's, as the shader does.
+LUMARO_RENDER_API Math::Spectrum::SpectrumNames spectrumName(const ColorMap& colorMap);
 
 } // namespace Render

@@ -40,7 +40,8 @@ public:
     void resize(ID3D11Device* device, unsigned width, unsigned height, unsigned arraySize);
 
     // Creates the texture anew from rows of `stride` bytes: one slice, or one slice per pointer.
-    // The old texture is released first, so a failure leaves this object empty.
+    // The old texture is released first, so a failure leaves this object empty. The description
+    // must have one mip level (std::invalid_argument otherwise).
     void load(ID3D11Device* device, unsigned width, unsigned height, unsigned stride, const char* data);
     void load(ID3D11Device* device, unsigned width, unsigned height, unsigned stride,
               const std::vector<const char*>& slices);

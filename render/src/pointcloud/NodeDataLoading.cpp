@@ -1,0 +1,56 @@
+#include <lumaro/render/pointcloud/NodeDataLoading.h>
+
+namespace Render {
+
+using Octree::PointAttribute;
+
+Octree::PointAttributes vertexAttributes()
+{
+    return PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
+        | PointAttribute::Classification | PointAttribute::ScanIndex | PointAttribute::Visibility;
+}
+
+VertexContainer makeVertexContainer(const Octree::NodePointData& points)
+{
+    VertexContainer vertices;
+    const std::size_t count = points.size();
+    vertices.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (points.hasPositions()) {
+            const auto& position = points.position(i);
+            vertices.setPosition(i, position.x(), position.y(), position.z());
+        }
+        const Math::Color color = points.hasColors() ? points.color(i) : Math::Color::white();
+        vertices.setColor(i, color.r(), color.g(), color.b(), color.a());
+        if (points.hasIntensities())
+            vertices.setIntensity(i, points.intensity(i));
+        if (points.hasClassifications())
+            vertices.setClassIndex(i, points.classification(i));
+        // The vertex has 16 bits for the scan: stores with more scans wrap around.
+        if (points.hasScanIndices())
+            vertices.setScanIndex(i, static_cast<unsigned short>(points.scanIndex(i)));
+        if (!points.isVisible(i))
+            vertices.setVisibility(i, points.visibility(i));
+    }
+    vertices.complete();
+    return vertices;
+}
+
+std::optional<VertexContainer> loadNodeVertices(VertexContainerCache& cache, const Octree::Octree& octree,
+                                                Octree::OctreeNodeId node, std::stop_token stop)
+{
+    return cache.getOrLoad(node, [&]() -> std::optional<VertexContainer> {
+        std::optional<Octree::NodePointData> points = octree.nodePointData(node, stop, vertexAttributes());
+        if (!points)
+            return std::nullopt;
+        return makeVertexContainer(*points);
+    });
+}
+
+std::optional<Octree::NodePointData> loadNodePointData(NodePointDataCache& cache, const Octree::Octree& octree,
+                                                       Octree::OctreeNodeId node, std::stop_token stop)
+{
+    return cache.getOrLoad(node, [&] { return octree.nodePointData(node, stop, Octree::PointAttributes::all()); });
+}
+
+} // namespace Render

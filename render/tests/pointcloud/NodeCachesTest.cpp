@@ -1,0 +1,281 @@
+#include "FakeOctree.h"
+
+#include <lumaro/render/pointcloud/NodeDataLoading.h>
+#include <lumaro/render/pointcloud/OctreeVertexSource.h>
+#include <lumaro/render/pointcloud/SharedNodeCaches.h>
+
+#include <lumaro/octree/potree/FileSystemLocation.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Octree::OctreeNodeId;
+using Render::VertexContainer;
+using RenderTest::FakeOctree;
+
+std::size_t visibleCount(OctreeNodeId node)
+{
+    std::size_t count = 0;
+    for (std::size_t k = 0; k < FakeOctree::storedPointCount(node); ++k)
+        count += FakeOctree::hidden(k) ? 0 : 1;
+    return count;
+}
+
+// Compares a node's vertices with what the fake store holds, point by point.
+void expectVerticesOf(OctreeNodeId node, const VertexContainer& vertices, double unitScale = 1.0)
+{
+    ASSERT_EQ(vertices.size(), visibleCount(node)) << node.name();
+    const double reference = FakeOctree::cubeMin * unitScale;
+    std::size_t v = 0;
+    for (std::size_t k = 0; k < FakeOctree::storedPointCount(node); ++k) {
+        if (FakeOctree::hidden(k))
+            continue;
+        const auto world = FakeOctree::worldPoint(node, k);
+        const auto& vertex = vertices[v++];
+        for (int axis = 0; axis < 3; ++axis)
+            EXPECT_NEAR(vertex.position[axis], world[axis] * unitScale - reference, 1e-5) << node.name() << " " << k;
+        EXPECT_EQ(vertex.color, FakeOctree::color(node, k));
+        EXPECT_EQ(vertex.intensity, FakeOctree::intensity(k) / 256); // the high byte, truncated
+        EXPECT_EQ(vertex.classIndex, FakeOctree::classification(k));
+        EXPECT_EQ(vertex.scanIndex, FakeOctree::scanIndex(k) - 65536); // 70000 + k wraps in 16 bits
+        EXPECT_EQ(vertex.distance, VertexContainer::Vertex::noDistance);
+    }
+}
+
+TEST(NodeVertices, CarryEveryAttributeOfTheVisiblePoints)
+{
+    const FakeOctree octree("/fake/vertices");
+    const OctreeNodeId node = OctreeNodeId::fromName("r53");
+    const auto points = octree.nodePointData(node, {}, Render::vertexAttributes());
+    ASSERT_TRUE(points);
+    ASSERT_GE(points->size(), 10u);
+    expectVerticesOf(node, Render::makeVertexContainer(*points));
+}
+
+TEST(NodeVertices, StoresWithoutColourGiveOpaqueWhite)
+{
+    Octree::NodePointData points(Octree::PointAttribute::Position, 2);
+    points.setPosition(1, {1.0f, 2.0f, 3.0f});
+    const VertexContainer vertices = Render::makeVertexContainer(points);
+    ASSERT_EQ(vertices.size(), 2u);
+    EXPECT_EQ(vertices[0].color, Math::Color(255, 255, 255, 255));
+    EXPECT_EQ(vertices[1].position, (Math::Point<float, 3>(1.0f, 2.0f, 3.0f)));
+    EXPECT_EQ(vertices[1].intensity, 0);
+}
+
+TEST(NodeVertices, FollowTheUnitScale)
+{
+    const FakeOctree octree("/fake/scaled", 2, 0.5);
+    const OctreeNodeId node = OctreeNodeId::fromName("r7");
+    const auto points = octree.nodePointData(node, {}, Render::vertexAttributes());
+    ASSERT_TRUE(points);
+    expectVerticesOf(node, Render::makeVertexContainer(*points), 0.5);
+}
+
+TEST(SharedNodeCaches, OneCacheObjectPerLocationAndUnitScale)
+{
+    const PoTree::FileSystemLocation a("/fake/shared-a");
+    const PoTree::FileSystemLocation sameAsA("/fake/shared-a/metadata.json");
+    const PoTree::FileSystemLocation b("/fake/shared-b");
+
+    const auto first = Render::SharedNodeCaches::vertexContainerCache(a, 1.0, 1000, 10);
+    // The sizes of a later call are ignored: the registered cache is returned.
+    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(sameAsA, 1.0, 5, 1), first);
+    EXPECT_EQ(first->capacity(), 1000u);
+    EXPECT_NE(Render::SharedNodeCaches::vertexContainerCache(a, 2.0, 1000, 10), first);
+    EXPECT_NE(Render::SharedNodeCaches::vertexContainerCache(b, 1.0, 1000, 10), first);
+
+    const auto distances = Render::SharedNodeCaches::meshDistanceCache(a, 1.0, 7);
+    EXPECT_EQ(Render::SharedNodeCaches::meshDistanceCache(sameAsA, 1.0, 99), distances);
+    EXPECT_EQ(distances->capacity(), 7u);
+    EXPECT_NE(Render::SharedNodeCaches::meshDistanceCache(a, 3.0, 7), distances);
+
+    const auto points = Render::SharedNodeCaches::pointDataCache(a, 1.0, 500, 10);
+    EXPECT_EQ(Render::SharedNodeCaches::pointDataCache(sameAsA, 1.0, 1, 1), points);
+    EXPECT_NE(Render::SharedNodeCaches::pointDataCache(b, 1.0, 500, 10), points);
+}
+
+TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
+{
+    const PoTree::FileSystemLocation location("/fake/zero");
+    EXPECT_THROW(
+        {
+            try {
+                Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 0, 10);
+            } catch (const std::invalid_argument& error) {
+                EXPECT_STREQ(error.what(), "Size of the cache should be non-zero");
+                throw;
+            }
+        },
+        std::invalid_argument);
+    EXPECT_THROW(
+        {
+            try {
+                Render::SharedNodeCaches::meshDistanceCache(location, 1.0, 0);
+            } catch (const std::invalid_argument& error) {
+                EXPECT_STREQ(error.what(), "Capacity must be greater than 0");
+                throw;
+            }
+        },
+        std::invalid_argument);
+    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 3, 1)->capacity(), 3u);
+}
+
+TEST(NodeVertexCache, LoadsANodeOnceAndCountsItsPoints)
+{
+    const FakeOctree octree("/fake/load-once");
+    Render::VertexContainerCache cache(1000, 16);
+    const OctreeNodeId node = OctreeNodeId::fromName("r1");
+
+    const auto first = Render::loadNodeVertices(cache, octree, node, {});
+    const auto second = Render::loadNodeVertices(cache, octree, node, {});
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(octree.reads(), 1u);
+    expectVerticesOf(node, *second);
+    EXPECT_EQ(cache.usedSize(), visibleCount(node));
+}
+
+TEST(NodeVertexCache, AStoppedOrFailedLoadCachesNothing)
+{
+    FakeOctree octree("/fake/stopped");
+    Render::VertexContainerCache cache(1000, 16);
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_FALSE(Render::loadNodeVertices(cache, octree, OctreeNodeId::root(), stop.get_token()));
+
+    const OctreeNodeId broken = OctreeNodeId::fromName("r2");
+    octree.failReadsOf(broken);
+    EXPECT_THROW(Render::loadNodeVertices(cache, octree, broken, {}), std::runtime_error);
+    EXPECT_EQ(cache.entryCount(), 0u);
+    EXPECT_EQ(cache.usedSize(), 0u);
+}
+
+TEST(NodeVertexCache, EvictsLeastRecentlyUsedNodesToMakeRoom)
+{
+    const FakeOctree octree("/fake/evict");
+    const OctreeNodeId a = OctreeNodeId::fromName("r0");
+    const OctreeNodeId b = OctreeNodeId::fromName("r1");
+    const OctreeNodeId c = OctreeNodeId::fromName("r2");
+    // Room for a and b together but not for c as well.
+    Render::VertexContainerCache cache(visibleCount(a) + visibleCount(b) + visibleCount(c) - 1, 4);
+    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, a, {}));
+    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, b, {}));
+    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, a, {})); // a is now the most recently used
+    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, c, {}));
+    EXPECT_TRUE(cache.contains(a));
+    EXPECT_FALSE(cache.contains(b));
+    EXPECT_TRUE(cache.contains(c));
+    EXPECT_EQ(cache.usedSize(), visibleCount(a) + visibleCount(c));
+}
+
+TEST(NodeVertexCache, ANodeLargerThanTheCapacityEmptiesTheCacheAndStays)
+{
+    const FakeOctree octree("/fake/large");
+    const OctreeNodeId small = OctreeNodeId::fromName("r0");
+    const OctreeNodeId large = OctreeNodeId::fromName("r12");
+    ASSERT_GT(visibleCount(large), 5u);
+    Render::VertexContainerCache cache(5, 4);
+    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, small, {}));
+    const auto vertices = Render::loadNodeVertices(cache, octree, large, {});
+    ASSERT_TRUE(vertices);
+    expectVerticesOf(large, *vertices);
+    EXPECT_EQ(cache.entryCount(), 1u);
+    EXPECT_EQ(cache.usedSize(), visibleCount(large));
+}
+
+TEST(NodePointDataCache, KeepsEveryAttributeForQueries)
+{
+    const FakeOctree octree("/fake/query");
+    Render::NodePointDataCache cache(1000, 16);
+    const OctreeNodeId node = OctreeNodeId::fromName("r44");
+    const auto points = Render::loadNodePointData(cache, octree, node, {});
+    ASSERT_TRUE(points);
+    ASSERT_TRUE(Render::loadNodePointData(cache, octree, node, {}));
+    EXPECT_EQ(octree.reads(), 1u);
+    // Queries see hidden points too, with their visibility.
+    ASSERT_EQ(points->size(), FakeOctree::storedPointCount(node));
+    EXPECT_EQ(cache.usedSize(), FakeOctree::storedPointCount(node));
+    EXPECT_TRUE(points->hasVisibility());
+    EXPECT_FALSE(points->isVisible(4));
+    EXPECT_EQ(points->scanIndex(3), 70003u);
+}
+
+TEST(MeshDistanceCache, DistancesOfANewMeshAreComputedAgain)
+{
+    Render::MeshDistanceCache cache(2);
+    const OctreeNodeId node = OctreeNodeId::fromName("r3");
+    int computations = 0;
+    const auto compute = [&](float value) {
+        return [&computations, value] {
+            ++computations;
+            return std::optional<std::vector<float>>(std::vector<float>{value, value});
+        };
+    };
+    EXPECT_EQ(Render::getOrComputeMeshDistances(cache, 1, node, compute(1.5f)), std::vector<float>({1.5f, 1.5f}));
+    EXPECT_EQ(Render::getOrComputeMeshDistances(cache, 1, node, compute(9.0f)), std::vector<float>({1.5f, 1.5f}));
+    EXPECT_EQ(Render::getOrComputeMeshDistances(cache, 2, node, compute(2.5f)), std::vector<float>({2.5f, 2.5f}));
+    EXPECT_EQ(computations, 2);
+    const auto failed = Render::getOrComputeMeshDistances(
+        cache, 3, node, [] { return std::optional<std::vector<float>>(); });
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(cache.entryCount(), 2u);
+}
+
+// Several loader threads share one small cache: they load, evict and read the same nodes at once.
+// Every copy handed out must be the complete node, and the bookkeeping must add up afterwards.
+TEST(NodeVertexCache, ConcurrentLoadersShareOneCache)
+{
+    const auto octree = std::make_shared<FakeOctree>("/fake/concurrent", 2);
+    octree->setReadDelay(std::chrono::microseconds(50));
+    // Room for about a dozen of the 73 nodes, so eviction runs all the time.
+    const auto cache = std::make_shared<Render::VertexContainerCache>(200, 16);
+    std::vector<OctreeNodeId> nodes{OctreeNodeId::root()};
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+        for (const OctreeNodeId child : octree->children(nodes[i]))
+            nodes.push_back(child);
+    ASSERT_EQ(nodes.size(), 73u);
+
+    std::atomic<int> mismatches{0};
+    std::vector<std::jthread> threads;
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        threads.emplace_back([&, seed] {
+            Render::OctreeVertexSource source(octree, cache);
+            std::mt19937 random(seed);
+            std::uniform_int_distribution<std::size_t> pick(0, 20); // a hot set, to share entries
+            for (int i = 0; i < 300; ++i) {
+                const OctreeNodeId node = nodes[i % 7 == 0 ? random() % nodes.size() : pick(random)];
+                const auto vertices = source.fetchNodeVertices(node, {});
+                if (!vertices || vertices->size() != visibleCount(node)
+                    || vertices->size() == 0 || (*vertices)[0].color != FakeOctree::color(node, 0))
+                    ++mismatches;
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(mismatches.load(), 0);
+
+    std::size_t used = 0;
+    std::size_t entries = 0;
+    for (const OctreeNodeId node : nodes) {
+        if (const auto cached = cache->tryGet(node)) {
+            expectVerticesOf(node, *cached);
+            used += cached->size();
+            ++entries;
+        }
+    }
+    EXPECT_EQ(cache->usedSize(), used);
+    EXPECT_EQ(cache->entryCount(), entries);
+    // Threads that made room at the same moment may each insert into it: the overshoot is bounded
+    // by one node per thread.
+    EXPECT_LE(used, cache->capacity() + 4 * 22);
+    EXPECT_GT(octree->reads(), entries);
+}
+
+} // namespace

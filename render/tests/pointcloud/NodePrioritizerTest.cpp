@@ -1,0 +1,293 @@
+#include "PrioritizerTestSupport.h"
+
+#include <lumaro/render/pointcloud/NodePrioritizer.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Octree::OctreeNodeId;
+using Render::NodeId;
+using Render::NodePrioritizer;
+using Render::NodePriority;
+using RenderTest::FakeVertexSource;
+using RenderTest::priorityOfSize;
+
+const Math::NBoundingBox<float, 3> unitCube(Math::Point<float, 3>(0, 0, 0), Math::Point<float, 3>(1, 1, 1));
+
+NodeId idOf(const char* name, std::uint64_t instance = 1) { return {instance, OctreeNodeId::fromName(name)}; }
+
+FakeVertexSource tenPointsEach() { return FakeVertexSource([](OctreeNodeId) { return std::size_t(10); }); }
+
+struct Offer {
+    NodePrioritizer& prioritizer;
+    FakeVertexSource& source;
+    NodePrioritizer::OfferResult operator()(const char* name, float size, std::uint64_t instance = 1,
+                                            std::stop_token stop = {})
+    {
+        return prioritizer.offer(idOf(name, instance), unitCube, priorityOfSize(size), source, stop);
+    }
+};
+
+TEST(NodePrioritizer, AdmitsWhileBelowTheBudgetAndFetchesANodeOnce)
+{
+    NodePrioritizer prioritizer(100);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+
+    const auto first = offer("r", 50.0f);
+    EXPECT_TRUE(first.resident);
+    EXPECT_TRUE(first.changed);
+    const auto again = offer("r", 50.0f);
+    EXPECT_TRUE(again.resident);
+    EXPECT_FALSE(again.changed);
+    EXPECT_EQ(source.fetches(OctreeNodeId::root()), 1u);
+
+    // The same node of another point cloud is another node.
+    EXPECT_TRUE(offer("r", 50.0f, 2).changed);
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 2u);
+    EXPECT_EQ(prioritizer.totalMaxPointCount(), 100u);
+}
+
+TEST(NodePrioritizer, FillsUpToTheBudgetExactlyAndThenDisplacesTheLeastImportant)
+{
+    NodePrioritizer prioritizer(30);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    offer("r0", 5.0f);
+    offer("r1", 20.0f);
+    // 20 + 10 is not below 30, but eviction stops at the budget itself: nothing leaves.
+    const auto third = offer("r2", 10.0f);
+    EXPECT_TRUE(third.resident && third.changed);
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 30u);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 3u);
+
+    // More important than the least important resident node (5): that one goes.
+    EXPECT_TRUE(offer("r3", 30.0f).resident);
+    EXPECT_FALSE(prioritizer.isResident(idOf("r0")));
+    // Next least important is 10.
+    EXPECT_TRUE(offer("r4", 15.0f).resident);
+    EXPECT_FALSE(prioritizer.isResident(idOf("r2")));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 30u);
+
+    // Not more important than the least important (15, within the tolerance): refused unfetched.
+    const auto refused = offer("r5", 15.05f);
+    EXPECT_FALSE(refused.resident);
+    EXPECT_FALSE(refused.changed);
+    EXPECT_EQ(source.fetches(OctreeNodeId::fromName("r5")), 0u);
+}
+
+TEST(NodePrioritizer, ANodeThatIsItselfLeastImportantAfterTheFetchIsEvictedAgain)
+{
+    NodePrioritizer prioritizer(25);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    offer("r0", 8.0f);
+    offer("r1", 9.0f);
+    // Below the budget when offered, so it is fetched; once in, it is the least important.
+    const auto result = offer("r2", 1.0f);
+    EXPECT_FALSE(result.resident);
+    EXPECT_TRUE(result.changed);
+    EXPECT_TRUE(prioritizer.isResident(idOf("r0")));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
+}
+
+TEST(NodePrioritizer, WithBudgetZeroEveryNodeLeavesAtOnce)
+{
+    NodePrioritizer prioritizer(0);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    for (const char* name : {"r", "r0", "r1"}) {
+        const auto result = offer(name, 100.0f);
+        EXPECT_FALSE(result.resident) << name;
+        EXPECT_TRUE(result.changed) << name;
+    }
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 0u);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
+}
+
+TEST(NodePrioritizer, ALowerBudgetEvictsAtOnceLeastImportantFirst)
+{
+    NodePrioritizer prioritizer(100);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    const char* names[] = {"r3", "r1", "r4", "r0", "r2"}; // sizes 4, 2, 5, 1, 3
+    for (const char* name : names)
+        offer(name, static_cast<float>(name[1] - '0' + 1));
+    prioritizer.setTotalMaxPointCount(25);
+    EXPECT_EQ(prioritizer.totalMaxPointCount(), 25u);
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
+    EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r4")));
+    for (const char* gone : {"r0", "r1", "r2"})
+        EXPECT_FALSE(prioritizer.isResident(idOf(gone))) << gone;
+
+    prioritizer.setTotalMaxPointCount(1000);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 2u);
+}
+
+TEST(NodePrioritizer, ClearsOnePointCloudOrAll)
+{
+    NodePrioritizer prioritizer(1000);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    offer("r", 9.0f, 1);
+    offer("r0", 9.0f, 1);
+    offer("r", 9.0f, 2);
+    prioritizer.clear(1);
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 10u);
+    EXPECT_FALSE(prioritizer.isResident(idOf("r0", 1)));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r", 2)));
+    // A cleared node comes back by a new fetch.
+    EXPECT_TRUE(offer("r0", 9.0f, 1).changed);
+    EXPECT_EQ(source.fetches(OctreeNodeId::fromName("r0")), 2u);
+
+    prioritizer.clear();
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 0u);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
+    EXPECT_FALSE(prioritizer.isResident(idOf("r", 2)));
+}
+
+TEST(NodePrioritizer, NewPrioritiesDecideTheNextEviction)
+{
+    NodePrioritizer prioritizer(20);
+    auto source = tenPointsEach();
+    Offer offer{prioritizer, source};
+    offer("r0", 50.0f);
+    offer("r1", 10.0f);
+    // The view changed: r0 hardly matters now, r1 a lot.
+    prioritizer.reprioritize(1, [](OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) {
+        EXPECT_EQ(cube, unitCube);
+        return node == OctreeNodeId::fromName("r0") ? priorityOfSize(1.0f) : priorityOfSize(90.0f);
+    });
+    EXPECT_TRUE(offer("r2", 20.0f).resident);
+    EXPECT_FALSE(prioritizer.isResident(idOf("r0")));
+    EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
+
+    // A stopped re-rating leaves the priorities alone.
+    std::stop_source stop;
+    stop.request_stop();
+    prioritizer.reprioritize(1, [](OctreeNodeId, const auto&) { return NodePriority::discard(); }, stop.get_token());
+    EXPECT_FALSE(offer("r3", 15.0f).resident);
+}
+
+TEST(NodePrioritizer, FailedFetchesThrowUnlessLoadingStops)
+{
+    NodePrioritizer prioritizer(100);
+    FakeVertexSource failing([](OctreeNodeId) { return std::size_t(10); });
+    failing.setBeforeReturn([](OctreeNodeId) { throw std::runtime_error("cannot read r0 of /some/store"); });
+    Offer offer{prioritizer, failing};
+    try {
+        offer("r0", 10.0f);
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Error loading point data");
+        try {
+            std::rethrow_if_nested(error);
+            FAIL() << "the cause is not nested";
+        } catch (const std::runtime_error& cause) {
+            EXPECT_STREQ(cause.what(), "cannot read r0 of /some/store");
+        }
+    }
+    std::stop_source stop;
+    stop.request_stop();
+    const auto stopped = offer("r0", 10.0f, 1, stop.get_token());
+    EXPECT_FALSE(stopped.resident || stopped.changed);
+
+    // A source that reports failure without a reason.
+    struct Refusing : Render::NodeVertexSource {
+        std::optional<Render::VertexContainer> fetchNodeVertices(OctreeNodeId, std::stop_token) override
+        {
+            return std::nullopt;
+        }
+    } refusing;
+    EXPECT_THROW(prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), refusing, {}), std::runtime_error);
+    EXPECT_FALSE(prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), refusing, stop.get_token()).changed);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
+}
+
+TEST(NodePrioritizer, ANodeWithoutPointsChangesNothing)
+{
+    NodePrioritizer prioritizer(100);
+    FakeVertexSource empty([](OctreeNodeId) { return std::size_t(0); });
+    const auto result = prioritizer.offer(idOf("r"), unitCube, priorityOfSize(10.0f), empty, {});
+    EXPECT_FALSE(result.resident || result.changed);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
+}
+
+TEST(NodePrioritizer, ANodeAdmittedByAnotherLoaderDuringTheFetchIsNotAddedTwice)
+{
+    NodePrioritizer prioritizer(100);
+    auto inner = tenPointsEach();
+    FakeVertexSource racing([](OctreeNodeId) { return std::size_t(10); });
+    bool raced = false;
+    racing.setBeforeReturn([&](OctreeNodeId) {
+        // While the first offer is unlocked, a second loader admits the same node.
+        if (!raced) {
+            raced = true;
+            EXPECT_TRUE(prioritizer.offer(idOf("r0"), unitCube, priorityOfSize(10.0f), inner, {}).changed);
+        }
+    });
+    const auto result = prioritizer.offer(idOf("r0"), unitCube, priorityOfSize(10.0f), racing, {});
+    EXPECT_TRUE(result.resident);
+    EXPECT_FALSE(result.changed);
+    EXPECT_EQ(prioritizer.residentNodeCount(), 1u);
+    EXPECT_EQ(prioritizer.totalUsedPointCount(), 10u);
+}
+
+// Loader threads of three point clouds offer at once while another thread publishes and lowers
+// the budget; afterwards the books must balance.
+TEST(NodePrioritizer, ConcurrentOffersKeepTheBooksBalanced)
+{
+    NodePrioritizer prioritizer(2000);
+    FakeVertexSource source([](OctreeNodeId node) { return 5 + node.value() % 20; });
+    std::vector<OctreeNodeId> nodes{OctreeNodeId::root()};
+    for (std::size_t i = 0; nodes.size() < 585; ++i)
+        for (std::size_t child = 0; child < 8; ++child)
+            nodes.push_back(nodes[i].child(child));
+
+    std::vector<std::jthread> threads;
+    for (std::uint64_t instance = 1; instance <= 3; ++instance) {
+        threads.emplace_back([&, instance] {
+            std::mt19937 random(static_cast<unsigned>(instance));
+            std::uniform_real_distribution<float> size(1.0f, 100.0f);
+            for (int i = 0; i < 600; ++i) {
+                const OctreeNodeId node = nodes[random() % nodes.size()];
+                prioritizer.offer({instance, node}, unitCube, priorityOfSize(size(random)), source, {});
+            }
+        });
+    }
+    threads.emplace_back([&] {
+        Core::TripleBuffer<Render::PointCloudBuffers> buffers;
+        for (int i = 0; i < 50; ++i) {
+            prioritizer.updateBuffers(1 + i % 3, i % 2 == 0, buffers);
+            if (i == 25)
+                prioritizer.setTotalMaxPointCount(1000);
+        }
+    });
+    threads.clear();
+
+    EXPECT_LE(prioritizer.totalUsedPointCount(), 1000u);
+    std::size_t points = 0;
+    std::size_t nodesSeen = 0;
+    for (std::uint64_t instance = 1; instance <= 3; ++instance) {
+        Core::TripleBuffer<Render::PointCloudBuffers> buffers;
+        prioritizer.updateBuffers(instance, false, buffers);
+        ASSERT_TRUE(buffers.swapRead());
+        points += buffers.readSlot().pointCount();
+        nodesSeen += buffers.readSlot().nodeCount();
+    }
+    EXPECT_EQ(points, prioritizer.totalUsedPointCount());
+    EXPECT_EQ(nodesSeen, prioritizer.residentNodeCount());
+}
+
+} // namespace

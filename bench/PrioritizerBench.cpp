@@ -84,7 +84,7 @@ void prioritizerOffersWithFullBudget(benchmark::State& state)
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * 3);
     state.counters["resident"] = static_cast<double>(prioritizer.residentNodeCount());
 }
-BENCHMARK(prioritizerOffersWithFullBudget)->Arg(250)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(prioritizerOffersWithFullBudget)->Name("PrioritizerOffersWithFullBudget")->Arg(250)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
 
 // Arg 0: points per node. 4096 resident nodes of one cloud are written into the node table and
 // the vertex array of the triple buffer's write slot, and published.
@@ -93,7 +93,7 @@ void prioritizerUpdateBuffersFor4096Nodes(benchmark::State& state)
     const auto pointsPerNode = static_cast<std::size_t>(state.range(0));
     FixedVertexSource source(pointsPerNode);
     NodePrioritizer prioritizer(1u << 30);
-    const std::vector<OctreeNodeId> nodes = nodesDownTo(6, NodePrioritizer::maxNodesPerUpdate);
+    const std::vector<OctreeNodeId> nodes = nodesDownTo(6, Render::maxNodesPerUpdate);
     for (const OctreeNodeId node : nodes)
         prioritizer.offer({1, node}, cube, priorityOfSize(50.0f), source, {});
     Core::TripleBuffer<Render::PointCloudBuffers> buffers;
@@ -102,12 +102,12 @@ void prioritizerUpdateBuffersFor4096Nodes(benchmark::State& state)
         buffers.swapRead();
         benchmark::DoNotOptimize(buffers.readSlot().nodeTexels.data());
     }
-    if (buffers.readSlot().nodeCount() != NodePrioritizer::maxNodesPerUpdate)
+    if (buffers.readSlot().nodeCount() != Render::maxNodesPerUpdate)
         state.SkipWithError("not 4096 nodes written");
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * NodePrioritizer::maxNodesPerUpdate));
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * NodePrioritizer::maxNodesPerUpdate
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * Render::maxNodesPerUpdate));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * Render::maxNodesPerUpdate
                                                       * pointsPerNode * sizeof(Render::PointCloudBuffers::Vertex)));
 }
-BENCHMARK(prioritizerUpdateBuffersFor4096Nodes)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
+BENCHMARK(prioritizerUpdateBuffersFor4096Nodes)->Name("PrioritizerUpdateBuffersFor4096Nodes")->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <lumaro/core/BrotliDecode.h>
 
 #include "AttributeLayout.h"
+#include "ChunkColumns.h"
 
 #include <cstring>
 #include <limits>
@@ -17,22 +18,8 @@ namespace {
 // believing it would allocate gigabytes before the decompressor could notice.
 constexpr std::uint64_t MAX_POINTS_PER_NODE = std::uint64_t(1) << 26;
 
-// Column starts in a decompressed chunk of `count` points.
-AttributeLayout findColumns(const Metadata& metadata, std::size_t count)
-{
-    AttributeLayout columns = AttributeLayout::of(metadata);
-    for (auto* start : {&columns.position, &columns.rgb, &columns.intensity, &columns.scanIndex,
-                        &columns.classification, &columns.visibility, &columns.normalOct16, &columns.normalX,
-                        &columns.normalY, &columns.normalZ}) {
-        if (*start) {
-            **start *= count;
-        }
-    }
-    return columns;
-}
-
 template <typename T>
-void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset, const std::string& bytes,
+void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset, std::string_view bytes,
                 std::size_t count)
 {
     if (column == nullptr || !offset) {
@@ -52,7 +39,7 @@ T loadUnaligned(const char* bytes)
     return value;
 }
 
-void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& offsets, const std::string& bytes,
+void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& offsets, std::string_view bytes,
                    std::size_t count)
 {
     if (offsets.normalOct16) {
@@ -92,7 +79,7 @@ void clearColumns(const NodeColumns& columns)
 
 bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeColumns& columns, std::size_t count)
 {
-    if (columns.visibilities == nullptr || !metadata.hasNodeVisibility || metadata.attributes.size() != 1) {
+    if (columns.visibilities == nullptr || !nodeVisibilityMayShortCut(metadata)) {
         return false;
     }
     if (node.visibility == Octree::NodeVisibility::AllVisible) {
@@ -108,8 +95,26 @@ bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeCo
 
 } // namespace
 
-void decodeNodeChunkBytes(std::string_view compressed, const Metadata& metadata, const Node& node,
-                          const NodeColumns& columns, std::size_t& count, const std::filesystem::path& file)
+bool nodeVisibilityMayShortCut(const Metadata& metadata)
+{
+    return metadata.hasNodeVisibility && metadata.attributes.size() == 1;
+}
+
+AttributeLayout columnStarts(const Metadata& metadata, std::size_t count)
+{
+    AttributeLayout columns = AttributeLayout::of(metadata);
+    for (auto* start : {&columns.position, &columns.rgb, &columns.intensity, &columns.scanIndex,
+                        &columns.classification, &columns.visibility, &columns.normalOct16, &columns.normalX,
+                        &columns.normalY, &columns.normalZ}) {
+        if (*start) {
+            **start *= count;
+        }
+    }
+    return columns;
+}
+
+DecompressedChunk decompressNodeChunk(std::string_view compressed, const Metadata& metadata, const Node& node,
+                                      const std::filesystem::path& file)
 {
     if (metadata.encoding != Encoding::Brotli) {
         throw std::invalid_argument(file.string() + ": node chunks of this store are not Brotli streams");
@@ -124,25 +129,39 @@ void decodeNodeChunkBytes(std::string_view compressed, const Metadata& metadata,
     }
     // The record's point count fixes the decompressed size, so a stream that decodes to any
     // other length is caught here instead of being read as a different number of points.
-    std::string decoded(static_cast<std::size_t>(node.pointCount) * bytesPerPoint, '\0');
+    DecompressedChunk decoded;
+    decoded.size = static_cast<std::size_t>(node.pointCount) * bytesPerPoint;
+    // Not zero-filled first: the decompressor writes every byte or throws.
+    decoded.bytes = std::make_unique_for_overwrite<char[]>(decoded.size);
     try {
-        Core::brotliDecodeExact(compressed, std::as_writable_bytes(std::span(decoded.data(), decoded.size())));
+        Core::brotliDecodeExact(compressed, std::as_writable_bytes(std::span(decoded.bytes.get(), decoded.size)));
     } catch (const std::exception& error) {
         throw std::runtime_error(file.string() + ": points of node " + node.id.name() + " at offset "
                                  + std::to_string(node.byteOffset) + ": " + error.what());
     }
+    return decoded;
+}
 
-    const std::size_t points = decoded.size() / bytesPerPoint;
-    const AttributeLayout offsets = findColumns(metadata, points);
-    copyColumn(columns.positions, offsets.position, decoded, points);
-    copyColumn(columns.colors, offsets.rgb, decoded, points);
-    copyColumn(columns.intensities, offsets.intensity, decoded, points);
-    copyColumn(columns.scanIndices, offsets.scanIndex, decoded, points);
-    copyColumn(columns.classifications, offsets.classification, decoded, points);
-    copyColumn(columns.visibilities, offsets.visibility, decoded, points);
+void splitColumns(std::string_view decoded, const AttributeLayout& starts, const NodeColumns& columns,
+                  std::size_t count)
+{
+    copyColumn(columns.positions, starts.position, decoded, count);
+    copyColumn(columns.colors, starts.rgb, decoded, count);
+    copyColumn(columns.intensities, starts.intensity, decoded, count);
+    copyColumn(columns.scanIndices, starts.scanIndex, decoded, count);
+    copyColumn(columns.classifications, starts.classification, decoded, count);
+    copyColumn(columns.visibilities, starts.visibility, decoded, count);
     if (columns.normals != nullptr) {
-        decodeNormals(*columns.normals, offsets, decoded, points);
+        decodeNormals(*columns.normals, starts, decoded, count);
     }
+}
+
+void decodeNodeChunkBytes(std::string_view compressed, const Metadata& metadata, const Node& node,
+                          const NodeColumns& columns, std::size_t& count, const std::filesystem::path& file)
+{
+    const DecompressedChunk decoded = decompressNodeChunk(compressed, metadata, node, file);
+    const std::size_t points = decoded.size / metadata.bytesPerPoint();
+    splitColumns(decoded.view(), columnStarts(metadata, points), columns, points);
     count = points;
 }
 

@@ -1,6 +1,7 @@
 #include "RawPointDecoder.h"
 
 #include "AttributeLayout.h"
+#include "ChunkColumns.h"
 
 #include <lumaro/octree/potree/NodeChunk.h>
 
@@ -49,29 +50,46 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (metadata.hasNodeVisibility && wanted.contains(PointAttribute::Visibility)) {
         raw.attributes = raw.attributes | PointAttribute::Visibility;
     }
-    std::vector<PositionCode> positions;
-    std::vector<std::uint64_t> colors;
+    // Positions and colours are decoded straight from the decompressed chunk; the other columns
+    // are copied out as decodeNodeChunk does.
     NodeColumns columns;
-    if (raw.attributes.contains(PointAttribute::Position)) columns.positions = &positions;
-    if (raw.attributes.contains(PointAttribute::Color)) columns.colors = &colors;
     if (raw.attributes.contains(PointAttribute::Intensity)) columns.intensities = &raw.intensities;
     if (raw.attributes.contains(PointAttribute::Classification)) columns.classifications = &raw.classifications;
     if (raw.attributes.contains(PointAttribute::ScanIndex)) columns.scanIndices = &raw.scanIndices;
     if (raw.attributes.contains(PointAttribute::Visibility)) columns.visibilities = &raw.visibilities;
     if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
 
-    std::size_t count = node.pointCount;
-    decodeNodeChunk(loader, metadata, node, stop, columns, count);
-    raw.count = count;
-
-    raw.positions.resize(positions.size());
-    for (std::size_t i = 0; i < positions.size(); ++i) {
-        const auto code = decodePositionCode(positions[i]);
-        // The converter stores every coordinate plus one (see PointCodes.h).
-        raw.positions[i] = {std::int64_t(code[0]) - 1, std::int64_t(code[1]) - 1, std::int64_t(code[2]) - 1};
+    if (node.pointCount == 0 || node.byteSize == 0 || nodeVisibilityMayShortCut(metadata)) {
+        std::size_t count = node.pointCount;
+        decodeNodeChunk(loader, metadata, node, stop, columns, count);
+        raw.count = count;
+        dropIncompleteColumns(raw);
+        return raw;
     }
-    raw.colors.resize(colors.size());
-    std::transform(colors.begin(), colors.end(), raw.colors.begin(), decodeColorCode);
+
+    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
+    const std::string_view decoded = decompressed.view();
+    raw.count = decoded.size() / metadata.bytesPerPoint();
+    const AttributeLayout starts = columnStarts(metadata, raw.count);
+    splitColumns(decoded, starts, columns, raw.count);
+
+    if (raw.attributes.contains(PointAttribute::Position)) {
+        raw.positions.resize(raw.count);
+        const char* codes = decoded.data() + *starts.position;
+        for (std::size_t i = 0; i < raw.count; ++i) {
+            const auto xyz = decodePositionCode(loadUnaligned<PositionCode>(codes + sizeof(PositionCode) * i));
+            // The converter stores every coordinate plus one (see PointCodes.h).
+            raw.positions[i] = {std::int64_t(xyz[0]) - 1, std::int64_t(xyz[1]) - 1, std::int64_t(xyz[2]) - 1};
+        }
+    }
+    if (raw.attributes.contains(PointAttribute::Color)) {
+        raw.colors.resize(raw.count);
+        const char* codes = decoded.data() + *starts.rgb;
+        for (std::size_t i = 0; i < raw.count; ++i) {
+            raw.colors[i] = decodeColorCode(loadUnaligned<std::uint64_t>(codes + sizeof(std::uint64_t) * i));
+        }
+    }
     dropIncompleteColumns(raw);
     return raw;
 }

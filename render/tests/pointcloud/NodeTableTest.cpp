@@ -177,8 +177,8 @@ TEST_F(NodeTable, AtMost4096NodesAreWritten)
     for (const OctreeNodeId node : nodes)
         ASSERT_TRUE(prioritizer.offer({1, node}, cubeOf(node, rootSize), priorityOfSize(5.0f), source, {}).resident);
     const PointCloudBuffers& table = publish(1);
-    EXPECT_EQ(table.nodeCount(), NodePrioritizer::maxNodesPerUpdate);
-    EXPECT_EQ(table.nodeTexels.size(), 4 * NodePrioritizer::maxNodesPerUpdate);
+    EXPECT_EQ(table.nodeCount(), Render::maxNodesPerUpdate);
+    EXPECT_EQ(table.nodeTexels.size(), 4 * Render::maxNodesPerUpdate);
 }
 
 // Independently of the table: the deepest level down to which the nodes containing the point are

@@ -21,6 +21,10 @@ namespace Render {
 
 class NodeVertexSource;
 
+// A renderable's visibleNodes texture and draw list cover at most this many nodes. (Not a static
+// member: a host could not take its address through the DLL's import table.)
+inline constexpr std::size_t maxNodesPerUpdate = 4096;
+
 // The set of octree nodes resident for drawing, shared by all point clouds of a renderer and
 // bounded by a budget counted in points. Loader threads offer nodes best-first; when the budget
 // is reached, a more important node displaces the least important ones.
@@ -34,8 +38,6 @@ public:
         bool changed = false;  // the resident set changed
     };
 
-    // A renderable's visibleNodes texture and draw list cover at most this many nodes.
-    static constexpr std::size_t maxNodesPerUpdate = 4096;
     // Levels 0 to 21, the depths that an Octree::OctreeNodeId can express.
     static constexpr std::size_t levelLimit = Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL + 1;
 

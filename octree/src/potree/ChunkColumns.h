@@ -1,0 +1,38 @@
+#pragma once
+
+#include <lumaro/octree/potree/Metadata.h>
+#include <lumaro/octree/potree/Node.h>
+#include <lumaro/octree/potree/NodeChunk.h>
+
+#include "AttributeLayout.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+// The steps of decodeNodeChunk, for decoders that read some columns in place instead of copying.
+namespace PoTree {
+
+// Decompresses a node's Brotli chunk to exactly pointCount x bytes per point bytes; throws
+// std::runtime_error naming `file` otherwise.
+struct DecompressedChunk {
+    std::unique_ptr<char[]> bytes;
+    std::size_t size = 0;
+    std::string_view view() const { return {bytes.get(), size}; }
+};
+DecompressedChunk decompressNodeChunk(std::string_view compressed, const Metadata& metadata, const Node& node,
+                                      const std::filesystem::path& file);
+
+// Where each recognised column starts in a decompressed chunk of `count` points.
+AttributeLayout columnStarts(const Metadata& metadata, std::size_t count);
+
+// Copies the requested columns (and decodes normals) out of a decompressed chunk.
+void splitColumns(std::string_view decoded, const AttributeLayout& starts, const NodeColumns& columns,
+                  std::size_t count);
+
+// Whether the store is one whose visibility may come from the node record instead of the chunk.
+bool nodeVisibilityMayShortCut(const Metadata& metadata);
+
+} // namespace PoTree

@@ -189,6 +189,11 @@ TEST(NodeChunk, BadChunksNameTheFileAndTheProblem)
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("decompresses to"), std::string::npos) << message;
 
+    store.node.pointCount = 0x80000000u; // 32 GiB of positions: refused before allocating
+    message = errorOf(decode);
+    EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
+    EXPECT_NE(message.find("more than any real node holds"), std::string::npos) << message;
+
     store.node.pointCount = 2;
     store.node.byteSize += 1000; // past the end of the file
     message = errorOf(decode);

@@ -14,9 +14,9 @@ namespace PoTree {
 
 namespace {
 
-// Real nodes hold up to a few hundred thousand points; a larger count is a corrupt record, and
-// believing it would allocate gigabytes before the decompressor could notice.
-constexpr std::uint64_t MAX_POINTS_PER_NODE = std::uint64_t(1) << 26;
+// Real nodes decompress to a few megabytes; a record claiming far more is corrupt, and believing
+// it would allocate gigabytes before the decompressor could notice.
+constexpr std::uint64_t MAX_DECOMPRESSED_NODE_BYTES = std::uint64_t(1) << 30;
 
 template <typename T>
 void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset, std::string_view bytes,
@@ -123,9 +123,10 @@ DecompressedChunk decompressNodeChunk(std::string_view compressed, const Metadat
     if (bytesPerPoint == 0) {
         throw std::runtime_error(file.string() + ": the store declares zero bytes per point");
     }
-    if (node.pointCount > MAX_POINTS_PER_NODE) {
+    if (std::uint64_t(node.pointCount) * bytesPerPoint > MAX_DECOMPRESSED_NODE_BYTES) {
         throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
-                                 + std::to_string(node.pointCount) + " points, more than any real node holds");
+                                 + std::to_string(node.pointCount) + " points of " + std::to_string(bytesPerPoint)
+                                 + " bytes, more than any real node holds");
     }
     // The record's point count fixes the decompressed size, so a stream that decodes to any
     // other length is caught here instead of being read as a different number of points.

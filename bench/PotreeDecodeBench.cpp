@@ -73,20 +73,14 @@ void bareBrotli(benchmark::State& state, const std::string& name)
 void columns(benchmark::State& state, const std::string& name)
 {
     const auto& loaded = store(name);
-    std::vector<PoTree::PositionCode> positions;
-    std::vector<std::uint64_t> colors;
-    std::vector<std::uint16_t> intensities;
-    std::vector<std::uint32_t> scanIndices;
-    std::vector<std::uint8_t> classifications;
-    std::vector<std::uint8_t> visibilities;
-    std::vector<std::array<float, 3>> normals;
-    const PoTree::NodeColumns wanted{&positions, &colors, &intensities, &scanIndices, &classifications, &visibilities, &normals};
+    PoTree::AllNodeColumns decoded;
+    const PoTree::NodeColumns wanted = decoded.columns();
     for (auto _ : state) {
         for (std::size_t i = 0; i < loaded.nodes.size(); ++i) {
             std::size_t count = 0;
             PoTree::decodeNodeChunkBytes(loaded.chunks[i], loaded.tree->metadata(), *loaded.nodes[i], wanted, count,
                                          "octree.bin");
-            benchmark::DoNotOptimize(positions.data());
+            benchmark::DoNotOptimize(decoded.positions.data());
         }
     }
     report(state, loaded);

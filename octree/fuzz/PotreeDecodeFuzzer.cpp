@@ -8,6 +8,7 @@
 #include <lumaro/octree/potree/Metadata.h>
 #include <lumaro/octree/potree/NodeChunk.h>
 
+#include "ModelTransform.h"
 #include "potree/RawPointDecoder.h"
 
 #include <cstddef>
@@ -60,19 +61,11 @@ void decodeBrotli(std::string_view input)
     PoTree::Node node(Octree::OctreeNodeId::root(), {});
     node.pointCount = static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
     const PoTree::Metadata metadata = metadataFor(static_cast<std::uint8_t>(input[2]), "BROTLI");
-    std::vector<PoTree::PositionCode> positions;
-    std::vector<std::uint64_t> colors;
-    std::vector<std::uint16_t> intensities;
-    std::vector<std::uint32_t> scanIndices;
-    std::vector<std::uint8_t> classifications;
-    std::vector<std::uint8_t> visibilities;
-    std::vector<std::array<float, 3>> normals;
-    const PoTree::NodeColumns columns{&positions, &colors, &intensities, &scanIndices, &classifications,
-                                      &visibilities, &normals};
+    PoTree::AllNodeColumns decoded;
     std::size_t count = 0;
-    PoTree::decodeNodeChunkBytes(input.substr(3), metadata, node, columns, count, fuzzFile);
-    for (const auto& code : positions) PoTree::decodePositionCode(code);
-    for (const auto code : colors) PoTree::decodeColorCode(code);
+    PoTree::decodeNodeChunkBytes(input.substr(3), metadata, node, decoded.columns(), count, fuzzFile);
+    for (const auto& code : decoded.positions) PoTree::decodePositionCode(code);
+    for (const auto code : decoded.colors) PoTree::decodeColorCode(code);
 }
 
 void decodeInterleaved(std::string_view input)
@@ -82,7 +75,7 @@ void decodeInterleaved(std::string_view input)
     node.pointCount = static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
     const PoTree::Metadata metadata = metadataFor(static_cast<std::uint8_t>(input[2]), "DEFAULT");
     const auto raw = PoTree::decodeInterleavedPoints(input.substr(3), metadata, node, Octree::PointAttributes::all(), fuzzFile);
-    PoTree::toNodePointData(raw, {{0.001, 0.001, 0.001}, {0, 0, 0}, 1.0}, true);
+    Octree::toNodePointData(raw, {{0.001, 0.001, 0.001}, {0, 0, 0}, 1.0}, true);
 }
 
 } // namespace

@@ -1,9 +1,11 @@
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
+#include "ModelTransform.h"
 #include "OpenEntwineTree.h"
 
 #include <cmath>
+#include <deque>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -112,6 +114,29 @@ Math::NBoundingBox<float, 3> Octree::boundingBox() const
 double Octree::spacing(std::size_t level) const
 {
     return std::ldexp(m_rootSpacing, -static_cast<int>(level)) * unitScale();
+}
+
+void Octree::visitBreadthFirst(const std::function<void(OctreeNodeId)>& visit) const
+{
+    std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
+    while (!pending.empty()) {
+        const OctreeNodeId id = pending.front();
+        pending.pop_front();
+        visit(id);
+        for (const OctreeNodeId child : children(id)) {
+            pending.push_back(child);
+        }
+    }
+}
+
+NodePointData Octree::modelPointData(const RawPoints& raw, const std::array<double, 3>& scale,
+                                     const std::array<double, 3>& offset, bool colorsAre16Bit) const
+{
+    ModelTransform transform{scale, {}, unitScale()};
+    for (int axis = 0; axis < 3; ++axis) {
+        transform.offsetFromOrigin[axis] = offset[axis] - m_cubeMin[axis];
+    }
+    return toNodePointData(raw, transform, colorsAre16Bit);
 }
 
 void Octree::addExternalAttributeLocation(const Location& location)

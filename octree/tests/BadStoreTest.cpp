@@ -2,26 +2,16 @@
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
+#include "FailureOf.h"
 #include "SyntheticStore.h"
 
 #include <gtest/gtest.h>
 
 using OctreeTest::hierarchyRecord;
+using OctreeTest::failureOf;
 using OctreeTest::TemporaryFolder;
 
 namespace {
-
-// The failure message of `action`, or "" when it did not throw a runtime_error.
-template <typename Action>
-std::string failureOf(Action action)
-{
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
-}
 
 std::shared_ptr<Octree::Octree> open(const TemporaryFolder& folder)
 {

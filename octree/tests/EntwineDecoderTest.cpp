@@ -7,6 +7,7 @@
 #include <lumaro/core/ReadLocalFile.h>
 
 #include "EntwineTestStore.h"
+#include "FailureOf.h"
 
 #include <gtest/gtest.h>
 #include <zstd.h>
@@ -21,6 +22,7 @@ using Octree::PointAttribute;
 using Octree::PointAttributes;
 using OctreeTest::EptTestPoint;
 using OctreeTest::eptTestRecord;
+using OctreeTest::failureOf;
 
 namespace {
 
@@ -47,17 +49,6 @@ std::string testRecords()
         records += eptTestRecord(point);
     }
     return records;
-}
-
-template <typename Action>
-std::string failureOf(Action action)
-{
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
 }
 
 std::string compress(std::string_view data, int level = 3)

@@ -1,24 +1,16 @@
 #include <lumaro/octree/entwine/Hierarchy.h>
 
 #include "EntwineTestStore.h"
+#include "FailureOf.h"
 
 #include <gtest/gtest.h>
 
 using Entwine::Hierarchy;
 using Entwine::Key;
 using OctreeTest::EptTestStore;
+using OctreeTest::failureOf;
 
 namespace {
-
-std::string failureOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
-}
 
 // A tree split over three files: the root file hands 1-1-0-0 to its own file, which hands
 // 2-2-1-0 on again.

@@ -1,6 +1,7 @@
 #include <lumaro/octree/entwine/Metadata.h>
 
 #include "EntwineTestStore.h"
+#include "FailureOf.h"
 
 #include <gtest/gtest.h>
 
@@ -20,12 +21,7 @@ Metadata parse(const nlohmann::json& json)
 
 std::string failureOf(const std::string& text)
 {
-    try {
-        Metadata::parse(text, file);
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
+    return OctreeTest::failureOf([&] { Metadata::parse(text, file); });
 }
 
 std::string failureOf(const nlohmann::json& json)

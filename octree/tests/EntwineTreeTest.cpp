@@ -5,6 +5,7 @@
 #include <lumaro/core/ReadLocalFile.h>
 
 #include "EntwineTestStore.h"
+#include "FailureOf.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -15,6 +16,7 @@ using Octree::OctreeNodeId;
 using Octree::PointAttribute;
 using OctreeTest::EptTestPoint;
 using OctreeTest::EptTestStore;
+using OctreeTest::failureOf;
 
 namespace {
 
@@ -68,17 +70,6 @@ std::shared_ptr<EntwineTree> openTree(const EptTestStore& store, double unitScal
 {
     return std::dynamic_pointer_cast<EntwineTree>(
         Octree::Octree::open(PoTree::FileSystemLocation(store.path()), unitScale));
-}
-
-template <typename Action>
-std::string failureOf(Action action)
-{
-    try {
-        action();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return "";
 }
 
 const OctreeNodeId upperId = OctreeNodeId::fromName("r5");

@@ -2,6 +2,7 @@
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/NodeChunk.h>
 
+#include "FailureOf.h"
 #include "SyntheticStore.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 using namespace PoTree;
 using Octree::OctreeNodeId;
 using OctreeTest::bytesOf;
+using OctreeTest::failureOf;
 
 namespace {
 
@@ -37,16 +39,6 @@ struct BrotliNodeFixture {
     Metadata metadata;
     Node node{OctreeNodeId::root(), Math::NBoundingBox<double, 3>({0.0, 0.0, 0.0}, {16.0, 16.0, 16.0})};
 };
-
-std::string errorOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
-}
 
 } // namespace
 
@@ -128,8 +120,9 @@ TEST(NodeChunk, NodeVisibilityFillsTheColumnWithoutAFetch)
 
     // Per-point visibility must read the chunk, which is gone.
     store.node.visibility = Octree::NodeVisibility::PerPoint;
-    EXPECT_NE(errorOf([&] { decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count); })
-                  .find("octree.bin"),
+    EXPECT_NE(failureOf<std::exception>([&] {
+                  decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count);
+              }).find("octree.bin"),
               std::string::npos);
 }
 
@@ -185,24 +178,24 @@ TEST(NodeChunk, BadChunksNameTheFileAndTheProblem)
     auto decode = [&] { decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count); };
 
     store.node.pointCount = 3; // the stream holds only two points
-    std::string message = errorOf(decode);
+    std::string message = failureOf<std::exception>(decode);
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("decompresses to"), std::string::npos) << message;
 
     store.node.pointCount = 0x80000000u; // 32 GiB of positions: refused before allocating
-    message = errorOf(decode);
+    message = failureOf<std::exception>(decode);
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("more than any real node holds"), std::string::npos) << message;
 
     store.node.pointCount = 2;
     store.node.byteSize += 1000; // past the end of the file
-    message = errorOf(decode);
+    message = failureOf<std::exception>(decode);
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("beyond the end"), std::string::npos) << message;
 
     store.folder.write("octree.bin", std::string(BrotliNodeFixture::leadingBytes, 'x') + std::string(40, '\xff'));
     store.node.byteSize = 40;
-    message = errorOf(decode);
+    message = failureOf<std::exception>(decode);
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("Brotli"), std::string::npos) << message;
 

@@ -48,7 +48,7 @@ void write(const PointLine& point, std::ostream& out, std::string& line)
 }
 
 // Stored integers and colours, exactly: world = integer x scale + offset.
-std::size_t writeRawPoints(const PoTree::RawPoints& raw, const std::array<double, 3>& scale,
+std::size_t writeRawPoints(const Octree::RawPoints& raw, const std::array<double, 3>& scale,
                            const std::array<double, 3>& offset, std::ostream& out, std::string& line)
 {
     for (std::size_t i = 0; i < raw.count; ++i) {

@@ -35,7 +35,7 @@ DecodedPoints decodeBinaryPoints(std::string_view records, const Schema& schema,
     const char* data = records.data();
 
     DecodedPoints decoded;
-    PoTree::RawPoints& raw = decoded.points;
+    ::Octree::RawPoints& raw = decoded.points;
     raw.attributes = wanted & schema.pointAttributes();
     raw.count = n;
 

@@ -6,7 +6,7 @@
 #include <lumaro/octree/entwine/LaszipDecoder.h>
 #include <lumaro/octree/entwine/ZstandardDecoder.h>
 
-#include "potree/RawPointDecoder.h"
+#include "BoxOf.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,20 +17,16 @@ namespace Entwine {
 
 namespace {
 
+using ::Octree::boxOf;
 using ::Octree::OctreeNodeId;
 using ::Octree::PointAttribute;
-
-Math::NBoundingBox<double, 3> toBox(const std::array<double, 3>& min, const std::array<double, 3>& max)
-{
-    return {Math::Point<double, 3>(min[0], min[1], min[2]), Math::Point<double, 3>(max[0], max[1], max[2])};
-}
 
 // Decoding garbage (a damaged LAZ stream decodes without complaint) shows as points far outside
 // their node. Half a quantisation step of slack allows for points rounded onto the boundary.
 void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box,
                          const std::filesystem::path& file)
 {
-    const PoTree::RawPoints& raw = decoded.points;
+    const ::Octree::RawPoints& raw = decoded.points;
     if (!raw.attributes.contains(PointAttribute::Position)) {
         return;
     }
@@ -61,8 +57,8 @@ EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale)
 }
 
 EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, Metadata metadata)
-    : ::Octree::Octree(location, unitScale, toBox(metadata.cubeMin, metadata.cubeMax),
-                       toBox(metadata.conformingMin, metadata.conformingMax), metadata.rootSpacing()),
+    : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
+                       boxOf(metadata.conformingMin, metadata.conformingMax), metadata.rootSpacing()),
       m_metadata(std::move(metadata)),
       m_available(m_metadata.schema.pointAttributes()),
       m_hierarchy(location.file("ept-hierarchy"))
@@ -76,7 +72,7 @@ std::optional<EntwineTree::Node> EntwineTree::nodeById(OctreeNodeId id) const
     if (!count) {
         return std::nullopt;
     }
-    return Node{key, *count, key.bounds(toBox(m_metadata.cubeMin, m_metadata.cubeMax))};
+    return Node{key, *count, key.bounds(boxOf(m_metadata.cubeMin, m_metadata.cubeMax))};
 }
 
 EntwineTree::Node EntwineTree::requireNode(OctreeNodeId id) const
@@ -91,15 +87,7 @@ EntwineTree::Node EntwineTree::requireNode(OctreeNodeId id) const
 std::vector<EntwineTree::Node> EntwineTree::allNodes() const
 {
     std::vector<Node> nodes;
-    std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
-    while (!pending.empty()) {
-        const OctreeNodeId id = pending.front();
-        pending.pop_front();
-        nodes.push_back(requireNode(id));
-        for (const OctreeNodeId child : children(id)) {
-            pending.push_back(child);
-        }
-    }
+    visitBreadthFirst([&](OctreeNodeId id) { nodes.push_back(requireNode(id)); });
     return nodes;
 }
 
@@ -218,11 +206,7 @@ std::optional<::Octree::NodePointData> EntwineTree::nodePointData(OctreeNodeId i
         return std::nullopt;
     }
     const bool wide = decoded->points.attributes.contains(PointAttribute::Color) && colorsAre16Bit();
-    PoTree::ModelTransform transform{decoded->scale, {}, unitScale()};
-    for (int axis = 0; axis < 3; ++axis) {
-        transform.offsetFromOrigin[axis] = decoded->offset[axis] - m_metadata.cubeMin[axis];
-    }
-    return PoTree::toNodePointData(decoded->points, transform, wide);
+    return modelPointData(decoded->points, decoded->scale, decoded->offset, wide);
 }
 
 } // namespace Entwine

@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "FileErrors.h"
+#include "ParseJsonObject.h"
+
 #include <stdexcept>
 
 namespace Entwine {
@@ -27,18 +30,8 @@ std::filesystem::path fileOf(const std::filesystem::path& folder, const Key& key
 
 std::vector<Hierarchy::Entry> Hierarchy::parseFile(std::string_view json, const std::filesystem::path& file)
 {
-    auto fail = [&file](const std::string& problem) -> std::runtime_error {
-        return std::runtime_error(file.string() + ": " + problem);
-    };
-    nlohmann::json root;
-    try {
-        root = nlohmann::json::parse(json);
-    } catch (const nlohmann::json::exception& error) {
-        throw fail(std::string("not valid JSON: ") + error.what());
-    }
-    if (!root.is_object()) {
-        throw fail("not a JSON object of node keys and point counts");
-    }
+    const Octree::FileErrors errors(file);
+    const nlohmann::json root = Octree::parseJsonObject(json, file, "a JSON object of node keys and point counts");
     std::vector<Entry> entries;
     entries.reserve(root.size());
     for (const auto& [name, value] : root.items()) {
@@ -47,10 +40,10 @@ std::vector<Hierarchy::Entry> Hierarchy::parseFile(std::string_view json, const 
             key = Key::parse(name);
             key.nodeId();
         } catch (const std::invalid_argument& error) {
-            throw fail(error.what());
+            errors.fail(error.what());
         }
         if (!value.is_number_integer() || value.get<std::int64_t>() < SUBTREE_ELSEWHERE) {
-            throw fail("the count of " + name + " is not an integer of at least -1");
+            errors.fail("the count of " + name + " is not an integer of at least -1");
         }
         entries.emplace_back(key, value.get<std::int64_t>());
     }

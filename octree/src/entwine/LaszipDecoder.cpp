@@ -212,7 +212,7 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
     DecodedPoints decoded;
     decoded.scale = {header.x_scale_factor, header.y_scale_factor, header.z_scale_factor};
     decoded.offset = {header.x_offset, header.y_offset, header.z_offset};
-    PoTree::RawPoints& raw = decoded.points;
+    ::Octree::RawPoints& raw = decoded.points;
     raw.attributes = wanted & provided;
     const std::size_t n = static_cast<std::size_t>(count);
     raw.count = n;

@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "FileErrors.h"
+#include "ParseJsonObject.h"
+
 #include <cmath>
 #include <stdexcept>
 
@@ -13,14 +16,9 @@ namespace {
 
 using Json = nlohmann::json;
 
-class Reader {
+class Reader : public ::Octree::FileErrors {
 public:
-    explicit Reader(const std::filesystem::path& file) : m_file(file) {}
-
-    [[noreturn]] void fail(const std::string& problem) const
-    {
-        throw std::runtime_error(m_file.string() + ": " + problem);
-    }
+    using FileErrors::FileErrors;
 
     const Json& member(const Json& object, const char* name, const std::string& context = "") const
     {
@@ -125,9 +123,6 @@ public:
             fail(std::string("\"schema\": ") + error.what());
         }
     }
-
-private:
-    const std::filesystem::path& m_file;
 };
 
 } // namespace
@@ -161,15 +156,7 @@ std::string_view fileExtension(DataType type)
 Metadata Metadata::parse(std::string_view json, const std::filesystem::path& file)
 {
     const Reader read(file);
-    Json root;
-    try {
-        root = Json::parse(json);
-    } catch (const Json::exception& error) {
-        read.fail(std::string("not valid JSON: ") + error.what());
-    }
-    if (!root.is_object()) {
-        read.fail("not a JSON object");
-    }
+    const Json root = ::Octree::parseJsonObject(json, file);
 
     Metadata metadata;
     read.box(read.member(root, "bounds"), "bounds", metadata.cubeMin, metadata.cubeMax);

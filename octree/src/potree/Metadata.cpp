@@ -4,6 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "FileErrors.h"
+#include "ParseJsonObject.h"
+
 #include <cmath>
 #include <stdexcept>
 
@@ -14,14 +17,9 @@ namespace {
 using Json = nlohmann::json;
 
 // Every complaint about metadata.json names the file and the field, so a user can fix the store.
-class FieldReader {
+class FieldReader : public ::Octree::FileErrors {
 public:
-    explicit FieldReader(const std::filesystem::path& file) : m_file(file) {}
-
-    [[noreturn]] void fail(const std::string& what) const
-    {
-        throw std::runtime_error(m_file.string() + ": " + what);
-    }
+    using FileErrors::FileErrors;
 
     const Json& field(const Json& object, const char* name, const std::string& where) const
     {
@@ -85,9 +83,6 @@ public:
         }
         return {values[0], values[1], values[2]};
     }
-
-private:
-    const std::filesystem::path& m_file;
 };
 
 AttributeDescription readAttribute(const FieldReader& reader, const Json& object, std::size_t index)
@@ -124,15 +119,7 @@ AttributeDescription readAttribute(const FieldReader& reader, const Json& object
 Metadata Metadata::parse(std::string_view json, const std::filesystem::path& file)
 {
     const FieldReader reader(file);
-    Json root;
-    try {
-        root = Json::parse(json);
-    } catch (const Json::exception& error) {
-        reader.fail(std::string("not valid JSON: ") + error.what());
-    }
-    if (!root.is_object()) {
-        reader.fail("not a JSON object");
-    }
+    const Json root = ::Octree::parseJsonObject(json, file);
 
     Metadata metadata;
     if (root.contains("version") && root.at("version").is_string()) {

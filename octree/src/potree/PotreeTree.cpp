@@ -4,22 +4,18 @@
 #include <lumaro/octree/potree/HierarchyChunk.h>
 
 #include "AttributeLayout.h"
+#include "BoxOf.h"
 #include "RawPointDecoder.h"
 
 #include <algorithm>
-#include <deque>
 #include <stdexcept>
 
 namespace PoTree {
 
 namespace {
 
+using ::Octree::boxOf;
 using ::Octree::OctreeNodeId;
-
-Math::NBoundingBox<double, 3> toBox(const std::array<double, 3>& min, const std::array<double, 3>& max)
-{
-    return {Math::Point<double, 3>(min[0], min[1], min[2]), Math::Point<double, 3>(max[0], max[1], max[2])};
-}
 
 // Reads one hierarchy chunk into `root` and checks that it describes every node it announces.
 void loadChunkChecked(const FileLoader& loader, const std::shared_ptr<Node>& root, std::uint64_t offset,
@@ -50,12 +46,12 @@ PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale)
 }
 
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata)
-    : ::Octree::Octree(location, unitScale, toBox(metadata.cubeMin, metadata.cubeMax),
-                       toBox(metadata.tightMin(), metadata.tightMax()), metadata.spacing),
+    : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
+                       boxOf(metadata.tightMin(), metadata.tightMax()), metadata.spacing),
       m_metadata(std::move(metadata)),
       m_loader(location),
       m_available(AttributeLayout::of(m_metadata).available()),
-      m_root(std::make_shared<Node>(OctreeNodeId::root(), toBox(m_metadata.cubeMin, m_metadata.cubeMax)))
+      m_root(std::make_shared<Node>(OctreeNodeId::root(), boxOf(m_metadata.cubeMin, m_metadata.cubeMax)))
 {
     loadChunkChecked(m_loader, m_root, 0, m_metadata.firstChunkSize);
 }
@@ -99,15 +95,7 @@ std::shared_ptr<const Node> PotreeTree::requireNode(OctreeNodeId id) const
 std::vector<std::shared_ptr<const Node>> PotreeTree::allNodes() const
 {
     std::vector<std::shared_ptr<const Node>> nodes;
-    std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
-    while (!pending.empty()) {
-        const OctreeNodeId id = pending.front();
-        pending.pop_front();
-        nodes.push_back(requireNode(id));
-        for (const OctreeNodeId child : children(id)) {
-            pending.push_back(child);
-        }
-    }
+    visitBreadthFirst([&](OctreeNodeId id) { nodes.push_back(requireNode(id)); });
     return nodes;
 }
 
@@ -162,8 +150,8 @@ bool PotreeTree::colorsAre16Bit() const
     return m_colorsAre16Bit;
 }
 
-std::optional<RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,
-                                               ::Octree::PointAttributes wanted) const
+std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,
+                                                         ::Octree::PointAttributes wanted) const
 {
     const auto found = requireNode(id);
     try {
@@ -176,15 +164,11 @@ std::optional<RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token 
 std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id, std::stop_token stop,
                                                                  ::Octree::PointAttributes wanted) const
 {
-    const std::optional<RawPoints> raw = rawPoints(id, stop, wanted);
+    const std::optional<::Octree::RawPoints> raw = rawPoints(id, stop, wanted);
     if (!raw) {
         return std::nullopt;
     }
-    ModelTransform transform{m_metadata.scale, {}, unitScale()};
-    for (int axis = 0; axis < 3; ++axis) {
-        transform.offsetFromOrigin[axis] = m_metadata.offset[axis] - m_metadata.cubeMin[axis];
-    }
-    return toNodePointData(*raw, transform, colorsAre16Bit());
+    return modelPointData(*raw, m_metadata.scale, m_metadata.offset, colorsAre16Bit());
 }
 
 } // namespace PoTree

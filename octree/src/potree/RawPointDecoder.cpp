@@ -5,7 +5,6 @@
 
 #include <lumaro/octree/potree/NodeChunk.h>
 
-#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -15,6 +14,7 @@ namespace {
 
 using ::Octree::PointAttribute;
 using ::Octree::PointAttributes;
+using ::Octree::RawPoints;
 
 template <typename T>
 T loadUnaligned(const char* bytes)
@@ -96,8 +96,8 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
 
 } // namespace
 
-RawPoints decodeInterleavedPoints(std::string_view chunk, const Metadata& metadata, const Node& node,
-                                  PointAttributes wanted, const std::filesystem::path& file)
+::Octree::RawPoints decodeInterleavedPoints(std::string_view chunk, const Metadata& metadata, const Node& node,
+                                            PointAttributes wanted, const std::filesystem::path& file)
 {
     const std::size_t recordSize = metadata.bytesPerPoint();
     if (recordSize == 0) {
@@ -163,8 +163,8 @@ RawPoints decodeInterleavedPoints(std::string_view chunk, const Metadata& metada
     return raw;
 }
 
-RawPoints decodeRawPoints(const FileLoader& loader, const Metadata& metadata, const Node& node, std::stop_token stop,
-                          PointAttributes wanted)
+::Octree::RawPoints decodeRawPoints(const FileLoader& loader, const Metadata& metadata, const Node& node,
+                                    std::stop_token stop, PointAttributes wanted)
 {
     if (metadata.encoding == Encoding::Brotli) {
         return decodeBrotliPoints(loader, metadata, node, stop, wanted);
@@ -176,42 +176,6 @@ RawPoints decodeRawPoints(const FileLoader& loader, const Metadata& metadata, co
     }
     const std::string chunk = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
     return decodeInterleavedPoints(chunk, metadata, node, wanted, loader.octreePath());
-}
-
-::Octree::NodePointData toNodePointData(const RawPoints& raw, const ModelTransform& transform, bool colorsAre16Bit)
-{
-    ::Octree::NodePointData data(raw.attributes, raw.count);
-    if (data.hasPositions()) {
-        auto positions = data.positions();
-        for (std::size_t i = 0; i < raw.count; ++i) {
-            for (int axis = 0; axis < 3; ++axis) {
-                const double model = (double(raw.positions[i][axis]) * transform.scale[axis]
-                                      + transform.offsetFromOrigin[axis]) * transform.unitScale;
-                positions[i][axis] = static_cast<float>(model);
-            }
-        }
-    }
-    if (data.hasColors()) {
-        const unsigned shift = colorsAre16Bit ? 8 : 0;
-        auto colors = data.colors();
-        for (std::size_t i = 0; i < raw.count; ++i) {
-            auto channel = [&](int c) {
-                return static_cast<std::uint8_t>(std::min<unsigned>(raw.colors[i][c] >> shift, 255u));
-            };
-            colors[i] = Math::Color(channel(0), channel(1), channel(2), 255);
-        }
-    }
-    auto copy = [&](const auto& from, auto to) {
-        if (!to.empty()) {
-            std::copy(from.begin(), from.begin() + static_cast<std::ptrdiff_t>(to.size()), to.begin());
-        }
-    };
-    copy(raw.intensities, data.intensities());
-    copy(raw.classifications, data.classifications());
-    copy(raw.scanIndices, data.scanIndices());
-    copy(raw.visibilities, data.visibilities());
-    copy(raw.normals, data.normals());
-    return data;
 }
 
 } // namespace PoTree

@@ -9,16 +9,10 @@ namespace Render {
 
 namespace {
 
+// Width and height come with the pass; one mip level, one slice (CD3D11_TEXTURE2D_DESC of d3d11.h).
 D3D11_TEXTURE2D_DESC colorTargetDesc(DXGI_FORMAT format)
 {
-    D3D11_TEXTURE2D_DESC desc{};
-    desc.MipLevels = 1;
-    desc.ArraySize = 1;
-    desc.Format = format;
-    desc.SampleDesc.Count = 1;
-    desc.Usage = D3D11_USAGE_DEFAULT;
-    desc.BindFlags = D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE;
-    return desc;
+    return CD3D11_TEXTURE2D_DESC(format, 0, 0, 1, 1, D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE);
 }
 
 // Typeless, so that the same texture serves as 32-bit float depth for the depth test, as a float

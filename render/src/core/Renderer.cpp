@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <tuple>
 #include <utility>
 
 namespace Render {
@@ -19,21 +20,11 @@ constexpr unsigned initialHeight = 480;
 constexpr unsigned allSamples = 0xffffffff;
 constexpr unsigned stencilReference = 1;
 
+// The descriptions start from Direct3D's documented defaults (the CD3D11_* helpers of d3d11.h).
 D3D11_BLEND_DESC alphaBlendDesc()
 {
-    D3D11_BLEND_DESC desc{};
-    desc.AlphaToCoverageEnable = FALSE;
+    CD3D11_BLEND_DESC desc(CD3D11_DEFAULT{});
     desc.IndependentBlendEnable = TRUE;
-    for (D3D11_RENDER_TARGET_BLEND_DESC& target : desc.RenderTarget) {
-        target.BlendEnable = FALSE;
-        target.SrcBlend = D3D11_BLEND_ONE;
-        target.DestBlend = D3D11_BLEND_ZERO;
-        target.BlendOp = D3D11_BLEND_OP_ADD;
-        target.SrcBlendAlpha = D3D11_BLEND_ONE;
-        target.DestBlendAlpha = D3D11_BLEND_ZERO;
-        target.BlendOpAlpha = D3D11_BLEND_OP_ADD;
-        target.RenderTargetWriteMask = D3D11_COLOR_WRITE_ENABLE_ALL;
-    }
     // Only the colour target blends; world positions are overwritten by whatever is drawn last.
     D3D11_RENDER_TARGET_BLEND_DESC& color = desc.RenderTarget[0];
     color.BlendEnable = TRUE;
@@ -44,48 +35,20 @@ D3D11_BLEND_DESC alphaBlendDesc()
 
 D3D11_BLEND_DESC opaqueBlendDesc()
 {
-    D3D11_BLEND_DESC desc{};
-    desc.AlphaToCoverageEnable = FALSE;
-    desc.IndependentBlendEnable = FALSE;
-    D3D11_RENDER_TARGET_BLEND_DESC& target = desc.RenderTarget[0];
-    target.BlendEnable = FALSE;
-    target.SrcBlend = D3D11_BLEND_ONE;
-    target.DestBlend = D3D11_BLEND_ZERO;
-    target.BlendOp = D3D11_BLEND_OP_ADD;
-    target.SrcBlendAlpha = D3D11_BLEND_ONE;
-    target.DestBlendAlpha = D3D11_BLEND_ZERO;
-    target.BlendOpAlpha = D3D11_BLEND_OP_ADD;
-    target.RenderTargetWriteMask = D3D11_COLOR_WRITE_ENABLE_ALL;
-    return desc;
+    return CD3D11_BLEND_DESC(CD3D11_DEFAULT{});
 }
 
 D3D11_RASTERIZER_DESC rasterizerDesc()
 {
-    D3D11_RASTERIZER_DESC desc{};
-    desc.FillMode = D3D11_FILL_SOLID;
+    CD3D11_RASTERIZER_DESC desc(CD3D11_DEFAULT{});
     desc.CullMode = D3D11_CULL_NONE;
-    desc.FrontCounterClockwise = FALSE;
-    desc.DepthBias = 0;
-    desc.DepthBiasClamp = 0.0f;
-    desc.SlopeScaledDepthBias = 0.0f;
-    desc.DepthClipEnable = TRUE;
-    desc.ScissorEnable = FALSE;
-    desc.MultisampleEnable = FALSE;
-    desc.AntialiasedLineEnable = FALSE;
     return desc;
 }
 
+// Width and height come with each texture; one mip level, one slice, CPU-readable.
 D3D11_TEXTURE2D_DESC stagingDesc(DXGI_FORMAT format)
 {
-    D3D11_TEXTURE2D_DESC desc{};
-    desc.MipLevels = 1;
-    desc.ArraySize = 1;
-    desc.Format = format;
-    desc.SampleDesc.Count = 1;
-    desc.Usage = D3D11_USAGE_STAGING;
-    desc.BindFlags = 0;
-    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-    return desc;
+    return CD3D11_TEXTURE2D_DESC(format, 0, 0, 1, 1, 0, D3D11_USAGE_STAGING, D3D11_CPU_ACCESS_READ);
 }
 
 std::array<float, 4> toFloats(const Math::Color& color)
@@ -212,6 +175,27 @@ double Renderer::aspectRatio() const
     return static_cast<double>(static_cast<float>(viewport().width()) / static_cast<float>(viewport().height()));
 }
 
+template <class Stored, class Value, class NotifyScene>
+bool Renderer::changeSetting(Stored&& stored, const Value& value, NotifyScene&& notifyScene)
+{
+    if (stored == value)
+        return false;
+    stored = value;
+    if (scene_)
+        notifyScene(*scene_);
+    requestRedraw();
+    return true;
+}
+
+void Renderer::changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float),
+                                        float value)
+{
+    if (value == (postProcess_.*get)())
+        return;
+    (postProcess_.*set)(value);
+    requestRedraw();
+}
+
 void Renderer::setBackgroundColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a)
 {
     setBackgroundColor(Math::Color(r, g, b, a));
@@ -219,11 +203,9 @@ void Renderer::setBackgroundColor(unsigned char r, unsigned char g, unsigned cha
 
 void Renderer::setBackgroundColor(const Math::Color& color)
 {
-    if (color.packed() == backgroundColor_.packed())
-        return;
-    backgroundColor_ = color;
-    postProcess_.setBackgroundColor(color);
-    requestRedraw();
+    // The scene is not told: the background reaches the frame through post-processing only.
+    if (changeSetting(backgroundColor_, color, [](Renderable&) {}))
+        postProcess_.setBackgroundColor(color);
 }
 
 template <class Change>
@@ -356,22 +338,12 @@ void Renderer::getZRange(float& zNear, float& zFar) const
 
 void Renderer::setModelMatrix(const Eigen::Matrix4f& matrix)
 {
-    if (matrix == modelMatrix_)
-        return;
-    modelMatrix_ = matrix;
-    if (scene_)
-        scene_->setMatrix(modelMatrix_);
-    requestRedraw();
+    changeSetting(modelMatrix_, matrix, [&](Renderable& scene) { scene.setMatrix(modelMatrix_); });
 }
 
 void Renderer::setAutoAdjustZRange(bool enabled)
 {
-    if (enabled == autoAdjustZRange_)
-        return;
-    autoAdjustZRange_ = enabled;
-    if (scene_)
-        scene_->onUpdateProjectionMatrix(camera_);
-    requestRedraw();
+    changeSetting(autoAdjustZRange_, enabled, [&](Renderable& scene) { scene.onUpdateProjectionMatrix(camera_); });
 }
 
 void Renderer::updateZRangeIfNeeded()
@@ -448,130 +420,76 @@ void Renderer::render()
 
 void Renderer::setRenderMode(RenderMode mode)
 {
-    if (mode == renderMode_)
-        return;
-    renderMode_ = mode;
-    postProcess_.setRenderMode(mode);
-    if (scene_)
-        scene_->onUpdateRenderMode(mode);
-    requestRedraw();
+    if (changeSetting(renderMode_, mode, [&](Renderable& scene) { scene.onUpdateRenderMode(mode); }))
+        postProcess_.setRenderMode(mode);
 }
 
 void Renderer::setColorMap(ColorMap map)
 {
-    if (map == colorMap_)
-        return;
-    colorMap_ = map;
-    if (scene_)
-        scene_->onUpdateColorMap(map);
-    requestRedraw();
+    changeSetting(colorMap_, map, [&](Renderable& scene) { scene.onUpdateColorMap(map); });
 }
 
 void Renderer::setColorMapRange(float minDistance, float maxDistance)
 {
-    if (minDistance == minDistance_ && maxDistance == maxDistance_)
-        return;
-    minDistance_ = minDistance;
-    maxDistance_ = maxDistance;
-    if (scene_)
-        scene_->onUpdateColorMapRange(minDistance, maxDistance);
-    requestRedraw();
+    changeSetting(std::tie(minDistance_, maxDistance_), std::tuple(minDistance, maxDistance),
+                  [&](Renderable& scene) { scene.onUpdateColorMapRange(minDistance, maxDistance); });
 }
 
 void Renderer::setPassFailDistanceRange(float minDistance, float maxDistance)
 {
-    if (minDistance == minDistancePassFail_ && maxDistance == maxDistancePassFail_)
-        return;
-    minDistancePassFail_ = minDistance;
-    maxDistancePassFail_ = maxDistance;
-    if (scene_)
-        scene_->onUpdatePassFailDistanceRange(minDistance, maxDistance);
-    requestRedraw();
+    changeSetting(std::tie(minDistancePassFail_, maxDistancePassFail_), std::tuple(minDistance, maxDistance),
+                  [&](Renderable& scene) { scene.onUpdatePassFailDistanceRange(minDistance, maxDistance); });
 }
 
 void Renderer::setWarnDistanceRange(float minDistance, float maxDistance)
 {
-    if (minDistance == minDistanceWarn_ && maxDistance == maxDistanceWarn_)
-        return;
-    minDistanceWarn_ = minDistance;
-    maxDistanceWarn_ = maxDistance;
-    if (scene_)
-        scene_->onUpdateWarnDistanceRange(minDistance, maxDistance);
-    requestRedraw();
+    changeSetting(std::tie(minDistanceWarn_, maxDistanceWarn_), std::tuple(minDistance, maxDistance),
+                  [&](Renderable& scene) { scene.onUpdateWarnDistanceRange(minDistance, maxDistance); });
 }
 
 void Renderer::setUseSignedDistance(bool useSignedDistance)
 {
-    if (useSignedDistance == useSignedDistance_)
-        return;
-    useSignedDistance_ = useSignedDistance;
-    if (scene_)
-        scene_->onUpdateUseSignedDistance(useSignedDistance);
-    requestRedraw();
+    changeSetting(useSignedDistance_, useSignedDistance,
+                  [&](Renderable& scene) { scene.onUpdateUseSignedDistance(useSignedDistance); });
 }
 
 void Renderer::setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane)
 {
-    if (plane == planeForDistanceColorization_)
-        return;
-    planeForDistanceColorization_ = plane;
-    if (scene_)
-        scene_->onUpdatePlaneForDistanceColorization(plane);
-    requestRedraw();
+    changeSetting(planeForDistanceColorization_, plane,
+                  [&](Renderable& scene) { scene.onUpdatePlaneForDistanceColorization(plane); });
 }
 
 void Renderer::setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh)
 {
-    if (mesh == meshForDistanceColorization_)
-        return;
-    meshForDistanceColorization_ = std::move(mesh);
-    if (scene_)
-        scene_->onUpdateMeshForDistanceColorization(meshForDistanceColorization_);
-    requestRedraw();
+    changeSetting(meshForDistanceColorization_, mesh, [&](Renderable& scene) {
+        scene.onUpdateMeshForDistanceColorization(meshForDistanceColorization_);
+    });
 }
 
 void Renderer::setTomographicColor(Math::Color color)
 {
-    if (color.packed() == tomographicColor_.packed())
-        return;
-    tomographicColor_ = color;
-    if (scene_)
-        scene_->onUpdateTomographicColor(color);
-    requestRedraw();
+    changeSetting(tomographicColor_, color, [&](Renderable& scene) { scene.onUpdateTomographicColor(color); });
 }
 
 void Renderer::setUseCloudColorsInTomographicRenderModes(bool useCloudColors)
 {
-    if (useCloudColors == useCloudColorsInTomographicRenderModes_)
-        return;
-    useCloudColorsInTomographicRenderModes_ = useCloudColors;
-    if (scene_)
-        scene_->onUpdateUseCloudColorsInTomographicRenderModes(useCloudColors);
-    requestRedraw();
+    changeSetting(useCloudColorsInTomographicRenderModes_, useCloudColors,
+                  [&](Renderable& scene) { scene.onUpdateUseCloudColorsInTomographicRenderModes(useCloudColors); });
 }
 
 void Renderer::setBrightness(float brightness)
 {
-    if (brightness == postProcess_.brightness())
-        return;
-    postProcess_.setBrightness(brightness);
-    requestRedraw();
+    changePostProcessSetting(&PostProcess::brightness, &PostProcess::setBrightness, brightness);
 }
 
 void Renderer::setContrast(float contrast)
 {
-    if (contrast == postProcess_.contrast())
-        return;
-    postProcess_.setContrast(contrast);
-    requestRedraw();
+    changePostProcessSetting(&PostProcess::contrast, &PostProcess::setContrast, contrast);
 }
 
 void Renderer::setOpacity(float opacity)
 {
-    if (opacity == postProcess_.opacity())
-        return;
-    postProcess_.setOpacity(opacity);
-    requestRedraw();
+    changePostProcessSetting(&PostProcess::opacity, &PostProcess::setOpacity, opacity);
 }
 
 void Renderer::setColorizationRange(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to, ColorMap)

@@ -1,9 +1,9 @@
 #include <lumaro/render/gpu/ComputeShader.h>
 
 #include <lumaro/core/ReadLocalFile.h>
-#include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/EmbeddedShaderTable.h>
 
+#include "gpu/CreateShader.h"
 #include "gpu/ShaderCompiler.h"
 
 #include <utility>
@@ -38,9 +38,7 @@ ComputeShader ComputeShader::fromCsoFile(const ComPtr<ID3D11Device>& device, con
 
 ComputeShader ComputeShader::fromCsoString(const ComPtr<ID3D11Device>& device, const std::string& bytecode)
 {
-    ComPtr<ID3D11ComputeShader> shader;
-    throwIfFailed(device->CreateComputeShader(bytecode.data(), bytecode.size(), nullptr, &shader));
-    return ComputeShader(std::move(shader));
+    return ComputeShader(createShader(device.Get(), &ID3D11Device::CreateComputeShader, bytecode));
 }
 
 void ComputeShader::begin(ID3D11DeviceContext* context) const

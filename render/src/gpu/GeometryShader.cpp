@@ -1,9 +1,9 @@
 #include <lumaro/render/gpu/GeometryShader.h>
 
 #include <lumaro/core/ReadLocalFile.h>
-#include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/EmbeddedShaderTable.h>
 
+#include "gpu/CreateShader.h"
 #include "gpu/ShaderCompiler.h"
 
 #include <utility>
@@ -40,9 +40,7 @@ GeometryShader GeometryShader::fromCsoFile(const ComPtr<ID3D11Device>& device, c
 
 GeometryShader GeometryShader::fromCsoString(const ComPtr<ID3D11Device>& device, const std::string& bytecode)
 {
-    ComPtr<ID3D11GeometryShader> shader;
-    throwIfFailed(device->CreateGeometryShader(bytecode.data(), bytecode.size(), nullptr, &shader));
-    return GeometryShader(std::move(shader));
+    return GeometryShader(createShader(device.Get(), &ID3D11Device::CreateGeometryShader, bytecode));
 }
 
 void GeometryShader::begin(ID3D11DeviceContext* context) const

@@ -1,9 +1,9 @@
 #include <lumaro/render/gpu/PixelShader.h>
 
 #include <lumaro/core/ReadLocalFile.h>
-#include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/EmbeddedShaderTable.h>
 
+#include "gpu/CreateShader.h"
 #include "gpu/ShaderCompiler.h"
 
 #include <utility>
@@ -38,9 +38,7 @@ PixelShader PixelShader::fromCsoFile(const ComPtr<ID3D11Device>& device, const s
 
 PixelShader PixelShader::fromCsoString(const ComPtr<ID3D11Device>& device, const std::string& bytecode)
 {
-    ComPtr<ID3D11PixelShader> shader;
-    throwIfFailed(device->CreatePixelShader(bytecode.data(), bytecode.size(), nullptr, &shader));
-    return PixelShader(std::move(shader));
+    return PixelShader(createShader(device.Get(), &ID3D11Device::CreatePixelShader, bytecode));
 }
 
 void PixelShader::begin(ID3D11DeviceContext* context) const

@@ -5,6 +5,12 @@
 
 namespace Render {
 
+namespace {
+constexpr StageSetters<ID3D11SamplerState> samplerSetters{
+    &ID3D11DeviceContext::VSSetSamplers, &ID3D11DeviceContext::PSSetSamplers, &ID3D11DeviceContext::GSSetSamplers,
+    &ID3D11DeviceContext::CSSetSamplers};
+} // namespace
+
 SamplerState::SamplerState(ID3D11Device* device, const D3D11_SAMPLER_DESC& desc)
 {
     throwIfFailed(device->CreateSamplerState(&desc, &state_));
@@ -13,38 +19,18 @@ SamplerState::SamplerState(ID3D11Device* device, const D3D11_SAMPLER_DESC& desc)
 SamplerState& SamplerState::operator=(SamplerState&& other) noexcept
 {
     moveComPtr(state_, other.state_);
-    stages_ = other.stages_;
-    slot_ = other.slot_;
+    binding_ = other.binding_;
     return *this;
 }
 
 void SamplerState::begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
 {
-    requireUnbound(stages_);
-    stages_ = stages;
-    slot_ = slot;
-    apply(context, state_.Get());
+    binding_.begin(context, stages, slot, samplerSetters, state_.Get());
 }
 
 void SamplerState::end(ID3D11DeviceContext* context)
 {
-    requireBound(stages_);
-    apply(context, nullptr);
-    stages_ = ShaderConfiguration{};
-    slot_ = 0;
-}
-
-void SamplerState::apply(ID3D11DeviceContext* context, ID3D11SamplerState* state) const
-{
-    ID3D11SamplerState* const states[] = {state};
-    forEachStage(stages_, [&](ShaderConfiguration stage) {
-        switch (stage) {
-        case ShaderConfiguration::Vertex: context->VSSetSamplers(slot_, 1, states); break;
-        case ShaderConfiguration::Pixel: context->PSSetSamplers(slot_, 1, states); break;
-        case ShaderConfiguration::Geometry: context->GSSetSamplers(slot_, 1, states); break;
-        case ShaderConfiguration::Compute: context->CSSetSamplers(slot_, 1, states); break;
-        }
-    });
+    binding_.end(context, samplerSetters);
 }
 
 } // namespace Render

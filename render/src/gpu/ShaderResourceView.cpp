@@ -5,6 +5,12 @@
 
 namespace Render {
 
+namespace {
+constexpr StageSetters<ID3D11ShaderResourceView> viewSetters{
+    &ID3D11DeviceContext::VSSetShaderResources, &ID3D11DeviceContext::PSSetShaderResources,
+    &ID3D11DeviceContext::GSSetShaderResources, &ID3D11DeviceContext::CSSetShaderResources};
+} // namespace
+
 ShaderResourceView::ShaderResourceView(ID3D11Device* device, ID3D11Resource* resource,
                                        const D3D11_SHADER_RESOURCE_VIEW_DESC* desc)
 {
@@ -14,38 +20,18 @@ ShaderResourceView::ShaderResourceView(ID3D11Device* device, ID3D11Resource* res
 ShaderResourceView& ShaderResourceView::operator=(ShaderResourceView&& other) noexcept
 {
     moveComPtr(view_, other.view_);
-    slot_ = other.slot_;
-    stages_ = other.stages_;
+    binding_ = other.binding_;
     return *this;
 }
 
 void ShaderResourceView::begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
 {
-    requireUnbound(stages_);
-    stages_ = stages;
-    slot_ = slot;
-    apply(context, view_.Get());
+    binding_.begin(context, stages, slot, viewSetters, view_.Get());
 }
 
 void ShaderResourceView::end(ID3D11DeviceContext* context)
 {
-    requireBound(stages_);
-    apply(context, nullptr);
-    stages_ = ShaderConfiguration{};
-    slot_ = 0;
-}
-
-void ShaderResourceView::apply(ID3D11DeviceContext* context, ID3D11ShaderResourceView* view) const
-{
-    ID3D11ShaderResourceView* const views[] = {view};
-    forEachStage(stages_, [&](ShaderConfiguration stage) {
-        switch (stage) {
-        case ShaderConfiguration::Vertex: context->VSSetShaderResources(slot_, 1, views); break;
-        case ShaderConfiguration::Pixel: context->PSSetShaderResources(slot_, 1, views); break;
-        case ShaderConfiguration::Geometry: context->GSSetShaderResources(slot_, 1, views); break;
-        case ShaderConfiguration::Compute: context->CSSetShaderResources(slot_, 1, views); break;
-        }
-    });
+    binding_.end(context, viewSetters);
 }
 
 } // namespace Render

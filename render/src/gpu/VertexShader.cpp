@@ -4,6 +4,7 @@
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/EmbeddedShaderTable.h>
 
+#include "gpu/CreateShader.h"
 #include "gpu/ShaderCompiler.h"
 
 #include <utility>
@@ -46,8 +47,7 @@ VertexShader VertexShader::fromCsoFile(const ComPtr<ID3D11Device>& device, const
 VertexShader VertexShader::fromCsoString(const ComPtr<ID3D11Device>& device, const std::string& bytecode,
                                          const Layout& layout)
 {
-    ComPtr<ID3D11VertexShader> shader;
-    throwIfFailed(device->CreateVertexShader(bytecode.data(), bytecode.size(), nullptr, &shader));
+    ComPtr<ID3D11VertexShader> shader = createShader(device.Get(), &ID3D11Device::CreateVertexShader, bytecode);
     ComPtr<ID3D11InputLayout> inputLayout;
     if (!layout.empty())
         throwIfFailed(device->CreateInputLayout(layout.data(), static_cast<UINT>(layout.size()), bytecode.data(),

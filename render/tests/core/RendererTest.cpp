@@ -119,7 +119,7 @@ private:
     {
         std::ostringstream text;
         text << name() << "." << call;
-        const char* separator = "(";
+        [[maybe_unused]] const char* separator = "(";
         ((text << separator << values, separator = ", "), ...);
         if constexpr (sizeof...(Values) > 0)
             text << ")";

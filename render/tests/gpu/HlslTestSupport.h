@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestDevice.h"
+
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/ShaderInclude.h>
 
@@ -10,13 +12,6 @@
 #include <string>
 
 namespace Render::Testing {
-
-// Wine's HLSL compiler ignores the compile flags, so warnings are not errors there.
-inline bool runningUnderWine()
-{
-    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-}
 
 struct CompileResult {
     HRESULT result = E_FAIL;

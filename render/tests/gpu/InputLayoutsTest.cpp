@@ -1,11 +1,10 @@
+#include "HlslTestSupport.h"
 #include "TestDevice.h"
 
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/IndexBuffer.h>
 #include <lumaro/render/gpu/InputLayouts.h>
 #include <lumaro/render/gpu/VertexRecords.h>
-
-#include <d3dcompiler.h>
 
 #include <cstring>
 #include <string>
@@ -14,19 +13,6 @@ namespace {
 
 using namespace Render;
 using Render::Testing::GpuTest;
-
-ComPtr<ID3DBlob> compile(const std::string& source, const char* entry, const char* profile)
-{
-    ComPtr<ID3DBlob> code;
-    ComPtr<ID3DBlob> errors;
-    const HRESULT result = D3DCompile(source.data(), source.size(), "test", nullptr, nullptr, entry, profile, 0, 0,
-                                      &code, &errors);
-    if (FAILED(result))
-        throw std::runtime_error(errors ? std::string(static_cast<const char*>(errors->GetBufferPointer()),
-                                                      errors->GetBufferSize())
-                                        : "compilation failed");
-    return code;
-}
 
 // Draws one point per instance of the point-cloud layout at pixel (instance, 0) and writes what the
 // vertex shader received into two float targets, so the byte layout is checked as the GPU reads it.
@@ -66,16 +52,16 @@ TEST_F(GpuTest, PointCloudLayoutDeliversEveryFieldAtItsOffset)
 {
     auto* device = gpu.device();
     auto* context = gpu.context();
-    const auto vsCode = compile(pointEchoShader, "vs_main", "vs_5_0");
-    const auto psCode = compile(pointEchoShader, "ps_main", "ps_5_0");
+    const std::string vsCode = Testing::compiledOrThrow(pointEchoShader, "vs_main", "vs_5_0");
+    const std::string psCode = Testing::compiledOrThrow(pointEchoShader, "ps_main", "ps_5_0");
     ComPtr<ID3D11VertexShader> vs;
     ComPtr<ID3D11PixelShader> ps;
     ComPtr<ID3D11InputLayout> layout;
-    throwIfFailed(device->CreateVertexShader(vsCode->GetBufferPointer(), vsCode->GetBufferSize(), nullptr, &vs));
-    throwIfFailed(device->CreatePixelShader(psCode->GetBufferPointer(), psCode->GetBufferSize(), nullptr, &ps));
+    throwIfFailed(device->CreateVertexShader(vsCode.data(), vsCode.size(), nullptr, &vs));
+    throwIfFailed(device->CreatePixelShader(psCode.data(), psCode.size(), nullptr, &ps));
     const auto& elements = pointCloudInputLayout();
     throwIfFailed(device->CreateInputLayout(elements.data(), static_cast<UINT>(elements.size()),
-                                            vsCode->GetBufferPointer(), vsCode->GetBufferSize(), &layout));
+                                            vsCode.data(), vsCode.size(), &layout));
 
     const VertexPosColorIntensityClassIndexScanIndexDistance points[2] = {
         {Math::Point<float, 3>(0.f, 0.f, 0.f), Math::Color(255, 0, 51, 102), 51, 7, 65535, 2.5f},

@@ -1,4 +1,3 @@
-#include "HlslTestSupport.h" // runningUnderWine
 #include "TestDevice.h"
 
 #include <lumaro/render/gpu/ComException.h>

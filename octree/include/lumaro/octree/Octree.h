@@ -8,11 +8,13 @@
 #include <lumaro/octree/NodeVisibility.h>
 #include <lumaro/octree/OctreeNodeId.h>
 #include <lumaro/octree/PointAttributes.h>
+#include <lumaro/octree/RawPoints.h>
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -100,6 +102,16 @@ protected:
     // coordinates; `rootSpacing` is the nominal spacing of level 0, also unscaled.
     Octree(const Location& location, double unitScale, const Math::NBoundingBox<double, 3>& cube,
            const Math::NBoundingBox<double, 3>& tightBounds, double rootSpacing);
+
+    // Calls `visit` for every node of the tree in breadth-first order, each before its children
+    // are asked for, so a failure to read a node surfaces at that node.
+    void visitBreadthFirst(const std::function<void(OctreeNodeId)>& visit) const;
+
+    // The point data handed to the renderer for points stored as integers with the store's
+    // `scale` and `offset` (world = integer x scale + offset): model coordinates, and colours
+    // divided by 256 when `colorsAre16Bit`.
+    NodePointData modelPointData(const RawPoints& raw, const std::array<double, 3>& scale,
+                                 const std::array<double, 3>& offset, bool colorsAre16Bit) const;
 
 private:
     Location m_location;

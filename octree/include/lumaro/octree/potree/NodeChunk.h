@@ -27,6 +27,22 @@ struct NodeColumns {
     std::vector<std::array<float, 3>>* normals = nullptr;
 };
 
+// Storage for every column a node chunk can give, for callers that want all of them.
+struct AllNodeColumns {
+    std::vector<PositionCode> positions;
+    std::vector<std::uint64_t> colors;
+    std::vector<std::uint16_t> intensities;
+    std::vector<std::uint32_t> scanIndices;
+    std::vector<std::uint8_t> classifications;
+    std::vector<std::uint8_t> visibilities;
+    std::vector<std::array<float, 3>> normals;
+
+    NodeColumns columns()
+    {
+        return {&positions, &colors, &intensities, &scanIndices, &classifications, &visibilities, &normals};
+    }
+};
+
 // Fetches, decompresses and splits the Brotli point chunk of `node` into `columns` and sets
 // `count` to its number of points. Returns true; the stop request and read failures arrive as
 // exceptions (Octree::OperationCancelled, std::runtime_error naming the file).

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <lumaro/octree/Octree.h>
+#include <lumaro/octree/RawPoints.h>
 #include <lumaro/octree/potree/FileLoader.h>
 #include <lumaro/octree/potree/Metadata.h>
 #include <lumaro/octree/potree/Node.h>
-#include <lumaro/octree/potree/RawPoints.h>
 
 #include <cstdint>
 #include <memory>
@@ -41,10 +41,10 @@ public:
     std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
                                                          ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
 
-    // The node's points as the store holds them (see RawPoints), for exact export. Returns
+    // The node's points as the store holds them (see Octree::RawPoints), for exact export. Returns
     // std::nullopt when `stop` was signalled; throws like nodePointData.
-    std::optional<RawPoints> rawPoints(::Octree::OctreeNodeId node, std::stop_token stop,
-                                       ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
+    std::optional<::Octree::RawPoints> rawPoints(::Octree::OctreeNodeId node, std::stop_token stop,
+                                                 ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
 
 private:
     PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata);

@@ -163,6 +163,13 @@ private:
     void changeView(Change&& change);
     template <class Change>
     void changeProjection(Change&& change, bool adjustZRange);
+    // The common path of the setters: nothing happens when `value` equals `stored`; otherwise it is
+    // stored, `notifyScene` is called with the scene (when there is one) and a redraw is requested.
+    // Returns whether the setting changed. `stored` may be a std::tie of several fields.
+    template <class Stored, class Value, class NotifyScene>
+    bool changeSetting(Stored&& stored, const Value& value, NotifyScene&& notifyScene);
+    // The same for settings kept by post-processing, which the scene does not hear of.
+    void changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float), float value);
     void requestRedraw();
     void createStagingTextures(std::size_t width, std::size_t height);
 

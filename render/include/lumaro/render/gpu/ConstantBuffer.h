@@ -4,6 +4,7 @@
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/MoveComPtr.h>
 #include <lumaro/render/gpu/ShaderConfiguration.h>
+#include <lumaro/render/gpu/StageBinding.h>
 
 #include <d3d11.h>
 
@@ -36,7 +37,7 @@ public:
     ConstantBuffer(const ConstantBuffer&) = delete;
     ConstantBuffer& operator=(const ConstantBuffer&) = delete;
     ConstantBuffer(ConstantBuffer&& other) noexcept
-        : m_data(other.m_data), m_dirty(other.m_dirty), m_stages(other.m_stages), m_slot(other.m_slot)
+        : m_data(other.m_data), m_dirty(other.m_dirty), m_binding(other.m_binding)
     {
         m_buffer.Swap(other.m_buffer);
     }
@@ -45,8 +46,7 @@ public:
         moveComPtr(m_buffer, other.m_buffer);
         m_data = other.m_data;
         m_dirty = other.m_dirty;
-        m_stages = other.m_stages;
-        m_slot = other.m_slot;
+        m_binding = other.m_binding;
         return *this;
     }
 
@@ -66,9 +66,7 @@ public:
 
     void begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
     {
-        requireUnbound(m_stages);
-        m_stages = stages;
-        m_slot = slot;
+        m_binding.bind(stages, slot);
         if (m_dirty) {
             D3D11_MAPPED_SUBRESOURCE mapped{};
             throwIfFailed(context->Map(m_buffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
@@ -76,39 +74,24 @@ public:
             context->Unmap(m_buffer.Get(), 0);
             m_dirty = false;
         }
-        apply(context, m_buffer.Get());
+        m_binding.apply(context, setters, m_buffer.Get());
     }
 
-    void end(ID3D11DeviceContext* context)
-    {
-        requireBound(m_stages);
-        apply(context, nullptr);
-        m_stages = {};
-        m_slot = 0;
-    }
+    void end(ID3D11DeviceContext* context) { m_binding.end(context, setters); }
 
-    ShaderConfiguration stages() const { return m_stages; }
-    std::uint32_t slot() const { return m_slot; }
+    ShaderConfiguration stages() const { return m_binding.stages(); }
+    std::uint32_t slot() const { return m_binding.slot(); }
     ID3D11Buffer* get() const { return m_buffer.Get(); }
 
 private:
-    void apply(ID3D11DeviceContext* context, ID3D11Buffer* buffer) const
-    {
-        forEachStage(m_stages, [&](ShaderConfiguration stage) {
-            switch (stage) {
-            case ShaderConfiguration::Vertex: context->VSSetConstantBuffers(m_slot, 1, &buffer); break;
-            case ShaderConfiguration::Pixel: context->PSSetConstantBuffers(m_slot, 1, &buffer); break;
-            case ShaderConfiguration::Geometry: context->GSSetConstantBuffers(m_slot, 1, &buffer); break;
-            case ShaderConfiguration::Compute: context->CSSetConstantBuffers(m_slot, 1, &buffer); break;
-            }
-        });
-    }
+    static constexpr StageSetters<ID3D11Buffer> setters{
+        &ID3D11DeviceContext::VSSetConstantBuffers, &ID3D11DeviceContext::PSSetConstantBuffers,
+        &ID3D11DeviceContext::GSSetConstantBuffers, &ID3D11DeviceContext::CSSetConstantBuffers};
 
     T m_data{};
     ComPtr<ID3D11Buffer> m_buffer;
     bool m_dirty = true;
-    ShaderConfiguration m_stages{};
-    std::uint32_t m_slot = 0;
+    StageBinding m_binding;
 };
 
 } // namespace Render

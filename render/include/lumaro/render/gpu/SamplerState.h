@@ -3,6 +3,7 @@
 #include <lumaro/render/Export.h>
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/ShaderConfiguration.h>
+#include <lumaro/render/gpu/StageBinding.h>
 
 #include <d3d11.h>
 
@@ -27,17 +28,14 @@ public:
     // Clears the slot on the bound stages; throws std::logic_error when not bound.
     void end(ID3D11DeviceContext* context);
 
-    ShaderConfiguration stages() const { return stages_; }
-    std::uint32_t slot() const { return slot_; }
+    ShaderConfiguration stages() const { return binding_.stages(); }
+    std::uint32_t slot() const { return binding_.slot(); }
 
     ID3D11SamplerState* get() const { return state_.Get(); }
 
 private:
-    void apply(ID3D11DeviceContext* context, ID3D11SamplerState* state) const;
-
     ComPtr<ID3D11SamplerState> state_;
-    ShaderConfiguration stages_{};
-    std::uint32_t slot_ = 0;
+    StageBinding binding_;
 };
 
 } // namespace Render

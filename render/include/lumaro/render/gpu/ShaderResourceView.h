@@ -3,6 +3,7 @@
 #include <lumaro/render/Export.h>
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/ShaderConfiguration.h>
+#include <lumaro/render/gpu/StageBinding.h>
 
 #include <d3d11.h>
 
@@ -27,17 +28,14 @@ public:
     // Clears the slot on the bound stages; throws std::logic_error when not bound.
     void end(ID3D11DeviceContext* context);
 
-    std::uint32_t slot() const { return slot_; }
-    ShaderConfiguration stages() const { return stages_; }
+    std::uint32_t slot() const { return binding_.slot(); }
+    ShaderConfiguration stages() const { return binding_.stages(); }
 
     ID3D11ShaderResourceView* get() const { return view_.Get(); }
 
 private:
-    void apply(ID3D11DeviceContext* context, ID3D11ShaderResourceView* view) const;
-
     ComPtr<ID3D11ShaderResourceView> view_;
-    std::uint32_t slot_ = 0;
-    ShaderConfiguration stages_{};
+    StageBinding binding_;
 };
 
 } // namespace Render

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+namespace Octree {
+
+// Raises the errors found in one file, each message led by the file's name so that a user knows
+// which file of a store to fix. Holds a reference: the path must outlive it.
+class FileErrors {
+public:
+    explicit FileErrors(const std::filesystem::path& file) : m_file(file) {}
+
+    [[noreturn]] void fail(const std::string& problem) const
+    {
+        throw std::runtime_error(m_file.string() + ": " + problem);
+    }
+
+private:
+    const std::filesystem::path& m_file;
+};
+
+} // namespace Octree

@@ -101,7 +101,7 @@ test_all() {
     echo "=== Windows build (MinGW) ==="
     if configure_and_build mingw; then
         echo "=== Windows tests under Wine ==="
-        run_ctest mingw 2>&1 | tee "$logs/mingw.log"
+        run_ctest mingw -j2 2>&1 | tee "$logs/mingw.log"
         mingw_status=${PIPESTATUS[0]}
     else
         mingw_status=1

@@ -203,7 +203,7 @@ TEST_P(EntwineRealStore, PointDataAreModelCoordinatesWithOneColourRangePerStore)
 
 INSTANTIATE_TEST_SUITE_P(Stores, EntwineRealStore,
                          ::testing::Values("1.2-with-color", "ellipsoid-zstandard", "ellipsoid-binary",
-                                           "lion_takanawa-laszip"));
+                                           "lion_takanawa-laszip", "lion_takanawa-zstandard"));
 
 TEST(EntwineRealStoreSources, TheLazStoreHoldsExactlyThePointsOfItsSourceLas)
 {

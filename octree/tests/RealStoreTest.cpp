@@ -30,7 +30,8 @@ std::ostream& operator<<(std::ostream& stream, const StoreCase& c) { return stre
 
 const std::vector<StoreCase> storeCases = {
     {"1.2-with-color-brotli", "1.2-with-color"}, {"1.2-with-color-default", "1.2-with-color"},
-    {"autzen_trim-brotli", "autzen_trim"},       {"test1_4-brotli", "test1_4"},
+    {"autzen_trim-brotli", "autzen_trim"},       {"autzen_trim-default", "autzen_trim"},
+    {"test1_4-brotli", "test1_4"},
     {"test1_4-default", "test1_4"},              {"warsaw_small-brotli", "warsaw_small"},
     {"warsaw_small-default", "warsaw_small"},
 };

@@ -403,9 +403,12 @@ TEST_F(RendererTest, ColorizationRangeSetsThePlaneThroughFromAndTheLengthAsRange
 
 TEST_F(RendererTest, BrightnessAndContrastComeFromTheScene)
 {
+    // Without a scene the current values stay, whatever they are.
+    renderer.setBrightness(0.3f);
+    renderer.setContrast(2.0f);
     renderer.autoAdjustBrightnessAndContrast(0.0f, 1.0f);
-    EXPECT_EQ(renderer.brightness(), 0.0f);
-    EXPECT_EQ(renderer.contrast(), 1.0f);
+    EXPECT_EQ(renderer.brightness(), 0.3f);
+    EXPECT_EQ(renderer.contrast(), 2.0f);
 
     attachScene();
     renderer.setBrightness(0.75f);

@@ -66,7 +66,9 @@ public:
 
     void begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
     {
-        m_binding.bind(stages, slot);
+        // Check the pairing first, record the binding only after a successful upload: a failed
+        // map must not leave the buffer marked as bound.
+        requireUnbound(m_binding.stages());
         if (m_dirty) {
             D3D11_MAPPED_SUBRESOURCE mapped{};
             throwIfFailed(context->Map(m_buffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
@@ -74,6 +76,7 @@ public:
             context->Unmap(m_buffer.Get(), 0);
             m_dirty = false;
         }
+        m_binding.bind(stages, slot);
         m_binding.apply(context, setters, m_buffer.Get());
     }
 

@@ -13,9 +13,7 @@ NodePointData toNodePointData(const RawPoints& raw, const ModelTransform& transf
         auto positions = data.positions();
         for (std::size_t i = 0; i < raw.count; ++i) {
             for (int axis = 0; axis < 3; ++axis) {
-                const double model = (double(raw.positions[i][axis]) * transform.scale[axis]
-                                      + transform.offsetFromOrigin[axis]) * transform.unitScale;
-                positions[i][axis] = static_cast<float>(model);
+                positions[i][axis] = transform.toModel(raw.positions[i][axis], axis);
             }
         }
     }
@@ -23,10 +21,7 @@ NodePointData toNodePointData(const RawPoints& raw, const ModelTransform& transf
         const unsigned shift = colorsAre16Bit ? 8 : 0;
         auto colors = data.colors();
         for (std::size_t i = 0; i < raw.count; ++i) {
-            auto channel = [&](int c) {
-                return static_cast<std::uint8_t>(std::min<unsigned>(raw.colors[i][c] >> shift, 255u));
-            };
-            colors[i] = Math::Color(channel(0), channel(1), channel(2), 255);
+            colors[i] = toEightBitColor(raw.colors[i], shift);
         }
     }
     auto copy = [&](const auto& from, auto to) {

@@ -132,11 +132,16 @@ void Octree::visitBreadthFirst(const std::function<void(OctreeNodeId)>& visit) c
 NodePointData Octree::modelPointData(const RawPoints& raw, const std::array<double, 3>& scale,
                                      const std::array<double, 3>& offset, bool colorsAre16Bit) const
 {
+    return toNodePointData(raw, modelTransform(scale, offset), colorsAre16Bit);
+}
+
+ModelTransform Octree::modelTransform(const std::array<double, 3>& scale, const std::array<double, 3>& offset) const
+{
     ModelTransform transform{scale, {}, unitScale()};
     for (int axis = 0; axis < 3; ++axis) {
         transform.offsetFromOrigin[axis] = offset[axis] - m_cubeMin[axis];
     }
-    return toNodePointData(raw, transform, colorsAre16Bit);
+    return transform;
 }
 
 void Octree::addExternalAttributeLocation(const Location& location)

@@ -6,9 +6,12 @@
 
 #include "AttributeLayout.h"
 
+#include <array>
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -31,6 +34,19 @@ AttributeLayout columnStarts(const Metadata& metadata, std::size_t count);
 // Copies the requested columns (and decodes normals) out of a decompressed chunk.
 void splitColumns(std::string_view decoded, const AttributeLayout& starts, const NodeColumns& columns,
                   std::size_t count);
+
+// Copies the column starting at `start` as it stands, one value per element of `to`.
+template <typename T>
+void copyColumnInto(std::span<T> to, std::size_t start, std::string_view decoded)
+{
+    if (!to.empty()) {
+        std::memcpy(to.data(), decoded.data() + start, to.size_bytes());
+    }
+}
+
+// Decodes one normal per element of `normals`; `starts` must have normals.
+void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeLayout& starts,
+                       std::string_view decoded);
 
 // Whether the store is one whose visibility may come from the node record instead of the chunk.
 bool nodeVisibilityMayShortCut(const Metadata& metadata);

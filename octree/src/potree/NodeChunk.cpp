@@ -26,9 +26,7 @@ void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset
         return;
     }
     column->resize(count);
-    if (count > 0) {
-        std::memcpy(column->data(), bytes.data() + *offset, count * sizeof(T));
-    }
+    copyColumnInto(std::span<T>(*column), *offset, bytes);
 }
 
 template <typename T>
@@ -39,25 +37,12 @@ T loadUnaligned(const char* bytes)
     return value;
 }
 
-void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& offsets, std::string_view bytes,
+void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& starts, std::string_view bytes,
                    std::size_t count)
 {
-    if (offsets.normalOct16) {
+    if (starts.hasNormals()) {
         normals.resize(count);
-        const char* codes = bytes.data() + *offsets.normalOct16;
-        for (std::size_t i = 0; i < count; ++i) {
-            normals[i] = decodeOctahedralNormal(loadUnaligned<std::uint16_t>(codes + 2 * i));
-        }
-    } else if (offsets.normalX && offsets.normalY && offsets.normalZ) {
-        normals.resize(count);
-        const char* xs = bytes.data() + *offsets.normalX;
-        const char* ys = bytes.data() + *offsets.normalY;
-        const char* zs = bytes.data() + *offsets.normalZ;
-        for (std::size_t i = 0; i < count; ++i) {
-            normals[i] = {static_cast<float>(loadUnaligned<double>(xs + 8 * i)),
-                          static_cast<float>(loadUnaligned<double>(ys + 8 * i)),
-                          static_cast<float>(loadUnaligned<double>(zs + 8 * i))};
-        }
+        decodeNormalsInto(normals, starts, bytes);
     }
 }
 
@@ -94,6 +79,27 @@ bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeCo
 }
 
 } // namespace
+
+void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeLayout& starts,
+                       std::string_view decoded)
+{
+    const std::size_t count = normals.size();
+    if (starts.normalOct16) {
+        const char* codes = decoded.data() + *starts.normalOct16;
+        for (std::size_t i = 0; i < count; ++i) {
+            normals[i] = decodeOctahedralNormal(loadUnaligned<std::uint16_t>(codes + 2 * i));
+        }
+    } else {
+        const char* xs = decoded.data() + *starts.normalX;
+        const char* ys = decoded.data() + *starts.normalY;
+        const char* zs = decoded.data() + *starts.normalZ;
+        for (std::size_t i = 0; i < count; ++i) {
+            normals[i] = {static_cast<float>(loadUnaligned<double>(xs + 8 * i)),
+                          static_cast<float>(loadUnaligned<double>(ys + 8 * i)),
+                          static_cast<float>(loadUnaligned<double>(zs + 8 * i))};
+        }
+    }
+}
 
 bool nodeVisibilityMayShortCut(const Metadata& metadata)
 {

@@ -5,6 +5,7 @@
 
 #include "AttributeLayout.h"
 #include "BoxOf.h"
+#include "ModelPointDecoder.h"
 #include "RawPointDecoder.h"
 
 #include <algorithm>
@@ -164,11 +165,15 @@ std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::s
 std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id, std::stop_token stop,
                                                                  ::Octree::PointAttributes wanted) const
 {
-    const std::optional<::Octree::RawPoints> raw = rawPoints(id, stop, wanted);
-    if (!raw) {
+    const auto found = requireNode(id);
+    // Decided before decoding: an undeclared colour range is found by reading the root.
+    const bool wideColors = colorsAre16Bit();
+    try {
+        return decodeModelPoints(m_loader, m_metadata, *found, stop, wanted,
+                                 modelTransform(m_metadata.scale, m_metadata.offset), wideColors);
+    } catch (const ::Octree::OperationCancelled&) {
         return std::nullopt;
     }
-    return modelPointData(*raw, m_metadata.scale, m_metadata.offset, colorsAre16Bit());
 }
 
 } // namespace PoTree

@@ -23,6 +23,8 @@
 
 namespace Octree {
 
+struct ModelTransform;
+
 // A point-cloud octree store as the renderer sees it: a tree of nodes with bounding cubes, a
 // nominal point spacing per level, and the decoded points of each node.
 //
@@ -112,6 +114,9 @@ protected:
     // divided by 256 when `colorsAre16Bit`.
     NodePointData modelPointData(const RawPoints& raw, const std::array<double, 3>& scale,
                                  const std::array<double, 3>& offset, bool colorsAre16Bit) const;
+
+    // The mapping modelPointData applies, for decoders that write model data directly.
+    ModelTransform modelTransform(const std::array<double, 3>& scale, const std::array<double, 3>& offset) const;
 
 private:
     Location m_location;

@@ -71,9 +71,9 @@ run_ctest() {
     local dir; dir=$(build_dir_of "$preset")
     [ -f "$dir/CTestTestfile.cmake" ] || { echo "dev: $preset is not built yet (./dev build ${preset})" >&2; return 1; }
     if [ "$preset" = mingw ]; then
-        with_wine ctest --test-dir "$dir" --output-on-failure --timeout 600 "$@"
+        with_wine ctest --test-dir "$dir" --output-on-failure --timeout 300 "$@"
     else
-        ctest --test-dir "$dir" --output-on-failure --timeout 600 "$@"
+        ctest --test-dir "$dir" --output-on-failure --timeout 300 "$@"
     fi
 }
 

@@ -138,17 +138,18 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
 
 bool PotreeTree::colorsAre16Bit() const
 {
-    std::call_once(m_colorRangeDecided, [this] {
+    const std::lock_guard lock(m_colorRangeMutex);
+    if (!m_colorsAre16Bit) {
         if (const auto declared = m_metadata.colorsAre16Bit()) {
             m_colorsAre16Bit = *declared;
-            return;
+        } else {
+            const auto root = rawPoints(OctreeNodeId::root(), std::stop_token(), ::Octree::PointAttribute::Color);
+            m_colorsAre16Bit = std::any_of(root->colors.begin(), root->colors.end(), [](const auto& color) {
+                return color[0] > 255 || color[1] > 255 || color[2] > 255;
+            });
         }
-        const auto root = rawPoints(OctreeNodeId::root(), std::stop_token(), ::Octree::PointAttribute::Color);
-        m_colorsAre16Bit = std::any_of(root->colors.begin(), root->colors.end(), [](const auto& color) {
-            return color[0] > 255 || color[1] > 255 || color[2] > 255;
-        });
-    });
-    return m_colorsAre16Bit;
+    }
+    return *m_colorsAre16Bit;
 }
 
 std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,

@@ -62,8 +62,10 @@ private:
     FileLoader m_loader;
     ::Octree::PointAttributes m_available;
     mutable std::mutex m_hierarchyMutex;
-    mutable std::once_flag m_colorRangeDecided;
-    mutable bool m_colorsAre16Bit = false;
+    // Decided once per store, on first use; a failed decision (unreadable root) is retried.
+    // Not std::call_once: with MinGW's threads a throwing call_once never releases its waiters.
+    mutable std::mutex m_colorRangeMutex;
+    mutable std::optional<bool> m_colorsAre16Bit;
     std::shared_ptr<Node> m_root;
 };
 

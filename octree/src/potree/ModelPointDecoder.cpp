@@ -2,6 +2,7 @@
 
 #include "AttributeLayout.h"
 #include "ChunkColumns.h"
+#include "LoadUnaligned.h"
 #include "Deinterleave.h"
 #include "RawPointDecoder.h"
 
@@ -15,14 +16,6 @@ namespace {
 
 using ::Octree::ModelTransform;
 using ::Octree::NodePointData;
-
-template <typename T>
-T loadUnaligned(const char* bytes)
-{
-    T value;
-    std::memcpy(&value, bytes, sizeof(T));
-    return value;
-}
 
 void decodeModelPositions(std::span<NodePointData::Position> positions, const char* codes,
                           const ModelTransform& transform)

@@ -4,6 +4,7 @@
 
 #include "AttributeLayout.h"
 #include "ChunkColumns.h"
+#include "LoadUnaligned.h"
 
 #include <cstring>
 #include <limits>
@@ -27,14 +28,6 @@ void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset
     }
     column->resize(count);
     copyColumnInto(std::span<T>(*column), *offset, bytes);
-}
-
-template <typename T>
-T loadUnaligned(const char* bytes)
-{
-    T value;
-    std::memcpy(&value, bytes, sizeof(T));
-    return value;
 }
 
 void decodeNormals(std::vector<std::array<float, 3>>& normals, const AttributeLayout& starts, std::string_view bytes,

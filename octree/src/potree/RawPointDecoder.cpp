@@ -2,6 +2,7 @@
 
 #include "AttributeLayout.h"
 #include "ChunkColumns.h"
+#include "LoadUnaligned.h"
 
 #include <lumaro/octree/potree/NodeChunk.h>
 
@@ -15,14 +16,6 @@ namespace {
 using ::Octree::PointAttribute;
 using ::Octree::PointAttributes;
 using ::Octree::RawPoints;
-
-template <typename T>
-T loadUnaligned(const char* bytes)
-{
-    T value;
-    std::memcpy(&value, bytes, sizeof(T));
-    return value;
-}
 
 // A column the chunk could not fill (the visibility short cut fills nothing else) is not carried.
 void dropIncompleteColumns(RawPoints& raw)

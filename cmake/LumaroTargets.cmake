@@ -47,7 +47,7 @@ function(lumaro_test)
         return()
     endif()
     add_executable(${arg_NAME} ${arg_SOURCES})
-    target_link_libraries(${arg_NAME} PRIVATE ${arg_DEPENDS} GTest::gtest GTest::gmock GTest::gtest_main lumaro_build_settings)
+    target_link_libraries(${arg_NAME} PRIVATE ${arg_DEPENDS} Lumaro::TestSupport GTest::gtest GTest::gmock GTest::gtest_main lumaro_build_settings)
     target_compile_definitions(${arg_NAME} PRIVATE LUMARO_TEST_DATA_DIR="${LUMARO_TEST_DATA_DIR}")
     gtest_discover_tests(${arg_NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
         WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")

@@ -1,24 +1,17 @@
 #include <lumaro/core/ReadLocalFile.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 
 namespace {
 
 class ReadLocalFileTest : public ::testing::Test {
 protected:
-    std::filesystem::path folder = std::filesystem::temp_directory_path() / "lumaro-read-local-file";
+    TestSupport::TemporaryFolder folder;
 
-    void SetUp() override { std::filesystem::create_directories(folder); }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
-    std::filesystem::path write(const std::string& name, const std::string& content)
+    std::filesystem::path write(const std::string& name, const std::string& content) const
     {
-        const auto path = folder / name;
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
+        return folder.write(name, content);
     }
 };
 
@@ -36,7 +29,7 @@ TEST_F(ReadLocalFileTest, ReadsWholeFilesAndRangesByteExactly)
 
 TEST_F(ReadLocalFileTest, FailuresNameThePath)
 {
-    const auto missing = folder / "missing.bin";
+    const auto missing = folder.path() / "missing.bin";
     try {
         Core::readLocalFile(missing);
         FAIL() << "no exception";

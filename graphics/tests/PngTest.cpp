@@ -1,6 +1,8 @@
 #include <lumaro/graphics/ColorImage.h>
 #include <lumaro/graphics/DepthImage.h>
 
+#include <lumaro/testsupport/TemporaryFolder.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -36,10 +38,8 @@ DecodedPng readPng(const std::filesystem::path& path)
 
 class PngTest : public ::testing::Test {
 protected:
-    std::filesystem::path folder = std::filesystem::temp_directory_path() / "lumaro-png-test";
-
-    void SetUp() override { std::filesystem::create_directories(folder); }
-    void TearDown() override { std::filesystem::remove_all(folder); }
+    TestSupport::TemporaryFolder temporary;
+    const std::filesystem::path& folder = temporary.path();
 };
 
 TEST_F(PngTest, ColorImageIsWrittenAsRgbaWithoutRowPadding)

@@ -43,10 +43,6 @@ nlohmann::json eptTestMetadata(const std::string& dataType, std::uint64_t points
 
 void EptTestStore::write(const std::string& relativePath, std::string_view bytes) const
 {
-    const std::filesystem::path parent = std::filesystem::path(relativePath).parent_path();
-    if (!parent.empty()) {
-        std::filesystem::create_directories(path() / parent);
-    }
     m_folder.write(relativePath, bytes);
 }
 

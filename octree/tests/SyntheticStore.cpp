@@ -1,37 +1,10 @@
 #include "SyntheticStore.h"
 
 #include <algorithm>
-#include <atomic>
-#include <fstream>
-#include <random>
 #include <stdexcept>
 #include <vector>
 
 namespace OctreeTest {
-
-TemporaryFolder::TemporaryFolder()
-{
-    static std::atomic<unsigned> counter{0};
-    std::random_device random;
-    m_path = std::filesystem::temp_directory_path()
-        / ("lumaro-octree-test-" + std::to_string(random()) + "-" + std::to_string(counter++));
-    std::filesystem::create_directories(m_path);
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-}
-
-void TemporaryFolder::write(const std::string& name, std::string_view bytes) const
-{
-    std::ofstream stream(m_path / name, std::ios::binary | std::ios::trunc);
-    stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!stream) {
-        throw std::runtime_error("cannot write test file " + name);
-    }
-}
 
 std::string hierarchyRecord(std::uint8_t type, std::uint8_t childMask, std::uint32_t pointCount,
                             std::uint64_t byteOffset, std::uint64_t byteSize, std::uint8_t visibility)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lumaro/testsupport/TemporaryFolder.h>
+
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -12,20 +14,7 @@
 
 namespace OctreeTest {
 
-// A folder for one test's files, removed again when the test ends.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::filesystem::path& path() const { return m_path; }
-    void write(const std::string& name, std::string_view bytes) const;
-
-private:
-    std::filesystem::path m_path;
-};
+using TestSupport::TemporaryFolder;
 
 // One 22-byte hierarchy record, little-endian.
 std::string hierarchyRecord(std::uint8_t type, std::uint8_t childMask, std::uint32_t pointCount,

@@ -4,13 +4,14 @@
 #include <lumaro/render/gpu/PixelShader.h>
 #include <lumaro/render/gpu/VertexShader.h>
 
+#include <lumaro/testsupport/TemporaryFolder.h>
+
 #include "HlslTestSupport.h"
 #include "TestDevice.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -59,25 +60,20 @@ const VertexShader::Layout positionLayout{
 class ShaderFiles {
 public:
     ShaderFiles()
-        : folder_(std::filesystem::temp_directory_path() /
-                  ("lumaro-shaders-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())))
     {
-        std::filesystem::create_directories(folder_ / "parts");
         write("parts/scale.hlsl", "float scale() { return 2.0; }\n");
         write("stages.hlsl", stagesSource);
         write("geometry.hlsl", geometrySource);
     }
-    ~ShaderFiles() { std::filesystem::remove_all(folder_); }
 
     std::filesystem::path write(const std::string& name, const std::string& text) const
     {
-        std::ofstream(folder_ / name, std::ios::binary) << text;
-        return folder_ / name;
+        return folder_.write(name, text);
     }
-    std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+    std::filesystem::path path(const std::string& name) const { return folder_.path() / name; }
 
 private:
-    std::filesystem::path folder_;
+    TestSupport::TemporaryFolder folder_;
 };
 
 // By value and category name: the library and the test program may each carry their own copy of

@@ -38,17 +38,22 @@ function(lumaro_library)
     target_link_libraries(${arg_NAME} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS} lumaro_build_settings)
 endfunction()
 
-# lumaro_test(NAME <target> SOURCES ... DEPENDS ...)
+# lumaro_test(NAME <target> SOURCES ... DEPENDS ... [ENVIRONMENT VAR=value ...])
 # A GoogleTest program; its tests are listed when ctest runs (under Wine for the Windows build,
-# where listing them at build time would start Wine inside the build).
+# where listing them at build time would start Wine inside the build). ENVIRONMENT is set for
+# every test of the program.
 function(lumaro_test)
-    cmake_parse_arguments(arg "" "NAME" "SOURCES;DEPENDS" ${ARGN})
+    cmake_parse_arguments(arg "" "NAME" "SOURCES;DEPENDS;ENVIRONMENT" ${ARGN})
     if(NOT LUMARO_BUILD_TESTS OR NOT arg_SOURCES)
         return()
     endif()
     add_executable(${arg_NAME} ${arg_SOURCES})
     target_link_libraries(${arg_NAME} PRIVATE ${arg_DEPENDS} Lumaro::TestSupport GTest::gtest GTest::gmock GTest::gtest_main lumaro_build_settings)
     target_compile_definitions(${arg_NAME} PRIVATE LUMARO_TEST_DATA_DIR="${LUMARO_TEST_DATA_DIR}")
+    set(properties)
+    if(arg_ENVIRONMENT)
+        set(properties PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
+    endif()
     gtest_discover_tests(${arg_NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-        WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
+        WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}" ${properties})
 endfunction()

@@ -33,6 +33,12 @@ void setDepthRows(Eigen::Matrix4f& matrix, float nearZ, float farZ, bool perspec
     }
 }
 
+// A viewport without width or height has no aspect ratio for a projection to follow.
+bool hasAspectRatio(std::size_t width, std::size_t height)
+{
+    return width != 0 && height != 0;
+}
+
 Eigen::Vector3f leastAlignedAxis(const Eigen::Vector3f& direction)
 {
     Eigen::Index axis = 0;
@@ -46,47 +52,6 @@ Camera::Camera(bool isZBufferReversed) : zBufferReversed_(isZBufferReversed)
 {
     updateProducts();
     setPerspective(60.0f, 0.01f, 20000.0f, 0.0f, 0.0f);
-}
-
-Camera::Camera(const Camera& other)
-    : fovY_(other.fovY_),
-      horizontalExtent_(other.horizontalExtent_),
-      verticalExtent_(other.verticalExtent_),
-      zNear_(other.zNear_),
-      zFar_(other.zFar_),
-      offCenterX_(other.offCenterX_),
-      offCenterY_(other.offCenterY_),
-      viewport_(other.viewport_),
-      viewMatrix_(other.viewMatrix_),
-      projectionMatrix_(other.projectionMatrix_),
-      viewProjectionMatrix_(other.viewProjectionMatrix_),
-      invViewProjectionMatrix_(other.invViewProjectionMatrix_),
-      zBufferReversed_(other.zBufferReversed_),
-      adaptProjectionToViewport_(other.adaptProjectionToViewport_),
-      needsRedrawFlag_(other.needsRedraw())
-{
-}
-
-Camera& Camera::operator=(const Camera& other)
-{
-    if (this != &other) {
-        fovY_ = other.fovY_;
-        horizontalExtent_ = other.horizontalExtent_;
-        verticalExtent_ = other.verticalExtent_;
-        zNear_ = other.zNear_;
-        zFar_ = other.zFar_;
-        offCenterX_ = other.offCenterX_;
-        offCenterY_ = other.offCenterY_;
-        viewport_ = other.viewport_;
-        viewMatrix_ = other.viewMatrix_;
-        projectionMatrix_ = other.projectionMatrix_;
-        viewProjectionMatrix_ = other.viewProjectionMatrix_;
-        invViewProjectionMatrix_ = other.invViewProjectionMatrix_;
-        zBufferReversed_ = other.zBufferReversed_;
-        adaptProjectionToViewport_ = other.adaptProjectionToViewport_;
-        needsRedrawFlag_.store(other.needsRedraw());
-    }
-    return *this;
 }
 
 float Camera::fovYDeg() const
@@ -142,7 +107,7 @@ Eigen::Vector3f Camera::viewDirection() const
 
 float Camera::viewportAspect() const
 {
-    return viewport_.height() == 0 ? 1.0f : static_cast<float>(viewport_.aspectRatio());
+    return hasAspectRatio(viewport_.width(), viewport_.height()) ? static_cast<float>(viewport_.aspectRatio()) : 1.0f;
 }
 
 void Camera::setViewport(std::size_t width, std::size_t height)
@@ -150,7 +115,7 @@ void Camera::setViewport(std::size_t width, std::size_t height)
     const std::size_t oldWidth = viewport_.width();
     const std::size_t oldHeight = viewport_.height();
     viewport_.set(viewport_.x(), viewport_.y(), width, height);
-    if (oldHeight == 0 || height == 0) {
+    if (!hasAspectRatio(oldWidth, oldHeight) || !hasAspectRatio(width, height)) {
         return;
     }
     const double oldAspect = static_cast<double>(oldWidth) / static_cast<double>(oldHeight);

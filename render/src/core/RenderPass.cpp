@@ -2,6 +2,7 @@
 
 #include <lumaro/render/gpu/MoveComPtr.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -125,6 +126,12 @@ void RenderPass::createDepthViews(unsigned clearFlags, float clearDepth, unsigne
 
 void RenderPass::setViewport(unsigned width, unsigned height)
 {
+    // A view still bound would keep its old texture in the context and lose its binding record.
+    const auto isBound = [](const ShaderResourceView& view) { return view.stages() != ShaderConfiguration{}; };
+    const bool targetBound = std::any_of(targets_.begin(), targets_.end(),
+                                         [&](const auto& entry) { return isBound(entry.second.shaderResourceView); });
+    if (targetBound || (depthBuffer_ && isBound(depthBuffer_->shaderResourceView)))
+        throw std::logic_error("Error: end call is missing");
     width_ = width;
     height_ = height;
     for (const std::string& name : renderTargetOrder_) {

@@ -82,7 +82,7 @@ void Renderable::onUpdateUseCloudColorsInTomographicRenderModes(bool) {}
 
 void Renderable::render()
 {
-    needsRedrawFlag_ = false;
+    needsRedrawFlag_.store(false);
 }
 
 std::optional<Math::Color> Renderable::backgroundColor()
@@ -143,12 +143,12 @@ void Renderable::setVisible(bool visible)
 
 void Renderable::setNeedsRedraw(bool needsRedraw)
 {
-    needsRedrawFlag_ = needsRedraw;
+    needsRedrawFlag_.store(needsRedraw);
 }
 
 bool Renderable::needsRedraw() const
 {
-    return needsRedrawFlag_;
+    return needsRedrawFlag_.load();
 }
 
 void Renderable::setSelected(bool selected)

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 #include <tuple>
 #include <utility>
 
@@ -152,6 +153,11 @@ void Renderer::setViewport(std::size_t width, std::size_t height)
 {
     if (width == viewport().width() && height == viewport().height())
         return;
+    // Checked before anything changes, so that a refused size leaves the renderer as it was.
+    if (width > D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION || height > D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION)
+        throw std::invalid_argument("Renderer::setViewport: " + std::to_string(width) + " x " +
+                                    std::to_string(height) + " exceeds the largest texture size of " +
+                                    std::to_string(D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION));
     camera_->setViewport(width, height);
     scenePass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
     outputPass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
@@ -517,6 +523,10 @@ void Renderer::autoAdjustBrightnessAndContrast(float lowerBound, float upperBoun
 
 void Renderer::getColorImage(Graphics::ColorImage& image)
 {
+    if (!colorStaging_.get()) { // a viewport without width or height has no picture
+        image.resize(viewport().width(), viewport().height(), viewport().width() * sizeof(Math::Color));
+        return;
+    }
     colorStaging_.copy(deviceContext_.Get(), outputPass_.texture("color"));
     const ScopedMap map(deviceContext_.Get(), colorStaging_);
     image.resize(viewport().width(), viewport().height(), map.mapped().RowPitch);

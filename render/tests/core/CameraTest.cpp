@@ -292,6 +292,26 @@ TEST(CameraTest, ViewportChangeAdaptsTheHorizontalScale)
     EXPECT_EQ(camera.viewport().width(), 100u);
 }
 
+TEST(CameraTest, AViewportWithoutWidthLeavesTheProjectionUsable)
+{
+    Camera camera(false);
+    camera.setViewport(640, 480);
+    camera.setPerspective(90.0f, 1.0f, 3.0f, 0.0f, 0.0f);
+    const Eigen::Matrix4f before = camera.projectionMatrix();
+    camera.setViewport(0, 480); // a minimised window
+    EXPECT_EQ(camera.projectionMatrix(), before);
+    camera.setViewport(640, 480);
+    EXPECT_EQ(camera.projectionMatrix(), before);
+    EXPECT_TRUE(camera.invViewProjectionMatrix().allFinite());
+
+    // Built while the width is zero, a projection assumes a square view instead of dividing by it.
+    camera.setViewport(0, 480);
+    camera.setPerspective(90.0f, 1.0f, 3.0f, 0.0f, 0.0f);
+    EXPECT_NEAR(camera.projectionMatrix()(0, 0), 1.0f, 1e-6f);
+    camera.setOrthographic(2.0f, 0.0f, 1.0f);
+    EXPECT_FLOAT_EQ(camera.horizontalExtent(), 2.0f);
+}
+
 TEST(CameraTest, ViewportChangeWidensAnOrthographicView)
 {
     Camera camera(false);

@@ -75,6 +75,22 @@ TEST_F(RenderPassTest, BindingATextureTwiceOrUnbindingItTwiceNamesTheMissingHalf
     expectLogicError([&] { pass.unbindDepthTexture(context); }, "Error: begin call is missing");
 }
 
+TEST_F(RenderPassTest, ResizingWhileATextureIsBoundIsRefusedAndChangesNothing)
+{
+    RenderPass pass = makePass(4, 4);
+    ID3D11DeviceContext* context = gpu.context();
+    pass.bindTexture(context, "position", ShaderConfiguration::Pixel, 0);
+    expectLogicError([&] { pass.setViewport(8, 8); }, "Error: end call is missing");
+    EXPECT_EQ(pass.width(), 4u);
+    pass.unbindTexture(context, "position"); // the binding survived the refusal
+
+    pass.bindDepthTexture(context, ShaderConfiguration::Pixel, 1);
+    expectLogicError([&] { pass.setViewport(8, 8); }, "Error: end call is missing");
+    pass.unbindDepthTexture(context);
+    pass.setViewport(8, 8);
+    EXPECT_EQ(pass.texture("position").desc().Width, 8u);
+}
+
 TEST_F(RenderPassTest, BoundTexturesReachTheStagesAndUnbindingClearsTheSlot)
 {
     RenderPass pass = makePass(4, 4);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -346,10 +347,15 @@ TEST_F(RendererTest, TheColorizationMeshIsComparedByIdentityNotByContent)
 TEST_F(RendererTest, RangesCountAsChangedWhenEitherEndChanges)
 {
     attachScene();
+    // Starting from (0, 1), (-0.5, 0.5) and (-0.25, 0.25): the upper end alone, then the lower end alone.
     renderer.setColorMapRange(0.0f, 2.0f);
     renderer.setPassFailDistanceRange(-0.5f, 0.75f);
-    renderer.setWarnDistanceRange(-0.5f, 0.25f);
-    EXPECT_THAT(*log, ElementsAre("scene.colorMapRange(0, 2)", "scene.passFail(-0.5, 0.75)", "scene.warn(-0.5, 0.25)"));
+    renderer.setWarnDistanceRange(-0.25f, 0.5f);
+    renderer.setColorMapRange(1.0f, 2.0f);
+    renderer.setPassFailDistanceRange(-1.0f, 0.75f);
+    renderer.setWarnDistanceRange(-0.5f, 0.5f);
+    EXPECT_THAT(*log, ElementsAre("scene.colorMapRange(0, 2)", "scene.passFail(-0.5, 0.75)", "scene.warn(-0.25, 0.5)",
+                                  "scene.colorMapRange(1, 2)", "scene.passFail(-1, 0.75)", "scene.warn(-0.5, 0.5)"));
 }
 
 TEST_F(RendererTest, PostProcessSettingsAskForARedrawWithoutNotifyingTheScene)
@@ -460,6 +466,11 @@ TEST_F(RendererTest, AutomaticNearAndFarFollowTheSceneOnCameraChangesAndEveryFra
     settle();
     renderer.render();
     EXPECT_THAT(*log, ElementsAre("scene.render")) << "off: near and far stay as set";
+    float zNear = 0;
+    float zFar = 0;
+    renderer.getZRange(zNear, zFar);
+    EXPECT_EQ(zNear, 0.5f);
+    EXPECT_EQ(zFar, 50.0f);
 
     renderer.setAutoAdjustZRange(true);
     settle();
@@ -500,6 +511,35 @@ TEST_F(RendererTest, ViewportChangesRecreateTheTargetsOnlyForANewSize)
     renderer.setOrthographic(3.0f, -1.0f, 1.0f);
     EXPECT_FLOAT_EQ(renderer.projectionMatrix()(0, 0), 2.0f / 6.0f);
     EXPECT_FLOAT_EQ(renderer.projectionMatrix()(1, 1), 2.0f / 3.0f);
+}
+
+TEST_F(RendererTest, ViewportSizesWithoutPixelsOrBeyondTheTextureLimit)
+{
+    attachScene();
+    renderer.setViewport(16, 8);
+    settle();
+    try {
+        renderer.setViewport(16385, 8);
+        ADD_FAILURE() << "no exception for a width of 16385";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_NE(std::string(error.what()).find("16385 x 8"), std::string::npos) << error.what();
+    }
+    EXPECT_EQ(renderer.viewport(), Render::Viewport(16, 8)) << "a refused size changes nothing";
+    EXPECT_THAT(*log, IsEmpty());
+
+    // A minimised window: zero width, nothing to read back, and no failure.
+    renderer.setViewport(0, 8);
+    renderer.render();
+    Graphics::ColorImage image;
+    renderer.getColorImage(image);
+    EXPECT_EQ(image.width(), 0u);
+    EXPECT_EQ(image.height(), 8u);
+    EXPECT_EQ(image.sizeInBytes(), 0u);
+    renderer.setViewport(16, 8);
+    renderer.render();
+    renderer.getColorImage(image);
+    EXPECT_EQ(image.width(), 16u);
+    EXPECT_TRUE(renderer.camera()->projectionMatrix().allFinite());
 }
 
 TEST_F(RendererTest, RenderDrawsTheVisibleSceneAndClearsTheRedrawFlag)
@@ -558,6 +598,17 @@ TEST_F(RendererTest, ATransparentSceneBlendsColourBySourceAlphaAndLeavesDepthUnw
     }
     EXPECT_TRUE(seen.depth.DepthEnable);
     EXPECT_EQ(seen.depth.DepthWriteMask, D3D11_DEPTH_WRITE_MASK_ZERO);
+
+    // The post-process pass after it writes without blending, whatever the scene used.
+    Render::ComPtr<ID3D11BlendState> afterFrame;
+    float factor[4] = {};
+    UINT sampleMask = 0;
+    renderer.deviceContext()->OMGetBlendState(&afterFrame, factor, &sampleMask);
+    ASSERT_TRUE(afterFrame);
+    D3D11_BLEND_DESC output{};
+    afterFrame->GetDesc(&output);
+    EXPECT_FALSE(output.RenderTarget[0].BlendEnable);
+    EXPECT_EQ(sampleMask, 0xffffffffu);
 }
 
 TEST_F(RendererTest, TheScenePassIsClearedWithTheScenesBackgroundIfItHasOne)

@@ -3,13 +3,13 @@
 #include <lumaro/render/Export.h>
 #include <lumaro/render/gpu/Viewport.h>
 
+#include <lumaro/core/AtomicFlag.h>
 #include <lumaro/math/Frustum.h>
 #include <lumaro/math/NBoundingBox.h>
 #include <lumaro/math/Point.h>
 
 #include <Eigen/Core>
 
-#include <atomic>
 #include <cstddef>
 
 namespace Render {
@@ -24,8 +24,6 @@ namespace Render {
 class LUMARO_RENDER_API Camera {
 public:
     explicit Camera(bool isZBufferReversed);
-    Camera(const Camera& other);
-    Camera& operator=(const Camera& other);
 
     float fovYRad() const { return fovY_; }
     float fovYDeg() const;
@@ -58,8 +56,8 @@ public:
     Eigen::Vector3f upDirection() const;
     Eigen::Vector3f viewDirection() const;
 
-    // Stores the size; when the aspect ratio changes between two non-zero heights, the projection
-    // follows it with its vertical scale kept (unless it was set not to adapt, see setProjection).
+    // Stores the size; when the aspect ratio changes between two sizes that have one (neither width
+    // nor height zero), the projection follows it with its vertical scale kept (unless it was set not to adapt, see setProjection).
     void setViewport(std::size_t width, std::size_t height);
 
     void setViewMatrix(const Eigen::Matrix4f& viewMatrix);
@@ -123,7 +121,7 @@ private:
     Eigen::Matrix4f invViewProjectionMatrix_ = Eigen::Matrix4f::Identity();
     bool zBufferReversed_;
     bool adaptProjectionToViewport_ = true;
-    std::atomic<bool> needsRedrawFlag_{true};
+    Core::AtomicFlag needsRedrawFlag_{true};
 };
 
 } // namespace Render

@@ -5,6 +5,7 @@
 #include <lumaro/render/gpu/ColorMap.h>
 #include <lumaro/render/gpu/ComPtr.h>
 
+#include <lumaro/core/AtomicFlag.h>
 #include <lumaro/core/InstanceId.h>
 #include <lumaro/math/Color.h>
 #include <lumaro/math/NBoundingBox.h>
@@ -103,7 +104,7 @@ private:
     Eigen::Matrix4f worldMatrixCache_ = Eigen::Matrix4f::Identity();
     bool visible_ = true;
     bool worldMatrixDirty_ = false;
-    bool needsRedrawFlag_ = true;
+    Core::AtomicFlag needsRedrawFlag_{true}; // loader threads of derived classes set it
     bool selected_ = false;
 };
 

@@ -67,7 +67,8 @@ public:
     const ComPtr<ID3D11Device>& device() const { return device_; }
     const ComPtr<ID3D11DeviceContext>& deviceContext() const { return deviceContext_; }
 
-    // Re-creates the render targets and read-back textures only when the size changes.
+    // Re-creates the render targets and read-back textures only when the size changes. A side
+    // longer than Direct3D's largest texture (16384) throws std::invalid_argument.
     void setViewport(std::size_t width, std::size_t height);
     const Viewport& viewport() const;
     double aspectRatio() const;
@@ -154,7 +155,8 @@ public:
 
     // The finished (post-processed) picture of the last frame, in B8G8R8A8 rows with the row pitch
     // of the read-back texture. Throws std::runtime_error("image size does not match") when the
-    // mapped size and the image disagree.
+    // mapped size and the image disagree. A viewport without width or height gives an image
+    // without pixels.
     void getColorImage(Graphics::ColorImage& image);
 
 private:

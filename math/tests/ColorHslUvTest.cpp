@@ -98,6 +98,45 @@ TEST(ColorHslUvTest, PaletteHuesShareTheirLightnessAndLookRight)
     EXPECT_EQ(Math::Color::fromHslUv(360.0 + 45.0, 1.0, 0.6, 1.0), Math::Color::fromHslUv(45.0, 1.0, 0.6, 1.0));
 }
 
+// The reverse direction, CIE LCh(uv) to linear sRGB, used to find the gamut boundary by bisection
+// instead of by the converter's intersection of bounding lines.
+Eigen::Vector3d linearRgbOf(double lightness, double chroma, double hueDegrees)
+{
+    const double hue = hueDegrees * std::numbers::pi / 180.0;
+    const double u = chroma * std::cos(hue) / (13.0 * lightness) + 0.19783000664283;
+    const double v = chroma * std::sin(hue) / (13.0 * lightness) + 0.46831999493879;
+    const double y = lightness <= 8.0 ? lightness / 903.2962962 : std::pow((lightness + 16.0) / 116.0, 3.0);
+    const Eigen::Vector3d xyz(9.0 * y * u / (4.0 * v), y, y * (12.0 - 3.0 * u - 20.0 * v) / (4.0 * v));
+    return rgbToXyz().inverse() * xyz;
+}
+
+Math::Color mostSaturated(double lightness, double hueDegrees)
+{
+    const auto inGamut = [&](double chroma) {
+        const Eigen::Vector3d rgb = linearRgbOf(lightness, chroma, hueDegrees);
+        return rgb.minCoeff() >= 0.0 && rgb.maxCoeff() <= 1.0;
+    };
+    double inside = 0.0;
+    double outside = 400.0;
+    for (int step = 0; step < 60; ++step)
+        (inGamut((inside + outside) / 2.0) ? inside : outside) = (inside + outside) / 2.0;
+    const Eigen::Vector3d rgb = linearRgbOf(lightness, inside, hueDegrees);
+    const auto channel = [](double c) {
+        const double srgb = c <= 0.0031308 ? 12.92 * c : 1.055 * std::pow(c, 1.0 / 2.4) - 0.055;
+        return static_cast<std::uint8_t>(std::lround(srgb * 255.0));
+    };
+    return Math::Color(channel(rgb.x()), channel(rgb.y()), channel(rgb.z()));
+}
+
+TEST(ColorHslUvTest, FullSaturationReachesTheGamutBoundaryAtDarkAndLightLevels)
+{
+    // Lightness below 8 takes the linear branch of the bounds; the others the cubic one.
+    for (const double lightness : {2.0, 5.0, 7.5, 30.0, 85.0}) {
+        for (const double hue : {0.0, 40.0, 130.0, 250.0, 300.0})
+            expectNear(Math::Color::fromHslUv(hue, 1.0, lightness / 100.0, 1.0), mostSaturated(lightness, hue), 1);
+    }
+}
+
 TEST(ColorHslUvTest, ExtremesAlphaAndBadInput)
 {
     EXPECT_EQ(Math::Color::fromHslUv(200.0, 1.0, 1.0, 1.0), Math::Color(255, 255, 255, 255));

@@ -37,7 +37,8 @@ PoTree::Metadata metadataFor(std::uint8_t selector, const char* encoding)
     };
     std::string attributes;
     for (int bit = 0; bit < 8; ++bit) {
-        if (selector >> bit & 1u) {
+        // Every store has positions (metadata.json without them is refused).
+        if (bit == 0 || (selector >> bit & 1u)) {
             attributes += std::string(attributes.empty() ? "" : ",") + "{\"name\":\"" + candidates[bit].first
                 + "\",\"size\":" + std::to_string(candidates[bit].second) + "}";
         }
@@ -45,9 +46,6 @@ PoTree::Metadata metadataFor(std::uint8_t selector, const char* encoding)
     // NormalY and NormalZ go with NormalX so that the double-normal path is reachable.
     if (selector & 0x80u) {
         attributes += ",{\"name\":\"NormalY\",\"size\":8},{\"name\":\"NormalZ\",\"size\":8}";
-    }
-    if (attributes.empty()) {
-        attributes = "{\"name\":\"ScanIndex\",\"size\":4}";
     }
     const std::string json = std::string("{\"points\":1,\"hierarchy\":{\"firstChunkSize\":22},\"offset\":[0,0,0],")
         + "\"scale\":[0.001,0.001,0.001],\"spacing\":1,\"boundingBox\":{\"min\":[0,0,0],\"max\":[1,1,1]},"

@@ -94,6 +94,31 @@ TEST(BadStore, MalformedMetadata)
     flatBox["boundingBox"]["max"] = {16.0, 16.0, 0.0};
     folder.write("metadata.json", flatBox.dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "boundingBox");
+
+    // A level's spacing halves the root's; zero or a negative value gives no usable level of detail.
+    for (const double spacing : {0.0, -0.125}) {
+        auto badSpacing = metadata;
+        badSpacing["spacing"] = spacing;
+        folder.write("metadata.json", badSpacing.dump());
+        EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"spacing\"");
+    }
+}
+
+TEST(BadStore, StoresWithoutTwelveBytePositions)
+{
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    for (const std::string encoding : {"BROTLI", "DEFAULT"}) {
+        SCOPED_TRACE(encoding);
+        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"intensity", 2}}, 2, 22).dump());
+        EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"position\"");
+        // "Position" is another attribute: names match exactly.
+        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"Position", 12}}, 2, 22).dump());
+        EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"position\"");
+        // The size is that of three 32-bit integers in both encodings, not the 16 bytes of a Brotli code.
+        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"position", 16}}, 2, 22).dump());
+        EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "12 bytes, not 16");
+    }
 }
 
 TEST(BadStore, HierarchyShorterThanItsRecordsClaim)
@@ -127,6 +152,24 @@ TEST(BadStore, ProxyPastTheEndOfTheHierarchy)
                                       + hierarchyRecord(2, 0, 2, 44, 22));
     const auto looping = open(folder);
     EXPECT_FAILURE_MENTIONS(looping->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "proxy");
+}
+
+TEST(BadStore, BadProxyChunkFailsOnEveryVisit)
+{
+    // r0 is a proxy whose chunk (at byte 44) announces two children of r0 but describes neither.
+    const TemporaryFolder folder;
+    writeValidStore(folder);
+    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
+                                      + hierarchyRecord(0, 0x03, 2, 0, 0));
+    const auto tree = open(folder);
+    const auto r0 = Octree::OctreeNodeId::fromName("r0");
+    for (int visit = 1; visit <= 2; ++visit) {
+        SCOPED_TRACE("visit " + std::to_string(visit));
+        EXPECT_FAILURE_MENTIONS(tree->children(r0), "hierarchy.bin", "announce 3");
+        EXPECT_FAILURE_MENTIONS(tree->contains(Octree::OctreeNodeId::fromName("r00")), "hierarchy.bin", "announce 3");
+        EXPECT_FAILURE_MENTIONS(tree->pointCount(r0), "hierarchy.bin", "announce 3");
+    }
 }
 
 TEST(BadStore, NodeDataPastTheEndOrCorrupt)

@@ -46,6 +46,20 @@ TEST(HierarchyChunk, CopiesEveryFieldOfARecord)
     EXPECT_TRUE(root->described);
 }
 
+TEST(HierarchyChunk, OnlyVisibilityNibblesOneAndTwoSpeakForTheWholeNode)
+{
+    const std::vector<std::pair<std::uint8_t, Octree::NodeVisibility>> cases{
+        {0, Octree::NodeVisibility::PerPoint},  {1, Octree::NodeVisibility::AllVisible},
+        {2, Octree::NodeVisibility::AllHidden}, {3, Octree::NodeVisibility::PerPoint},
+        {7, Octree::NodeVisibility::PerPoint},  {15, Octree::NodeVisibility::PerPoint}};
+    for (const auto& [nibble, expected] : cases) {
+        const auto root = cubeNode();
+        parseHierarchyChunk(hierarchyRecord(0, 0, 1, 0, 1, nibble), root);
+        EXPECT_EQ(root->visibility, expected) << "nibble " << int(nibble);
+        EXPECT_EQ(root->type, NodeType::Normal) << "the visibility nibble must not leak into the type";
+    }
+}
+
 TEST(HierarchyChunk, ExpandsChildrenBreadthFirstIntoTheirOctants)
 {
     // Root with children 0 and 6; child 6 has child 1. Type 1 says "leaf" but the mask decides.

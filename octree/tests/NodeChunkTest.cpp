@@ -23,9 +23,16 @@ struct BrotliNodeFixture {
                       const std::string& columns, bool nodeVisibility = false)
         : loader(PoTree::FileSystemLocation(folder.path()))
     {
-        auto json = OctreeTest::syntheticMetadata("BROTLI", attributes, points, 22);
-        json["nodeVisibility"] = nodeVisibility;
-        metadata = Metadata::parse(json.dump(), folder.path() / "metadata.json");
+        // Built directly rather than parsed: the chunk decoder also serves attribute sets that a
+        // whole store could not declare (no positions).
+        metadata.encoding = Encoding::Brotli;
+        metadata.hasNodeVisibility = nodeVisibility;
+        for (const auto& [name, size] : attributes) {
+            AttributeDescription attribute;
+            attribute.name = name;
+            attribute.size = static_cast<std::size_t>(size);
+            metadata.attributes.push_back(attribute);
+        }
         const std::string chunk = OctreeTest::brotliStored(columns);
         folder.write("octree.bin", std::string(leadingBytes, 'x') + chunk);
         node.pointCount = points;

@@ -1,7 +1,9 @@
 // Behaviour of PotreeTree on small stores made by the test, where every value is known.
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
+#include <lumaro/octree/potree/PotreeTree.h>
 
+#include "FailureOf.h"
 #include "SyntheticStore.h"
 
 #include <gtest/gtest.h>
@@ -29,6 +31,22 @@ std::shared_ptr<Octree::Octree> colourStore(const TemporaryFolder& folder,
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, static_cast<std::uint32_t>(colours.size()), 0, chunk.size()));
     folder.write("octree.bin", chunk);
     return Octree::Octree::open(PoTree::FileSystemLocation(folder.path()));
+}
+
+// A store of a root with child r0, each with one Brotli chunk made of its columns, written one
+// after the other; `rootChunk` replaces the root's chunk when not empty (to make it unreadable).
+// `visibility` gives the high nibbles of the two records.
+std::shared_ptr<PoTree::PotreeTree> twoNodeStore(const TemporaryFolder& folder, nlohmann::json metadata, const std::string& rootColumns,
+                          std::uint32_t rootPoints, const std::string& childColumns, std::uint32_t childPoints,
+                          std::array<std::uint8_t, 2> visibility = {0, 0}, const std::string& rootChunk = "")
+{
+    const std::string root = rootChunk.empty() ? OctreeTest::brotliStored(rootColumns) : rootChunk;
+    const std::string child = OctreeTest::brotliStored(childColumns);
+    folder.write("metadata.json", metadata.dump());
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, rootPoints, 0, root.size(), visibility[0])
+                                      + hierarchyRecord(0, 0, childPoints, root.size(), child.size(), visibility[1]));
+    folder.write("octree.bin", root + child);
+    return std::dynamic_pointer_cast<PoTree::PotreeTree>(Octree::Octree::open(PoTree::FileSystemLocation(folder.path())));
 }
 
 std::vector<Math::Color> rootColours(const Octree::Octree& tree)
@@ -129,4 +147,80 @@ TEST(NodePointData, ColumnsFollowTheCarriedAttributes)
     const Octree::NodePointData all;
     EXPECT_EQ(all.attributes(), Octree::PointAttributes::all());
     EXPECT_TRUE(all.empty());
+}
+
+TEST(PotreeTree, NodeVisibilityOfAStoreWithOnlyPositions)
+{
+    // Root: all hidden by its record, points (1, 2, 3) and (0.5, 0, 16); r0: visibility per point.
+    // Codes hold the integer plus one; scale 0.01 with offset and cube minimum 0.
+    auto metadata = OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 3, 44);
+    metadata["nodeVisibility"] = true;
+    const TemporaryFolder folder;
+    const auto store = twoNodeStore(folder, metadata,
+                                    OctreeTest::positionCode(101, 201, 301) + OctreeTest::positionCode(51, 1, 1601), 2,
+                                    OctreeTest::positionCode(1201, 1, 1), 1, {2, 0});
+    const auto root = Octree::OctreeNodeId::root();
+    const auto r0 = Octree::OctreeNodeId::fromName("r0");
+
+    for (const auto wanted : {Octree::PointAttributes::all(), Octree::PointAttributes(Octree::PointAttribute::Position)}) {
+        SCOPED_TRACE(wanted.bits());
+        const auto data = store->nodePointData(root, std::stop_token(), wanted);
+        ASSERT_TRUE(data);
+        ASSERT_TRUE(data->hasPositions()) << "the sole attribute must still be read";
+        ASSERT_EQ(data->size(), 2u);
+        EXPECT_FLOAT_EQ(data->position(0).y(), 2.0f);
+        EXPECT_FLOAT_EQ(data->position(1).x(), 0.5f);
+        EXPECT_FLOAT_EQ(data->position(1).z(), 16.0f);
+        EXPECT_EQ(data->hasVisibility(), wanted.contains(Octree::PointAttribute::Visibility));
+        EXPECT_EQ(data->isVisible(1), !wanted.contains(Octree::PointAttribute::Visibility));
+
+        const auto child = store->nodePointData(r0, std::stop_token(), wanted);
+        ASSERT_TRUE(child);
+        ASSERT_TRUE(child->hasPositions());
+        ASSERT_EQ(child->size(), 1u);
+        EXPECT_FLOAT_EQ(child->position(0).x(), 12.0f);
+        EXPECT_TRUE(child->isVisible(0)) << "a per-point node without a visibility column is visible";
+    }
+
+    const auto raw = store->rawPoints(root, std::stop_token());
+    ASSERT_TRUE(raw);
+    EXPECT_EQ(raw->count, 2u);
+    ASSERT_EQ(raw->positions.size(), 2u);
+    EXPECT_EQ(raw->positions[0], (std::array<std::int64_t, 3>{100, 200, 300}));
+    EXPECT_EQ(raw->visibilities, (std::vector<std::uint8_t>{1, 1}));
+    EXPECT_TRUE(raw->attributes.contains(Octree::PointAttribute::Position));
+}
+
+TEST(PotreeTree, TheColourRangeIsDecidedOnlyWhenColoursAreDecoded)
+{
+    // The root's chunk is unreadable, so any node whose decoding reads the root to decide the
+    // colour range fails; r0 is intact.
+    const std::string brokenRoot(40, '\x5a');
+    const std::string childColumns = OctreeTest::positionCode(1, 1, 1) + OctreeTest::colorCode(300, 0, 0);
+    const auto r0 = Octree::OctreeNodeId::fromName("r0");
+
+    const TemporaryFolder colourless;
+    const auto noRgb = twoNodeStore(colourless, OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44),
+                                    "", 1, OctreeTest::positionCode(1, 1, 1) + bytesOf<std::uint16_t>(9), 1, {0, 0},
+                                    brokenRoot);
+    const auto plain = noRgb->nodePointData(r0, std::stop_token());
+    ASSERT_TRUE(plain) << "a store without rgb has no colour range to decide";
+    EXPECT_EQ(plain->intensity(0), 9);
+
+    // rgb without a declared maximum: only a request for colours reads the root.
+    const TemporaryFolder undeclared;
+    const auto rgb = twoNodeStore(undeclared, OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"rgb", 6}}, 2, 44),
+                                  "", 1, childColumns, 1, {0, 0}, brokenRoot);
+    const auto positions = rgb->nodePointData(r0, std::stop_token(), Octree::PointAttribute::Position);
+    ASSERT_TRUE(positions);
+    EXPECT_EQ(positions->size(), 1u);
+    EXPECT_NE(OctreeTest::failureOf([&] { rgb->nodePointData(r0, std::stop_token()); }).find("octree.bin"),
+              std::string::npos);
+
+    // A stop request also ends the reading of the root: no result, no error.
+    std::stop_source stop;
+    stop.request_stop();
+    std::optional<Octree::NodePointData> stopped;
+    EXPECT_NO_THROW(stopped = rgb->nodePointData(r0, stop.get_token()));
+    EXPECT_FALSE(stopped);
 }

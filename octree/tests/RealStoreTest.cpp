@@ -2,6 +2,7 @@
 // that an independent reference decoder recorded for it.
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
+#include <lumaro/octree/potree/HierarchyChunk.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 #include <lumaro/octree/TreeSummary.h>
 
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <bit>
 #include <cmath>
 #include <map>
 #include <thread>
@@ -247,12 +249,34 @@ TEST(RealStore, ProxyChunksAreLoadedWhenTheirNodesAreVisited)
         const auto id = pending.back();
         pending.pop_back();
         deepest = std::max(deepest, id.level());
-        EXPECT_FALSE(tree->node(id)->isProxy());
+        EXPECT_TRUE(tree->node(id)->described) << id.name() << " was announced but never described";
         for (const auto child : tree->children(id)) {
             pending.push_back(child);
         }
     }
     EXPECT_EQ(deepest, 7u);
+
+    // Each proxy of the first chunk, read straight from hierarchy.bin, against what the tree made
+    // of it: the node takes the first record of its own chunk and gets that record's children.
+    const std::string hierarchy = Core::readLocalFile(dataDir / "potree2" / "test1_4-brotli" / "hierarchy.bin");
+    const auto cube = tree->node(Octree::OctreeNodeId::root())->box;
+    const auto first = PoTree::parseHierarchyChunk(
+        std::string_view(hierarchy).substr(0, tree->metadata().firstChunkSize),
+        std::make_shared<PoTree::Node>(Octree::OctreeNodeId::root(), cube));
+    std::size_t proxies = 0;
+    for (const auto& proxy : first.nodes) {
+        if (!proxy->isProxy()) {
+            continue;
+        }
+        ++proxies;
+        const auto own = std::make_shared<PoTree::Node>(proxy->id, proxy->box);
+        PoTree::parseHierarchyChunk(std::string_view(hierarchy).substr(proxy->byteOffset, proxy->byteSize), own);
+        const auto visited = tree->node(proxy->id);
+        EXPECT_EQ(visited->byteOffset, own->byteOffset) << proxy->id.name();
+        EXPECT_EQ(visited->pointCount, own->pointCount) << proxy->id.name();
+        EXPECT_EQ(tree->children(proxy->id).size(), std::size_t(std::popcount(own->childMask))) << proxy->id.name();
+    }
+    EXPECT_GT(proxies, 0u) << "the store was chosen for its proxies";
 }
 
 TEST(RealStore, UnitScaleScalesEveryLength)

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <charconv>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -48,9 +49,14 @@ void write(const PointLine& point, std::ostream& out, std::string& line)
 }
 
 // Stored integers and colours, exactly: world = integer x scale + offset.
-std::size_t writeRawPoints(const Octree::RawPoints& raw, const std::array<double, 3>& scale,
+std::size_t writeRawPoints(Octree::OctreeNodeId node, const Octree::RawPoints& raw, const std::array<double, 3>& scale,
                            const std::array<double, 3>& offset, std::ostream& out, std::string& line)
 {
+    if (raw.positions.size() != raw.count) {
+        throw std::runtime_error("node " + node.name() + " gave " + std::to_string(raw.positions.size())
+                                 + " positions for " + std::to_string(raw.count)
+                                 + " points; points without positions cannot be written");
+    }
     for (std::size_t i = 0; i < raw.count; ++i) {
         PointLine point{};
         for (int axis = 0; axis < 3; ++axis) {
@@ -67,14 +73,14 @@ std::size_t writeRawPoints(const Octree::RawPoints& raw, const std::array<double
 std::size_t writePotreeNode(const PoTree::PotreeTree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
 {
     const auto raw = tree.rawPoints(node, std::stop_token());
-    return writeRawPoints(*raw, tree.metadata().scale, tree.metadata().offset, out, line);
+    return writeRawPoints(node, *raw, tree.metadata().scale, tree.metadata().offset, out, line);
 }
 
 // An EPT node's scale and offset are its own (a LAZ file's header may differ from the schema).
 std::size_t writeEptNode(const Entwine::EntwineTree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
 {
     const auto decoded = tree.decodedPoints(node, std::stop_token());
-    return writeRawPoints(decoded->points, decoded->scale, decoded->offset, out, line);
+    return writeRawPoints(node, decoded->points, decoded->scale, decoded->offset, out, line);
 }
 
 // Other kinds of store give their points through the common interface only: model coordinates

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -48,7 +49,8 @@ void copyColumnInto(std::span<T> to, std::size_t start, std::string_view decoded
 void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeLayout& starts,
                        std::string_view decoded);
 
-// Whether the store is one whose visibility may come from the node record instead of the chunk.
-bool nodeVisibilityMayShortCut(const Metadata& metadata);
+// The visibility (0 visible, 1 hidden) that all points of `node` share by its record, where the
+// store lets the record decide; std::nullopt when each point's own visibility counts.
+std::optional<std::uint8_t> visibilityFromRecord(const Metadata& metadata, const Node& node);
 
 } // namespace PoTree

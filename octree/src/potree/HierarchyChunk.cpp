@@ -16,10 +16,20 @@ T readLittleEndian(const unsigned char* bytes)
     return value;
 }
 
+// Only 1 and 2 speak for the whole node; every other value leaves it to the points.
+Octree::NodeVisibility visibilityOf(unsigned nibble)
+{
+    switch (nibble) {
+    case 1: return Octree::NodeVisibility::AllVisible;
+    case 2: return Octree::NodeVisibility::AllHidden;
+    default: return Octree::NodeVisibility::PerPoint;
+    }
+}
+
 void applyRecord(Node& node, const unsigned char* record)
 {
     node.type = static_cast<NodeType>(record[0] & 0x0Fu);
-    node.visibility = static_cast<Octree::NodeVisibility>(record[0] >> 4);
+    node.visibility = visibilityOf(record[0] >> 4u);
     node.childMask = record[1];
     node.pointCount = readLittleEndian<std::uint32_t>(record + 2);
     node.byteOffset = readLittleEndian<std::uint64_t>(record + 6);

@@ -142,6 +142,9 @@ Metadata Metadata::parse(std::string_view json, const std::filesystem::path& fil
         }
     }
     metadata.spacing = reader.number(root, "spacing");
+    if (!(metadata.spacing > 0)) {
+        reader.fail("field \"spacing\" must be a positive number");
+    }
     const Json& box = reader.field(root, "boundingBox", "");
     metadata.cubeMin = reader.triple(box, "min", "boundingBox.");
     metadata.cubeMax = reader.triple(box, "max", "boundingBox.");
@@ -165,9 +168,13 @@ Metadata Metadata::parse(std::string_view json, const std::filesystem::path& fil
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         metadata.attributes.push_back(readAttribute(reader, attributes[i], i));
     }
-    // A store without positions is legal (it may carry extra attributes of another store).
-    if (const AttributeDescription* position = metadata.attribute("position");
-        position != nullptr && metadata.encoding == Encoding::Default && position->size != 12) {
+    // Every point needs a place: without positions nothing of a node could be drawn or exported.
+    // Both encodings declare the three 32-bit integers, whatever the chunk holds them as.
+    const AttributeDescription* position = metadata.attribute("position");
+    if (position == nullptr) {
+        reader.fail("field \"attributes\" has no \"position\" attribute");
+    }
+    if (position->size != 12) {
         reader.fail("the \"position\" attribute must take 12 bytes, not " + std::to_string(position->size));
     }
     if (const AttributeDescription* rgb = metadata.attribute("rgb");

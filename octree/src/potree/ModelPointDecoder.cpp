@@ -58,7 +58,7 @@ NodePointData decodeModelPoints(const FileLoader& loader, const Metadata& metada
     // Empty nodes and visibility taken from the node record are rare and cheap; they keep the
     // one implementation in decodeRawPoints.
     if (metadata.encoding != Encoding::Brotli || node.pointCount == 0 || node.byteSize == 0
-        || nodeVisibilityMayShortCut(metadata)) {
+        || (wanted.contains(::Octree::PointAttribute::Visibility) && visibilityFromRecord(metadata, node))) {
         return ::Octree::toNodePointData(decodeRawPoints(loader, metadata, node, stop, wanted), transform,
                                          colorsAre16Bit);
     }

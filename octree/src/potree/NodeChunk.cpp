@@ -57,18 +57,15 @@ void clearColumns(const NodeColumns& columns)
 
 bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeColumns& columns, std::size_t count)
 {
-    if (columns.visibilities == nullptr || !nodeVisibilityMayShortCut(metadata)) {
+    if (columns.visibilities == nullptr) {
         return false;
     }
-    if (node.visibility == Octree::NodeVisibility::AllVisible) {
-        columns.visibilities->assign(count, 0);
-        return true;
+    const auto shared = visibilityFromRecord(metadata, node);
+    if (!shared) {
+        return false;
     }
-    if (node.visibility == Octree::NodeVisibility::AllHidden) {
-        columns.visibilities->assign(count, 1);
-        return true;
-    }
-    return false;
+    columns.visibilities->assign(count, *shared);
+    return true;
 }
 
 } // namespace
@@ -94,9 +91,17 @@ void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeL
     }
 }
 
-bool nodeVisibilityMayShortCut(const Metadata& metadata)
+std::optional<std::uint8_t> visibilityFromRecord(const Metadata& metadata, const Node& node)
 {
-    return metadata.hasNodeVisibility && metadata.attributes.size() == 1;
+    if (!metadata.hasNodeVisibility || metadata.attributes.size() != 1) {
+        return std::nullopt;
+    }
+    switch (node.visibility) {
+    case Octree::NodeVisibility::AllVisible: return std::uint8_t(0);
+    case Octree::NodeVisibility::AllHidden: return std::uint8_t(1);
+    case Octree::NodeVisibility::PerPoint: break;
+    }
+    return std::nullopt;
 }
 
 AttributeLayout columnStarts(const Metadata& metadata, std::size_t count)

@@ -19,11 +19,15 @@ using ::Octree::boxOf;
 using ::Octree::OctreeNodeId;
 
 // Reads one hierarchy chunk into `root` and checks that it describes every node it announces.
+// The chunk is read into a copy and `root` changes only once every check passed: a bad chunk
+// leaves the node a proxy, so every later visit fails the same way instead of finding the
+// never-described children of the first attempt.
 void loadChunkChecked(const FileLoader& loader, const std::shared_ptr<Node>& root, std::uint64_t offset,
                       std::uint64_t size)
 {
+    const auto candidate = std::make_shared<Node>(*root);
     HierarchyChunk chunk;
-    loadHierarchyChunk(loader, root, offset, size, std::stop_token(), &chunk);
+    loadHierarchyChunk(loader, candidate, offset, size, std::stop_token(), &chunk);
     const std::string where = loader.hierarchyPath().string() + ": hierarchy chunk of " + std::to_string(size)
         + " bytes at offset " + std::to_string(offset);
     if (chunk.describedCount == 0) {
@@ -33,10 +37,11 @@ void loadChunkChecked(const FileLoader& loader, const std::shared_ptr<Node>& roo
         throw std::runtime_error(where + " describes " + std::to_string(chunk.describedCount)
                                  + " nodes, but its child masks announce " + std::to_string(chunk.nodes.size()));
     }
-    if (root->isProxy()) {
+    if (candidate->isProxy()) {
         throw std::runtime_error(where + " begins with a proxy record for node " + root->id.name()
                                  + " instead of the node itself");
     }
+    *root = std::move(*candidate);
 }
 
 } // namespace
@@ -136,20 +141,23 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
     return found->byteSize == 0 ? 0 : found->pointCount;
 }
 
-bool PotreeTree::colorsAre16Bit() const
+std::optional<bool> PotreeTree::colorsAre16Bit(std::stop_token stop) const
 {
     const std::lock_guard lock(m_colorRangeMutex);
     if (!m_colorsAre16Bit) {
         if (const auto declared = m_metadata.colorsAre16Bit()) {
             m_colorsAre16Bit = *declared;
         } else {
-            const auto root = rawPoints(OctreeNodeId::root(), std::stop_token(), ::Octree::PointAttribute::Color);
+            const auto root = rawPoints(OctreeNodeId::root(), stop, ::Octree::PointAttribute::Color);
+            if (!root) {
+                return std::nullopt;
+            }
             m_colorsAre16Bit = std::any_of(root->colors.begin(), root->colors.end(), [](const auto& color) {
                 return color[0] > 255 || color[1] > 255 || color[2] > 255;
             });
         }
     }
-    return *m_colorsAre16Bit;
+    return m_colorsAre16Bit;
 }
 
 std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,
@@ -167,8 +175,16 @@ std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id
                                                                  ::Octree::PointAttributes wanted) const
 {
     const auto found = requireNode(id);
-    // Decided before decoding: an undeclared colour range is found by reading the root.
-    const bool wideColors = colorsAre16Bit();
+    // Decided before decoding, and only when colours will be decoded: an undeclared colour range
+    // is found by reading the root, which costs a whole node.
+    bool wideColors = false;
+    if (wanted.contains(::Octree::PointAttribute::Color) && m_available.contains(::Octree::PointAttribute::Color)) {
+        const auto decided = colorsAre16Bit(stop);
+        if (!decided) {
+            return std::nullopt;
+        }
+        wideColors = *decided;
+    }
     try {
         return decodeModelPoints(m_loader, m_metadata, *found, stop, wanted,
                                  modelTransform(m_metadata.scale, m_metadata.offset), wideColors);

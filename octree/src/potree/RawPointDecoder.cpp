@@ -7,6 +7,7 @@
 #include <lumaro/octree/potree/NodeChunk.h>
 
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 namespace PoTree {
@@ -17,7 +18,7 @@ using ::Octree::PointAttribute;
 using ::Octree::PointAttributes;
 using ::Octree::RawPoints;
 
-// A column the chunk could not fill (the visibility short cut fills nothing else) is not carried.
+// A column the chunk could not fill is not carried.
 void dropIncompleteColumns(RawPoints& raw)
 {
     auto check = [&](auto& column, PointAttribute attribute) {
@@ -43,22 +44,28 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (metadata.hasNodeVisibility && wanted.contains(PointAttribute::Visibility)) {
         raw.attributes = raw.attributes | PointAttribute::Visibility;
     }
+    if (node.pointCount == 0 || node.byteSize == 0) {
+        return raw; // no points, every column empty
+    }
+    const std::optional<std::uint8_t> recordVisibility = raw.attributes.contains(PointAttribute::Visibility)
+        ? visibilityFromRecord(metadata, node)
+        : std::nullopt;
+    if (recordVisibility) {
+        // The record speaks for every point; the chunk is read only for the other columns.
+        raw.visibilities.assign(node.pointCount, *recordVisibility);
+        if ((raw.attributes - PointAttribute::Visibility).empty()) {
+            raw.count = node.pointCount;
+            return raw;
+        }
+    }
     // Positions and colours are decoded straight from the decompressed chunk; the other columns
     // are copied out as decodeNodeChunk does.
     NodeColumns columns;
     if (raw.attributes.contains(PointAttribute::Intensity)) columns.intensities = &raw.intensities;
     if (raw.attributes.contains(PointAttribute::Classification)) columns.classifications = &raw.classifications;
     if (raw.attributes.contains(PointAttribute::ScanIndex)) columns.scanIndices = &raw.scanIndices;
-    if (raw.attributes.contains(PointAttribute::Visibility)) columns.visibilities = &raw.visibilities;
+    if (raw.attributes.contains(PointAttribute::Visibility) && !recordVisibility) columns.visibilities = &raw.visibilities;
     if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
-
-    if (node.pointCount == 0 || node.byteSize == 0 || nodeVisibilityMayShortCut(metadata)) {
-        std::size_t count = node.pointCount;
-        decodeNodeChunk(loader, metadata, node, stop, columns, count);
-        raw.count = count;
-        dropIncompleteColumns(raw);
-        return raw;
-    }
 
     const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
     const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());

@@ -31,8 +31,10 @@ struct AttributeDescription {
 class Metadata {
 public:
     // Throws std::runtime_error naming `file` when the text is not JSON, a required field is
-    // missing or has the wrong type, or the values are unusable (non-positive scale, no position
-    // attribute, a bytes per point of zero).
+    // missing or has the wrong type, or the values are unusable: a scale or spacing that is not
+    // positive, a bounding box whose minimum is not below its maximum, no "position" attribute of
+    // 12 bytes, an rgb attribute of other than 6 bytes in the interleaved encoding, or an
+    // attribute of implausible size.
     static Metadata parse(std::string_view json, const std::filesystem::path& file);
     static Metadata load(const std::filesystem::path& file);
 

@@ -55,8 +55,8 @@ private:
     std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
     // One decision for the whole store, so neighbouring nodes never differ in brightness: the
     // metadata's declared colour range, or, where it declares none, the root node's colours
-    // (the root samples the whole cloud).
-    bool colorsAre16Bit() const;
+    // (the root samples the whole cloud). std::nullopt when `stop` ended the reading of the root.
+    std::optional<bool> colorsAre16Bit(std::stop_token stop) const;
 
     Metadata m_metadata;
     FileLoader m_loader;

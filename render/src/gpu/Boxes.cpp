@@ -1,5 +1,6 @@
 #include <lumaro/render/gpu/Boxes.h>
 
+#include <lumaro/render/gpu/BufferByteWidth.h>
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/InputLayouts.h>
 #include <lumaro/render/gpu/MoveComPtr.h>
@@ -12,10 +13,11 @@ namespace {
 
 constexpr UINT boxStride = sizeof(BoxWithColor);
 
+// Runs before the delegated constructor compiles any shader, so an impossible count costs nothing.
 D3D11_BUFFER_DESC instanceBufferDesc(std::size_t count, D3D11_USAGE usage, UINT cpuAccess)
 {
     D3D11_BUFFER_DESC desc{};
-    desc.ByteWidth = static_cast<UINT>(count * boxStride);
+    desc.ByteWidth = bufferByteWidth(count, boxStride, "boxes");
     desc.Usage = usage;
     desc.BindFlags = D3D11_BIND_VERTEX_BUFFER;
     desc.CPUAccessFlags = cpuAccess;

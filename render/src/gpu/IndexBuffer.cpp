@@ -1,5 +1,6 @@
 #include <lumaro/render/gpu/IndexBuffer.h>
 
+#include <lumaro/render/gpu/BufferByteWidth.h>
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/MoveComPtr.h>
 
@@ -8,7 +9,7 @@ namespace Render {
 IndexBuffer::IndexBuffer(ID3D11Device* device, const unsigned int* indices, std::size_t count) : m_count(count)
 {
     D3D11_BUFFER_DESC desc{};
-    desc.ByteWidth = static_cast<UINT>(count * sizeof(unsigned int));
+    desc.ByteWidth = bufferByteWidth(count, sizeof(unsigned int), "indices");
     desc.Usage = D3D11_USAGE_IMMUTABLE;
     desc.BindFlags = D3D11_BIND_INDEX_BUFFER;
     D3D11_SUBRESOURCE_DATA initial{};

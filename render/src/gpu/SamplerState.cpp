@@ -3,6 +3,9 @@
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/MoveComPtr.h>
 
+#include <cstddef>
+#include <type_traits>
+
 namespace Render {
 
 namespace {
@@ -13,6 +16,10 @@ constexpr StageSetters<ID3D11SamplerState> samplerSetters{
 
 SamplerState::SamplerState(ID3D11Device* device, const D3D11_SAMPLER_DESC& desc)
 {
+    // Here rather than at namespace scope because the fields are private.
+    static_assert(std::is_standard_layout_v<SamplerState>);
+    static_assert(offsetof(SamplerState, state_) < offsetof(SamplerState, binding_));
+    static_assert(std::is_same_v<decltype(binding_), StageBinding>);
     throwIfFailed(device->CreateSamplerState(&desc, &state_));
 }
 

@@ -3,6 +3,9 @@
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/MoveComPtr.h>
 
+#include <cstddef>
+#include <type_traits>
+
 namespace Render {
 
 namespace {
@@ -14,6 +17,10 @@ constexpr StageSetters<ID3D11ShaderResourceView> viewSetters{
 ShaderResourceView::ShaderResourceView(ID3D11Device* device, ID3D11Resource* resource,
                                        const D3D11_SHADER_RESOURCE_VIEW_DESC* desc)
 {
+    // Here rather than at namespace scope because the fields are private.
+    static_assert(std::is_standard_layout_v<ShaderResourceView>);
+    static_assert(offsetof(ShaderResourceView, view_) < offsetof(ShaderResourceView, binding_));
+    static_assert(std::is_same_v<decltype(binding_), SlotFirstStageBinding>);
     throwIfFailed(device->CreateShaderResourceView(resource, desc, &view_));
 }
 

@@ -4,8 +4,12 @@
 #include <lumaro/render/gpu/ComException.h>
 #include <lumaro/render/gpu/ConstantBuffer.h>
 
+#include <gmock/gmock.h>
+
 #include <array>
 #include <cstring>
+#include <limits>
+#include <stdexcept>
 
 namespace {
 
@@ -65,7 +69,11 @@ protected:
 
     // Red channel of the colour target at a pixel (B8G8R8A8 in memory).
     int red(unsigned x, unsigned y) const { return colors[(y * size + x) * 4 + 2]; }
-    float positionW(unsigned x, unsigned y) const { return positions[(y * size + x) * 4 + 3]; }
+    std::array<float, 4> position(unsigned x, unsigned y) const
+    {
+        const auto* texel = &positions[(y * size + x) * 4];
+        return {texel[0], texel[1], texel[2], texel[3]};
+    }
     int litPixels() const
     {
         int count = 0;
@@ -116,13 +124,14 @@ TEST_F(BoxesTest, EveryEdgeOfABoxIsDrawnExactlyOnce)
     }};
     for (const auto& [x, y] : midpoints) {
         EXPECT_EQ(red(x, y), 64) << "edge midpoint at pixel " << x << ", " << y;
-        EXPECT_EQ(positionW(x, y), 0.f) << "world position at pixel " << x << ", " << y;
+        EXPECT_EQ(position(x, y), (std::array<float, 4>{0, 0, 0, 0}))
+            << "world position at pixel " << x << ", " << y;
     }
     // Face centres and the background stay empty.
     EXPECT_EQ(red(20, 20), 0);
     EXPECT_EQ(red(32, 26), 0);
     EXPECT_EQ(red(60, 60), 0);
-    EXPECT_EQ(positionW(60, 60), 1.f);
+    EXPECT_EQ(position(60, 60), (std::array<float, 4>{1, 1, 1, 1}));
 }
 
 TEST_F(BoxesTest, AnUpdatableSetDrawsWhatTheLastUpdateGave)
@@ -168,6 +177,14 @@ TEST_F(BoxesTest, AFixedSetCannotBeUpdated)
     EXPECT_THROW(Boxes(gpu.devicePtr(), std::vector<BoxWithColor>{}), ComException);
 }
 
+TEST_F(BoxesTest, ABufferWiderThan32BitsIsRefusedBeforeAnythingIsCreated)
+{
+    // 153391690 × 28 bytes = 2^32 + 24: a wrapped width would give a 24-byte buffer for them all.
+    EXPECT_THAT([&] { Boxes(gpu.devicePtr(), std::size_t{153391690}); },
+                testing::ThrowsMessage<std::invalid_argument>(testing::HasSubstr("153391690 boxes")));
+    EXPECT_THROW(Boxes(gpu.devicePtr(), std::numeric_limits<std::size_t>::max()), std::invalid_argument);
+}
+
 TEST_F(BoxesTest, DrawLeavesNothingBound)
 {
     Boxes boxes(gpu.devicePtr(), std::size_t{1});
@@ -198,6 +215,15 @@ TEST_F(BoxesTest, DrawLeavesNothingBound)
 struct alignas(16) Constants {
     float values[4];
 };
+
+// Writes `content` into a dynamic buffer directly, as the wrapper's own upload would.
+void overwrite(Testing::TestDevice& gpu, ID3D11Buffer* buffer, const std::array<float, 4>& content)
+{
+    D3D11_MAPPED_SUBRESOURCE mapped{};
+    throwIfFailed(gpu.context()->Map(buffer, 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
+    std::memcpy(mapped.pData, content.data(), sizeof content);
+    gpu.context()->Unmap(buffer, 0);
+}
 
 std::array<float, 4> contentOf(Testing::TestDevice& gpu, ID3D11Buffer* buffer)
 {
@@ -250,6 +276,17 @@ TEST_F(BoxesTest, ConstantBufferUploadsOnlyWhatChangedAtBegin)
     } catch (const std::logic_error& error) {
         EXPECT_STREQ(error.what(), "Error: begin call is missing");
     }
+
+    // A begin with nothing changed must leave the buffer alone, even when it no longer matches the
+    // CPU copy; the next change is uploaded again.
+    overwrite(gpu, constants.get(), {13, 14, 15, 16});
+    constants.begin(gpu.context(), ShaderConfiguration::Pixel, 0);
+    constants.end(gpu.context());
+    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{13, 14, 15, 16})) << "uploaded although clean";
+    constants.modify().values[0] = 20;
+    constants.begin(gpu.context(), ShaderConfiguration::Pixel, 0);
+    constants.end(gpu.context());
+    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{20, 10, 11, 12}));
 }
 
 } // namespace

@@ -6,7 +6,10 @@
 #include <lumaro/render/gpu/InputLayouts.h>
 #include <lumaro/render/gpu/VertexRecords.h>
 
+#include <gmock/gmock.h>
+
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -174,8 +177,13 @@ TEST_F(GpuTest, IndexBufferIsImmutableAndRemembersItsOffset)
     bound.Reset();
 
     buffer.end(gpu.context());
+    format = DXGI_FORMAT_UNKNOWN;
+    offset = 0;
     gpu.context()->IAGetIndexBuffer(&bound, &format, &offset);
     EXPECT_EQ(bound.Get(), nullptr);
+    // end clears the buffer with the format and offset of the last begin.
+    EXPECT_EQ(format, DXGI_FORMAT_R32_UINT);
+    EXPECT_EQ(offset, 8u);
     EXPECT_EQ(buffer.offset(), 0u);
 
     IndexBuffer moved = std::move(buffer);
@@ -187,6 +195,16 @@ TEST_F(GpuTest, IndexBufferIsImmutableAndRemembersItsOffset)
 TEST_F(GpuTest, EmptyIndexBufferIsRefusedByTheDevice)
 {
     EXPECT_THROW(IndexBuffer(gpu.device(), std::vector<unsigned int>{}), ComException);
+}
+
+TEST_F(GpuTest, IndexBufferWiderThan32BitsIsRefusedBeforeTheDeviceIsAsked)
+{
+    // 1073741825 × 4 bytes = 2^32 + 4: a wrapped width would give a one-index buffer. Only the
+    // first index exists; nothing may read further.
+    const unsigned int first = 0;
+    EXPECT_THAT([&] { IndexBuffer(gpu.device(), &first, std::size_t{1073741825}); },
+                testing::ThrowsMessage<std::invalid_argument>(testing::HasSubstr("1073741825 indices")));
+    EXPECT_THROW(IndexBuffer(gpu.device(), &first, std::size_t{1073741824}), std::invalid_argument);
 }
 
 } // namespace

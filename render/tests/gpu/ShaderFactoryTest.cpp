@@ -184,8 +184,10 @@ TEST_F(ShaderFactory, GeometryShaderFileFormCompilesGsMain)
 
     auto* context = gpu.context();
     ComPtr<ID3D11GeometryShader> bound;
+    geometry.begin(context);
     context->GSGetShader(&bound, nullptr, nullptr);
     EXPECT_EQ(bound.Get(), geometry.get());
+    geometry.end(context);
     context->GSGetShader(bound.ReleaseAndGetAddressOf(), nullptr, nullptr);
     EXPECT_EQ(bound.Get(), nullptr);
 }

@@ -22,6 +22,8 @@ namespace Render {
 // whose 12 edges the vertex shader builds from the vertex id, so no corner buffers exist.
 class LUMARO_RENDER_API Boxes {
 public:
+    // Both set constructors throw std::invalid_argument, before compiling anything, when the boxes
+    // need a buffer wider than 32 bits can describe.
     // A fixed set (immutable on the GPU; update throws). An empty set is refused by the device.
     Boxes(const ComPtr<ID3D11Device>& device, std::vector<BoxWithColor> boxes);
     // An updatable set for up to `capacity` boxes; draws nothing before the first update.

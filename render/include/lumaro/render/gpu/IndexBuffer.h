@@ -15,7 +15,8 @@ namespace Render {
 class LUMARO_RENDER_API IndexBuffer {
 public:
     IndexBuffer() = default;
-    // Throws ComException when the device refuses the buffer (an empty index set included).
+    // Throws ComException when the device refuses the buffer (an empty index set included), and
+    // std::invalid_argument, before touching the device, for more indices than a buffer can describe.
     IndexBuffer(ID3D11Device* device, const unsigned int* indices, std::size_t count);
     IndexBuffer(ID3D11Device* device, const std::vector<unsigned int>& indices);
 

@@ -34,6 +34,7 @@ public:
     ID3D11SamplerState* get() const { return state_.Get(); }
 
 private:
+    // Field order state, stages, slot: see BindingLayout.
     ComPtr<ID3D11SamplerState> state_;
     StageBinding binding_;
 };

@@ -34,8 +34,9 @@ public:
     ID3D11ShaderResourceView* get() const { return view_.Get(); }
 
 private:
+    // Field order view, slot, stages: see BindingLayout.
     ComPtr<ID3D11ShaderResourceView> view_;
-    StageBinding binding_;
+    SlotFirstStageBinding binding_;
 };
 
 } // namespace Render

@@ -4,7 +4,9 @@
 
 #include <d3d11.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace Render {
 
@@ -19,9 +21,39 @@ struct StageSetters {
     Setter compute;
 };
 
+// The order of the stages and slot fields inside the wrappers that embed a binding. That order is
+// part of each wrapper's binary layout, which code built against the library may depend on, and
+// it differs between them: shader-resource views keep the slot first, samplers and constant
+// buffers the stages first.
+enum class BindingLayout {
+    StagesThenSlot,
+    SlotThenStages,
+};
+
+template <BindingLayout Layout>
+struct BindingFields;
+
+template <>
+struct BindingFields<BindingLayout::StagesThenSlot> {
+    ShaderConfiguration stages{};
+    std::uint32_t slot = 0;
+};
+
+template <>
+struct BindingFields<BindingLayout::SlotThenStages> {
+    std::uint32_t slot = 0;
+    ShaderConfiguration stages{};
+};
+
+static_assert(offsetof(BindingFields<BindingLayout::StagesThenSlot>, stages) <
+              offsetof(BindingFields<BindingLayout::StagesThenSlot>, slot));
+static_assert(offsetof(BindingFields<BindingLayout::SlotThenStages>, slot) <
+              offsetof(BindingFields<BindingLayout::SlotThenStages>, stages));
+
 // The stages and slot an object (view, sampler, constant buffer) is bound to between begin and
 // end. The object itself stays with its owner, which passes it and its kind's setters in.
-class StageBinding {
+template <BindingLayout Layout>
+class BasicStageBinding {
 public:
     // Throws std::logic_error when still bound from an earlier begin.
     template <class Object>
@@ -36,18 +68,17 @@ public:
     template <class Object>
     void end(ID3D11DeviceContext* context, const StageSetters<Object>& setters)
     {
-        requireBound(stages_);
+        requireBound(fields_.stages);
         apply<Object>(context, setters, nullptr);
-        stages_ = ShaderConfiguration{};
-        slot_ = 0;
+        fields_ = {};
     }
 
     // The first half of begin, for owners with work between taking the slot and filling it.
     void bind(ShaderConfiguration stages, unsigned slot)
     {
-        requireUnbound(stages_);
-        stages_ = stages;
-        slot_ = slot;
+        requireUnbound(fields_.stages);
+        fields_.stages = stages;
+        fields_.slot = slot;
     }
 
     // Puts `object` (null clears) into the slot of every bound stage.
@@ -55,22 +86,33 @@ public:
     void apply(ID3D11DeviceContext* context, const StageSetters<Object>& setters, Object* object) const
     {
         Object* const objects[] = {object};
-        forEachStage(stages_, [&](ShaderConfiguration stage) {
+        const UINT slot = fields_.slot;
+        forEachStage(fields_.stages, [&](ShaderConfiguration stage) {
             switch (stage) {
-            case ShaderConfiguration::Vertex: (context->*setters.vertex)(slot_, 1, objects); break;
-            case ShaderConfiguration::Pixel: (context->*setters.pixel)(slot_, 1, objects); break;
-            case ShaderConfiguration::Geometry: (context->*setters.geometry)(slot_, 1, objects); break;
-            case ShaderConfiguration::Compute: (context->*setters.compute)(slot_, 1, objects); break;
+            case ShaderConfiguration::Vertex: (context->*setters.vertex)(slot, 1, objects); break;
+            case ShaderConfiguration::Pixel: (context->*setters.pixel)(slot, 1, objects); break;
+            case ShaderConfiguration::Geometry: (context->*setters.geometry)(slot, 1, objects); break;
+            case ShaderConfiguration::Compute: (context->*setters.compute)(slot, 1, objects); break;
             }
         });
     }
 
-    ShaderConfiguration stages() const { return stages_; }
-    std::uint32_t slot() const { return slot_; }
+    ShaderConfiguration stages() const { return fields_.stages; }
+    std::uint32_t slot() const { return fields_.slot; }
 
 private:
-    ShaderConfiguration stages_{};
-    std::uint32_t slot_ = 0;
+    BindingFields<Layout> fields_;
 };
+
+// Samplers and constant buffers.
+using StageBinding = BasicStageBinding<BindingLayout::StagesThenSlot>;
+// Shader-resource views.
+using SlotFirstStageBinding = BasicStageBinding<BindingLayout::SlotThenStages>;
+
+// A binding is nothing but its fields, so an owner's layout follows from where it puts the binding.
+static_assert(std::is_standard_layout_v<StageBinding> &&
+              sizeof(StageBinding) == sizeof(BindingFields<BindingLayout::StagesThenSlot>));
+static_assert(std::is_standard_layout_v<SlotFirstStageBinding> &&
+              sizeof(SlotFirstStageBinding) == sizeof(BindingFields<BindingLayout::SlotThenStages>));
 
 } // namespace Render

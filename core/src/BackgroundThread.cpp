@@ -10,21 +10,22 @@ namespace Core {
 
 namespace {
 
-// The BackgroundThread whose function runs on this thread, so that a call that would make the
-// thread wait for itself is refused instead of deadlocking.
-thread_local const BackgroundThread* runningHere = nullptr;
+// The state of the BackgroundThread whose function runs on this thread, so that a call that would
+// make the thread wait for itself is refused (or, for the destructor, avoided) instead of
+// deadlocking.
+thread_local const void* runningHere = nullptr;
 
-void refuseFromOwnThread(const BackgroundThread* thread, const char* operation)
+void refuseFromOwnThread(const void* state, const char* operation)
 {
-    if (runningHere == thread)
+    if (runningHere == state)
         throw std::logic_error(std::string("BackgroundThread::") + operation + " called from its own thread");
 }
 
 } // namespace
 
-BackgroundThread::BackgroundThread(Function function) : mFunction(std::move(function))
+BackgroundThread::BackgroundThread(Function function) : mState(std::make_shared<State>(std::move(function)))
 {
-    if (!mFunction)
+    if (!mState->function)
         throw std::invalid_argument("BackgroundThread needs a function to run");
     std::lock_guard control(mControlMutex);
     start();
@@ -32,13 +33,23 @@ BackgroundThread::BackgroundThread(Function function) : mFunction(std::move(func
 
 BackgroundThread::~BackgroundThread()
 {
+    if (runningHere == mState.get()) {
+        // The run cannot wait for itself. It keeps its own share of the state, so it may go on
+        // until it notices the stop; no lock either, as a restart() elsewhere may hold it while
+        // waiting for this very run.
+        if (mThread.joinable()) {
+            mThread.request_stop();
+            mThread.detach();
+        }
+        return;
+    }
     std::lock_guard control(mControlMutex);
     stopAndJoin();
 }
 
 void BackgroundThread::restart()
 {
-    refuseFromOwnThread(this, "restart");
+    refuseFromOwnThread(mState.get(), "restart");
     std::lock_guard control(mControlMutex);
     stopAndJoin();
     start();
@@ -46,35 +57,35 @@ void BackgroundThread::restart()
 
 void BackgroundThread::stop()
 {
-    refuseFromOwnThread(this, "stop");
+    refuseFromOwnThread(mState.get(), "stop");
     std::lock_guard control(mControlMutex);
     stopAndJoin();
 }
 
 bool BackgroundThread::isRunning() const
 {
-    std::lock_guard lock(mStateMutex);
-    return mRunning;
+    std::lock_guard lock(mState->mutex);
+    return mState->running;
 }
 
 std::exception_ptr BackgroundThread::lastError() const
 {
-    std::lock_guard lock(mStateMutex);
-    return mLastError;
+    std::lock_guard lock(mState->mutex);
+    return mState->lastError;
 }
 
 void BackgroundThread::start()
 {
     {
-        std::lock_guard lock(mStateMutex);
-        mRunning = true;
-        mLastError = nullptr;
+        std::lock_guard lock(mState->mutex);
+        mState->running = true;
+        mState->lastError = nullptr;
     }
     try {
-        mThread = std::jthread([this](std::stop_token stopToken) { run(std::move(stopToken)); });
+        mThread = std::jthread([state = mState](std::stop_token stopToken) { run(*state, std::move(stopToken)); });
     } catch (...) {
-        std::lock_guard lock(mStateMutex);
-        mRunning = false;
+        std::lock_guard lock(mState->mutex);
+        mState->running = false;
         throw;
     }
 }
@@ -87,12 +98,12 @@ void BackgroundThread::stopAndJoin()
     mThread.join();
 }
 
-void BackgroundThread::run(std::stop_token stopToken)
+void BackgroundThread::run(State& state, std::stop_token stopToken)
 {
-    runningHere = this;
+    runningHere = &state;
     std::exception_ptr error;
     try {
-        mFunction(std::move(stopToken));
+        state.function(std::move(stopToken));
     } catch (const std::exception& exception) {
         error = std::current_exception();
         Log::error(std::string("Background thread ended with an exception: ") + exception.what());
@@ -100,10 +111,11 @@ void BackgroundThread::run(std::stop_token stopToken)
         error = std::current_exception();
         Log::error("Background thread ended with an exception of unknown type");
     }
-    std::lock_guard lock(mStateMutex);
-    mRunning = false;
+    runningHere = nullptr;
+    std::lock_guard lock(state.mutex);
+    state.running = false;
     if (error)
-        mLastError = error;
+        state.lastError = error;
 }
 
 } // namespace Core

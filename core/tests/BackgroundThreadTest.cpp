@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -185,6 +186,104 @@ TEST(BackgroundThreadTest, TheFunctionCannotRestartOrStopItsOwnThread)
     ASSERT_EQ(refusals.size(), 2u);
     EXPECT_NE(refusals[0].find("restart"), std::string::npos);
     EXPECT_NE(refusals[1].find("stop"), std::string::npos);
+}
+
+// A one-shot signal that one thread raises and another waits for. Shared, so that the raising
+// thread never touches it after the waiter has moved on and destroyed its own share.
+struct Signal {
+    std::mutex mutex;
+    std::condition_variable raised;
+    bool isRaised = false;
+
+    void raise()
+    {
+        std::lock_guard lock(mutex);
+        isRaised = true;
+        raised.notify_all();
+    }
+    void wait()
+    {
+        std::unique_lock lock(mutex);
+        raised.wait(lock, [&] { return isRaised; });
+    }
+};
+
+// Raises its signal when the last copy of the function that holds it is destroyed.
+struct ReleaseWatch {
+    std::shared_ptr<Signal> signal;
+    ~ReleaseWatch() { signal->raise(); }
+};
+
+// A loader whose run drops the last reference to the loader, e.g. its renderable goes away while
+// it works: the object dies on its own thread, which cannot join itself.
+TEST(BackgroundThreadTest, TheFunctionMayDestroyItsOwnThreadObject)
+{
+    const auto released = std::make_shared<Signal>();
+    const auto finished = std::make_shared<Signal>();
+    std::mutex mutex;
+    std::condition_variable handedOver;
+    std::unique_ptr<Core::BackgroundThread> owner;
+    bool stopRequestedAfterDestruction = false;
+    std::vector<int> capturedAfterDestruction;
+
+    auto watch = std::make_shared<ReleaseWatch>(ReleaseWatch{released});
+    std::vector<int> captured{1, 2, 3};
+    auto thread = std::make_unique<Core::BackgroundThread>(
+        [&, watch = std::move(watch), captured = std::move(captured), finished](std::stop_token stop) {
+            {
+                std::unique_lock lock(mutex);
+                handedOver.wait(lock, [&] { return owner != nullptr; });
+            }
+            owner.reset();
+            // Still running, with everything the function captured intact.
+            stopRequestedAfterDestruction = stop.stop_requested();
+            capturedAfterDestruction = captured;
+            EXPECT_TRUE(watch);
+            finished->raise();
+        });
+    {
+        std::lock_guard lock(mutex);
+        owner = std::move(thread);
+        handedOver.notify_all();
+    }
+    finished->wait();
+    released->wait(); // the function and its captures go once the run is over
+    EXPECT_TRUE(stopRequestedAfterDestruction);
+    EXPECT_EQ(capturedAfterDestruction, (std::vector<int>{1, 2, 3}));
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(owner, nullptr);
+}
+
+// An exception that a run throws after its object is gone is still logged, not fatal.
+TEST(BackgroundThreadTest, ARunThatOutlivesItsObjectMayStillThrow)
+{
+    const auto logged = std::make_shared<Signal>();
+    std::string message;
+    const auto previous = Core::Log::setSink([&message, logged](Core::Log::Level level, std::string_view text) {
+        if (level == Core::Log::Level::Error) {
+            message = text;
+            logged->raise();
+        }
+    });
+    std::mutex mutex;
+    std::condition_variable handedOver;
+    std::unique_ptr<Core::BackgroundThread> owner;
+    auto thread = std::make_unique<Core::BackgroundThread>([&](std::stop_token) {
+        {
+            std::unique_lock lock(mutex);
+            handedOver.wait(lock, [&] { return owner != nullptr; });
+        }
+        owner.reset();
+        throw std::runtime_error("store closed under the loader");
+    });
+    {
+        std::lock_guard lock(mutex);
+        owner = std::move(thread);
+        handedOver.notify_all();
+    }
+    logged->wait();
+    Core::Log::setSink(previous);
+    EXPECT_NE(message.find("store closed under the loader"), std::string::npos) << message;
 }
 
 TEST(BackgroundThreadTest, AnEmptyFunctionIsRejected)

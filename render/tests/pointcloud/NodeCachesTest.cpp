@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
+#include <string>
+#include <utility>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -126,6 +129,41 @@ TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
         },
         std::invalid_argument);
     EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 3, 1)->capacity(), 3u);
+}
+
+TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookUp)
+{
+    const PoTree::FileSystemLocation location("/fake/bad-scale");
+    // Registered first: a NaN key would compare equal to it and get it back.
+    const auto registered = Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 100, 1);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::pair<double, const char*> refused[] = {
+        {nan, "got NaN"}, {infinity, "got infinity"}, {-infinity, "got -infinity"}, {0.0, "got 0"}, {-2.5, "got -2.5"}};
+    for (const auto& entry : refused) {
+        const double scale = entry.first;
+        const char* const shown = entry.second;
+        const auto expectRefused = [&](auto&& call) {
+            try {
+                call();
+                ADD_FAILURE() << "accepted the unit scale " << shown;
+            } catch (const std::invalid_argument& error) {
+                const std::string message = error.what();
+                EXPECT_NE(message.find("nit scale"), std::string::npos) << message;
+                EXPECT_NE(message.find("bad-scale"), std::string::npos) << message;
+                EXPECT_NE(message.find(shown), std::string::npos) << message;
+            }
+        };
+        expectRefused([&] { Render::SharedNodeCaches::vertexContainerCache(location, scale, 100, 1); });
+        expectRefused([&] { Render::SharedNodeCaches::meshDistanceCache(location, scale, 10); });
+        expectRefused([&] { Render::SharedNodeCaches::pointDataCache(location, scale, 100, 1); });
+    }
+    // The smallest positive scale is a scale like any other, with a cache of its own.
+    const double tiny = std::numeric_limits<double>::denorm_min();
+    const auto small = Render::SharedNodeCaches::vertexContainerCache(location, tiny, 100, 1);
+    EXPECT_NE(small, registered);
+    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, tiny, 5, 1), small);
+    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 5, 1), registered);
 }
 
 TEST(NodeVertexCache, LoadsANodeOnceAndCountsItsPoints)

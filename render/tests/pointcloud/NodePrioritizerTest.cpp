@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <utility>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -242,6 +243,51 @@ TEST(NodePrioritizer, ANodeAdmittedByAnotherLoaderDuringTheFetchIsNotAddedTwice)
     EXPECT_FALSE(result.changed);
     EXPECT_EQ(prioritizer.residentNodeCount(), 1u);
     EXPECT_EQ(prioritizer.totalUsedPointCount(), 10u);
+}
+
+// While one offer reads its node unlocked, another loader fills the budget. Whether the first node
+// still gets in depends on how it ranks against what is resident by then, not on the state it saw
+// before the read.
+TEST(NodePrioritizer, ABudgetFilledDuringTheFetchIsJudgedAgainAfterIt)
+{
+    auto inner = tenPointsEach();
+    const auto fillDuringFetch = [&](NodePrioritizer& prioritizer, FakeVertexSource& racing,
+                                     std::vector<std::pair<const char*, float>> filling) {
+        racing.setBeforeReturn([&prioritizer, &inner, filling = std::move(filling)](OctreeNodeId) {
+            for (const auto& [name, size] : filling)
+                EXPECT_TRUE(prioritizer.offer(idOf(name), unitCube, priorityOfSize(size), inner, {}).resident);
+            EXPECT_EQ(prioritizer.totalUsedPointCount(), prioritizer.totalMaxPointCount());
+        });
+    };
+
+    {
+        // Filled with nodes more important (50, 60) than the one being read (10): it stays out.
+        NodePrioritizer prioritizer(20);
+        auto racing = tenPointsEach();
+        fillDuringFetch(prioritizer, racing, {{"r2", 50.0f}, {"r3", 60.0f}});
+        const auto result = prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), racing, {});
+        EXPECT_EQ(racing.fetches(OctreeNodeId::fromName("r1")), 1u) << "the empty budget let it be read";
+        EXPECT_FALSE(result.resident);
+        EXPECT_FALSE(result.changed);
+        EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
+        EXPECT_EQ(prioritizer.residentNodeCount(), 2u);
+        EXPECT_FALSE(prioritizer.isResident(idOf("r1")));
+        EXPECT_TRUE(prioritizer.isResident(idOf("r2")));
+        EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
+    }
+    {
+        // Filled with less important nodes (5, 6): it displaces the least important of them.
+        NodePrioritizer prioritizer(20);
+        auto racing = tenPointsEach();
+        fillDuringFetch(prioritizer, racing, {{"r2", 5.0f}, {"r3", 6.0f}});
+        const auto result = prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), racing, {});
+        EXPECT_TRUE(result.resident);
+        EXPECT_TRUE(result.changed);
+        EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
+        EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
+        EXPECT_FALSE(prioritizer.isResident(idOf("r2")));
+        EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
+    }
 }
 
 // Loader threads of three point clouds offer at once while another thread publishes and lowers

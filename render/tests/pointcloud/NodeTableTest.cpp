@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <map>
 #include <random>
@@ -263,6 +264,67 @@ TEST_F(NodeTable, PointsOnAMidPlaneBelongToTheUpperChild)
     admit("r4");
     const PointCloudBuffers& both = publish(1);
     EXPECT_EQ(lodLevel(both, 0, 0, origin, Eigen::Vector3f(32.0f, 10.0f, 10.0f)), 1u);
+}
+
+// Every node down to level 3 is resident: texel 0 the root, 1 to 8 level 1, 9 to 72 level 2, 73
+// to 584 level 3, and behind them r4470 (585) and r7777 (586). Level-2 node number j (r<a><b>, j =
+// 8a + b) sits at texel 9 + j and its first child at 73 + 8j, so 64 + 7j texels further: from j = 28
+// on, that no longer fits in one byte.
+TEST_F(NodeTable, ChildOffsetsBeyond255UseTheHighByteToo)
+{
+    std::vector<OctreeNodeId> resident{OctreeNodeId::root()};
+    for (std::size_t i = 0; resident.size() < 1 + 8 + 64 + 512; ++i)
+        for (std::size_t child = 0; child < 8; ++child)
+            resident.push_back(resident[i].child(child));
+    resident.push_back(OctreeNodeId::fromName("r4470"));
+    resident.push_back(OctreeNodeId::fromName("r7777"));
+    for (const OctreeNodeId node : resident)
+        ASSERT_TRUE(prioritizer.offer({1, node}, cubeOf(node, rootSize), priorityOfSize(10.0f), source, {}).resident);
+    const PointCloudBuffers& table = publish(1);
+    ASSERT_EQ(table.nodeCount(), 587u);
+    EXPECT_EQ(table.levelCount, 5u);
+
+    const auto bytesAt = [&](std::size_t texel) {
+        const std::uint8_t* bytes = &table.nodeTexels[texel * 4];
+        return std::array<unsigned, 3>{bytes[0], bytes[1], bytes[2]}; // mask, high, low
+    };
+    // r33 (j = 27): 253, still one byte. r34 (j = 28): 260 = 0x104. r44 (j = 36): 316 = 0x13C.
+    // r77 (j = 63): 505 = 0x1F9.
+    EXPECT_EQ(table.nodes[36].cube, cubeOf(OctreeNodeId::fromName("r33"), rootSize));
+    EXPECT_EQ(bytesAt(36), (std::array<unsigned, 3>{0xFF, 0x00, 0xFD}));
+    EXPECT_EQ(table.nodes[37].cube, cubeOf(OctreeNodeId::fromName("r34"), rootSize));
+    EXPECT_EQ(bytesAt(37), (std::array<unsigned, 3>{0xFF, 0x01, 0x04}));
+    EXPECT_EQ(table.nodes[45].cube, cubeOf(OctreeNodeId::fromName("r44"), rootSize));
+    EXPECT_EQ(bytesAt(45), (std::array<unsigned, 3>{0xFF, 0x01, 0x3C}));
+    EXPECT_EQ(table.nodes[72].cube, cubeOf(OctreeNodeId::fromName("r77"), rootSize));
+    EXPECT_EQ(bytesAt(72), (std::array<unsigned, 3>{0xFF, 0x01, 0xF9}));
+    for (unsigned j = 0; j < 64; ++j)
+        EXPECT_EQ(texelAt(table, 9 + j).offset, 64 + 7 * j) << "level-2 node " << j;
+    // r447 at 73 + 8 * 36 + 7 = 368 and r777 at 584, each with one child at the end.
+    EXPECT_EQ(bytesAt(368), (std::array<unsigned, 3>{0b00000001, 0, 585 - 368}));
+    EXPECT_EQ(bytesAt(584), (std::array<unsigned, 3>{0b10000000, 0, 2}));
+
+    // r4470 is [56, 60) x [8, 12) x [8, 12), r7777 is [60, 64)^3. Read with the low byte alone, the
+    // walk would land on a childless level-3 node and answer 3.
+    const Eigen::Vector3f origin = Eigen::Vector3f::Zero();
+    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(57.0f, 9.0f, 11.5f)), 4u);
+    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(61.0f, 9.0f, 9.0f)), 3u); // r4474
+    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(62.0f, 63.5f, 60.0f)), 4u);
+    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(59.0f, 63.0f, 63.0f)), 3u); // r7773
+    // From the level-2 nodes themselves, as when drawing them.
+    EXPECT_EQ(lodLevel(table, 45, 2, Eigen::Vector3f(48.0f, 0.0f, 0.0f), Eigen::Vector3f(57.0f, 9.0f, 11.5f)), 4u);
+    EXPECT_EQ(lodLevel(table, 72, 2, Eigen::Vector3f(48.0f, 48.0f, 48.0f), Eigen::Vector3f(62.0f, 63.5f, 60.0f)),
+              4u);
+
+    const std::set<OctreeNodeId> drawn(resident.begin(), resident.end());
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> coordinate(0, 255);
+    for (int i = 0; i < 2000; ++i) {
+        const Eigen::Vector3f point =
+            Eigen::Vector3f(coordinate(random), coordinate(random), coordinate(random)) * (rootSize / 256.0f);
+        EXPECT_EQ(lodLevel(table, 0, 0, origin, point), expectedLevel(drawn, OctreeNodeId::root(), point))
+            << point.transpose();
+    }
 }
 
 } // namespace

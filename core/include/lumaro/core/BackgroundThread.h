@@ -2,9 +2,11 @@
 
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <stop_token>
 #include <thread>
+#include <utility>
 
 namespace Core {
 
@@ -20,7 +22,9 @@ public:
 
     // Starts the function at once. Throws std::invalid_argument for an empty function.
     explicit BackgroundThread(Function function);
-    // Requests a stop and waits for the function to return.
+    // Requests a stop and waits for the function to return. Called from the function itself (its
+    // run drops the last owner of this object), it requests the stop and lets the run finish on
+    // its own instead: the function and what it captured stay alive until it returns.
     ~BackgroundThread();
 
     BackgroundThread(const BackgroundThread&) = delete;
@@ -39,17 +43,24 @@ public:
     std::exception_ptr lastError() const;
 
 private:
+    // What a run needs, shared by the object and its thread, so that a run can outlive an object
+    // destroyed from inside it.
+    struct State {
+        explicit State(Function function) : function(std::move(function)) {}
+        const Function function;
+        mutable std::mutex mutex;
+        bool running = false;
+        std::exception_ptr lastError;
+    };
+
     void start();
     void stopAndJoin();
-    void run(std::stop_token stopToken);
+    static void run(State& state, std::stop_token stopToken);
 
-    Function mFunction;
+    const std::shared_ptr<State> mState;
     // Serialises restart(), stop() and destruction; held while joining, never by the thread.
     std::mutex mControlMutex;
-    mutable std::mutex mStateMutex;
-    bool mRunning = false;
-    std::exception_ptr mLastError;
-    std::jthread mThread; // last, so it is joined before the members it uses are destroyed
+    std::jthread mThread;
 };
 
 } // namespace Core

@@ -44,7 +44,8 @@ public:
 
     // Each returns the cache registered for (location, unitScale), or creates and registers one of
     // the given sizes; the sizes of later calls for a registered cache are ignored. A capacity of
-    // 0 for a new cache throws std::invalid_argument.
+    // 0 for a new cache, or a unit scale that is not a finite number greater than 0, throws
+    // std::invalid_argument.
     static std::shared_ptr<VertexContainerCache> vertexContainerCache(const Octree::Location& location,
                                                                       double unitScale, std::size_t capacity,
                                                                       std::size_t expectedEntries);

@@ -31,8 +31,9 @@ TEST(BufferByteWidth, RefusesACountWhoseWidthWouldWrap)
     EXPECT_THAT([] { bufferByteWidth(153391690, 28, "boxes"); },
                 ThrowsMessage<std::invalid_argument>(HasSubstr("153391690 boxes of 28 bytes")));
     EXPECT_THROW(bufferByteWidth(std::numeric_limits<std::size_t>::max(), 28, "boxes"), std::invalid_argument);
-    if constexpr (sizeof(std::size_t) > sizeof(std::uint32_t))
+    if constexpr (sizeof(std::size_t) > sizeof(std::uint32_t)) {
         EXPECT_THROW(bufferByteWidth(static_cast<std::size_t>(4294967296ull), 1, "bytes"), std::invalid_argument);
+    }
 }
 
 } // namespace

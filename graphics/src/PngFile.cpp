@@ -29,7 +29,9 @@ void writePngFile(const std::filesystem::path& path, std::size_t width, std::siz
                                        std::to_string(height) + ")"; };
     if (width == 0 || height == 0)
         throw std::runtime_error("Cannot write an empty image to PNG file " + describe());
-    if (width > INT_MAX / 4 || height > INT_MAX)
+    // The encoder sizes its filtered copy, (row bytes + 1) x rows, in an int.
+    if (width > INT_MAX / 4 || height > INT_MAX ||
+        (width * static_cast<std::size_t>(channels) + 1) * height > static_cast<std::size_t>(INT_MAX))
         throw std::runtime_error("Image is too large for PNG file " + describe());
     if (pixels.size() != width * height * static_cast<std::size_t>(channels))
         throw std::logic_error("PNG pixel buffer does not match the image size for " + describe());

@@ -1,6 +1,8 @@
 #include <lumaro/graphics/ColorImage.h>
 #include <lumaro/graphics/DepthImage.h>
 
+#include "PngFile.h"
+
 #include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
@@ -94,6 +96,29 @@ TEST_F(PngTest, FailuresNameTheFile)
     EXPECT_THROW(Graphics::DepthImage(1, 1).writePng(folder / "flat.png", 2.0F, 2.0F), std::invalid_argument);
     EXPECT_THROW(Graphics::DepthImage(1, 1).writePng(folder / "inf.png", 0.0F, std::numeric_limits<float>::infinity()),
                  std::invalid_argument);
+}
+
+// The encoder keeps a filtered copy of (row bytes + 1) x rows bytes in an int: images whose copy
+// would not fit are refused before anything is written. The pixel buffers are left empty, so an
+// accepted size shows as the later complaint about the buffer instead.
+TEST_F(PngTest, ImagesWhoseEncodedCopyExceedsAnIntAreRefused)
+{
+    const auto refusal = [&](std::size_t width, std::size_t height, int channels) -> std::string {
+        try {
+            Graphics::writePngFile(folder / "large.png", width, height, channels, {});
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        } catch (const std::logic_error&) {
+            return "accepted"; // the size passed; the empty buffer did not
+        }
+        return "written";
+    };
+    // (46340 + 1) x 46340 = 2147441940 fits below 2^31 - 1; (46341 + 1) x 46341 = 2147534622 does not.
+    EXPECT_EQ(refusal(46340, 46340, 1), "accepted");
+    EXPECT_NE(refusal(46341, 46341, 1).find("too large"), std::string::npos);
+    // 32768 x 32768 RGBA: the copy would wrap to 32768 bytes in 32 bits.
+    EXPECT_NE(refusal(32768, 32768, 4).find("too large"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder / "large.png"));
 }
 
 } // namespace

@@ -74,8 +74,11 @@ Vector3d nearestOnTriangle(const Vector3d& p, const Vector3d& a, const Vector3d&
     if (va <= 0.0 && towardsC >= 0.0 && towardsB >= 0.0 && towardsC + towardsB > 0.0)
         return b + towardsC / (towardsC + towardsB) * (c - b);
 
+    // The sum is |ab x ac|^2. For a triangle whose corners lie on one line it is rounding noise,
+    // and dividing by it would put the point anywhere: such slivers (sine of the corner angle below
+    // 1e-6) are measured as their edges.
     const double sum = va + vb + vc;
-    if (!(sum > 0.0))
+    if (!(sum > 1e-12 * ab.squaredNorm() * ac.squaredNorm()))
         return nearestOnDegenerateTriangle(p, a, b, c);
     return a + ab * (vb / sum) + ac * (vc / sum);
 }

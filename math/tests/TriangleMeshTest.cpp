@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -59,6 +60,21 @@ TEST(TriangleMeshTest, DegenerateTrianglesActAsSegmentsOrPoints)
     expectNearest(line, P(4, 0, 2), P(3, 0, 0), 0, 5);
     const Mesh dot({P(1, 1, 1)}, {{0, 0, 0}});
     expectNearest(dot, P(1, 1, 3), P(1, 1, 1), 0, 4);
+
+    // Corners on one line (up to float rounding) in general position, where the projection's
+    // products are rounding noise: the answer is the nearest point of the segment a..c, worked
+    // out here in double precision.
+    const P a(0.971862257F, 0.855209529F, 0.635047019F);
+    const P b(0.356765807F, 0.351029158F, 0.570602417F);
+    const P c = a + 3.0F * (b - a);
+    const P query(-0.7332F, -0.2674F, 0.9424F);
+    const Eigen::Vector3d ad = a.cast<double>();
+    const Eigen::Vector3d acd = c.cast<double>() - ad;
+    const double t = std::clamp((query.cast<double>() - ad).dot(acd) / acd.squaredNorm(), 0.0, 1.0);
+    const Eigen::Vector3d expected = ad + t * acd;
+    const Mesh sliver({a, b, c}, {{0, 1, 2}});
+    expectNearest(sliver, query, expected.cast<float>(), 0,
+                  static_cast<float>((query.cast<double>() - expected).squaredNorm()));
 }
 
 TEST(TriangleMeshTest, DistanceBoundAndEmptyMesh)

@@ -60,7 +60,11 @@ buildroot_step_base() {
     [ -f "$root/.lumaro-base" ] && return 0
     log "creating the Debian 13 build root in $root (about a minute)"
     buildroot_unmount_all
-    rm -rf "$root"
+    local point
+    for point in $(buildroot_mount_points); do
+        ! mountpoint -q "$point" || die "$point is still mounted; not removing the half-made root $root"
+    done
+    rm -rf --one-file-system "$root"
     mkdir -p "$root"
     debootstrap --variant=minbase trixie "$root" "$debian_mirror" >"$root.debootstrap.log" 2>&1 \
         || { tail -20 "$root.debootstrap.log" >&2; die "debootstrap failed (log: $root.debootstrap.log)"; }

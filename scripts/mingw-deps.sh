@@ -14,8 +14,11 @@ cd "$work"
 echo "deb-src http://deb.debian.org/debian trixie main" >/etc/apt/sources.list.d/trixie-src.list
 apt-get update -qq
 
-# Brotli 1.0.9 from bookworm: trixie's source package is not complete on the mirror.
-apt-get source --download-only -qq brotli=1.0.9-2 >/dev/null
+# Brotli 1.0 from bookworm: trixie's 1.1 source package is not complete on the mirror. The Debian
+# revision is looked up, not written down, so that a point release does not break a fresh build.
+brotli_version=$(apt-cache showsrc brotli | awk '/^Version: 1\.0\./ {print $2}' | sort -V | tail -n 1)
+[ -n "$brotli_version" ] || { echo "no brotli 1.0 source package in the source index" >&2; exit 1; }
+apt-get source --download-only -qq "brotli=$brotli_version" >/dev/null
 dpkg-source -x --skip-patches brotli_*.dsc brotli-src >/dev/null
 cmake -S brotli-src -B brotli-build -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
@@ -23,8 +26,9 @@ cmake -S brotli-src -B brotli-build -G Ninja \
 cmake --build brotli-build >/dev/null
 cmake --install brotli-build >/dev/null
 
-# Zstandard 1.5.7 from trixie, the same version as the native build's libzstd-dev.
-apt-get source --download-only -qq libzstd=1.5.7+dfsg-1 >/dev/null
+# Zstandard from trixie, the very version of the native build's libzstd-dev.
+zstd_version=$(dpkg-query -W -f='${source:Version}' libzstd-dev)
+apt-get source --download-only -qq "libzstd=$zstd_version" >/dev/null
 dpkg-source -x --skip-patches libzstd_*.dsc zstd-src >/dev/null
 cmake -S zstd-src/build/cmake -B zstd-build -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
@@ -36,7 +40,10 @@ cmake --install zstd-build >/dev/null
 # LASzip 3.5.0 from trixie. The mirror serves its upstream tarball but not always the .dsc, so the
 # tarball is checked against the checksum that the source index lists.
 laszip_version=3.5.0
-apt-get source --download-only -qq "laszip=$laszip_version-2" >/dev/null 2>&1 || true
+laszip_revision=$(apt-cache showsrc laszip | awk -v v="$laszip_version-" 'index($0, "Version: " v) == 1 {print $2}' \
+    | sort -V | tail -n 1)
+[ -n "$laszip_revision" ] || { echo "no laszip $laszip_version source package in the source index" >&2; exit 1; }
+apt-get source --download-only -qq "laszip=$laszip_revision" >/dev/null 2>&1 || true
 laszip_tarball="laszip_$laszip_version.orig.tar.xz"
 laszip_sha256=$(apt-cache showsrc laszip \
     | awk -v f="$laszip_tarball" '/^Checksums-Sha256:/ {s=1; next} /^[^ ]/ {s=0} s && $3 == f {print $1; exit}')

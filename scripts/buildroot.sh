@@ -14,13 +14,6 @@ lock_file="$root.lock"
 
 log() { echo "[dev] $*" >&2; }
 
-buildroot_mount_points() {
-    # Mount points inside the root, in mounting order.
-    echo "$root/proc" "$root/sys" "$root/dev" "$root/dev/pts" "$root$repo"
-    [ -d "$repo/../shared" ] && echo "$root$(cd "$repo/../shared" && pwd)"
-    return 0
-}
-
 buildroot_mount_all() {
     local target
     mkdir -p "$root$repo"
@@ -36,10 +29,15 @@ buildroot_mount_all() {
     fi
 }
 
+# Every mount inside the root, deepest first: also those of other checkouts that used the root
+# while this one did (each mounts its own repository), so the last one out leaves nothing behind.
+buildroot_mounts_inside() {
+    awk -v prefix="$root/" 'index($2, prefix) == 1 {print $2}' /proc/self/mounts | sort -r
+}
+
 buildroot_unmount_all() {
-    local points point
-    points=$(buildroot_mount_points | tr ' ' '\n' | tac)
-    for point in $points; do
+    local point
+    for point in $(buildroot_mounts_inside); do
         mountpoint -q "$point" && { umount -R "$point" 2>/dev/null || umount -l -R "$point" 2>/dev/null || true; }
     done
     return 0
@@ -60,10 +58,7 @@ buildroot_step_base() {
     [ -f "$root/.lumaro-base" ] && return 0
     log "creating the Debian 13 build root in $root (about a minute)"
     buildroot_unmount_all
-    local point
-    for point in $(buildroot_mount_points); do
-        ! mountpoint -q "$point" || die "$point is still mounted; not removing the half-made root $root"
-    done
+    [ -z "$(buildroot_mounts_inside)" ] || die "something is still mounted in $root; not removing the half-made root"
     rm -rf --one-file-system "$root"
     mkdir -p "$root"
     debootstrap --variant=minbase trixie "$root" "$debian_mirror" >"$root.debootstrap.log" 2>&1 \

@@ -58,13 +58,11 @@ wine_stop() {
 with_wine() {
     exec 8>/var/lock/lumaro-wine.lock
     flock 8
-    if ! wine_start; then
-        wine_stop
-        flock -u 8
-        return 1
+    local status=1
+    if wine_start; then
+        "$@"
+        status=$?
     fi
-    "$@"
-    local status=$?
     wine_stop
     flock -u 8
     return $status

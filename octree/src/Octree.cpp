@@ -1,9 +1,11 @@
 #include <lumaro/octree/Octree.h>
+#include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
 #include "ModelTransform.h"
 #include "OpenEntwineTree.h"
 
+#include <algorithm>
 #include <cmath>
 #include <deque>
 #include <filesystem>
@@ -142,6 +144,46 @@ ModelTransform Octree::modelTransform(const std::array<double, 3>& scale, const 
         transform.offsetFromOrigin[axis] = offset[axis] - m_cubeMin[axis];
     }
     return transform;
+}
+
+std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
+{
+    const std::lock_guard lock(m_intensityMutex);
+    if (m_fullIntensity) {
+        return m_fullIntensity;
+    }
+    std::uint16_t full = 65535;
+    if (availableAttributes().contains(PointAttribute::Intensity)) {
+        std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
+        while (!pending.empty()) {
+            const OctreeNodeId node = pending.front();
+            pending.pop_front();
+            std::optional<NodePointData> sample;
+            try {
+                if (pointCount(node) == 0) {
+                    for (const OctreeNodeId child : children(node, stop)) {
+                        pending.push_back(child);
+                    }
+                    continue;
+                }
+                sample = nodePointData(node, stop, PointAttribute::Intensity);
+            } catch (const OperationCancelled&) {
+                return std::nullopt;
+            }
+            if (!sample) {
+                return std::nullopt;
+            }
+            std::vector<std::uint16_t> intensities(sample->intensities().begin(), sample->intensities().end());
+            if (!intensities.empty()) {
+                const auto percentile = intensities.begin() + static_cast<std::ptrdiff_t>((intensities.size() - 1) * 99 / 100);
+                std::nth_element(intensities.begin(), percentile, intensities.end());
+                full = std::max<std::uint16_t>(*percentile, 1);
+            }
+            break;
+        }
+    }
+    m_fullIntensity = full;
+    return m_fullIntensity;
 }
 
 void Octree::addExternalAttributeLocation(const Location& location)

@@ -188,9 +188,12 @@ TEST(BadStore, NodeDataPastTheEndOrCorrupt)
                             "Brotli");
 
     folder.write("octree.bin", chunk);
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 3, 0, chunk.size())); // 3 points claimed, 2 stored
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 1, 0, chunk.size())); // 1 point claimed, 2 stored
     EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
                             "decompresses to");
+    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 3, 0, chunk.size())); // more than the store's 2 points
+    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
+                            "whole store holds 2");
 }
 
 TEST(BadStore, InterleavedNodeOfTheWrongSize)

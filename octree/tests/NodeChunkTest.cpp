@@ -35,6 +35,7 @@ struct BrotliNodeFixture {
         }
         const std::string chunk = OctreeTest::brotliStored(columns);
         folder.write("octree.bin", std::string(leadingBytes, 'x') + chunk);
+        metadata.points = points;
         node.pointCount = points;
         node.byteOffset = leadingBytes;
         node.byteSize = chunk.size();
@@ -182,10 +183,30 @@ TEST(NodeChunk, BadChunksNameTheFileAndTheProblem)
     NodeColumns wanted;
     wanted.positions = &positions;
     std::size_t count = 0;
+    std::string message;
     auto decode = [&] { decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count); };
 
+    // A record cannot claim more points than the whole store has, not even where the record's
+    // visibility would fill the column without reading the chunk.
+    store.node.pointCount = 3;
+    EXPECT_NE(failureOf<std::exception>(decode).find("but the whole store holds 2"), std::string::npos);
+    BrotliNodeFixture recordVisibility({{"visibility", 1}}, 2, std::string(2, '\0'), true);
+    recordVisibility.node.pointCount = 0xFFFFFFFFu;
+    recordVisibility.node.visibility = Octree::NodeVisibility::AllHidden;
+    std::vector<std::uint8_t> visibilities;
+    NodeColumns onlyVisibility;
+    onlyVisibility.visibilities = &visibilities;
+    std::size_t claimed = 0xFFFFFFFFu;
+    message = failureOf<std::exception>([&] {
+        decodeNodeChunk(recordVisibility.loader, recordVisibility.metadata, recordVisibility.node, {}, onlyVisibility,
+                        claimed);
+    });
+    EXPECT_NE(message.find("but the whole store holds 2"), std::string::npos) << message;
+    EXPECT_TRUE(visibilities.empty());
+
+    store.metadata.points = std::uint64_t(1) << 40; // a store so large that only the chunk can tell
     store.node.pointCount = 3; // the stream holds only two points
-    std::string message = failureOf<std::exception>(decode);
+    message = failureOf<std::exception>(decode);
     EXPECT_NE(message.find("octree.bin"), std::string::npos) << message;
     EXPECT_NE(message.find("decompresses to"), std::string::npos) << message;
 

@@ -1,5 +1,7 @@
 // lumaro: the command-line front end of LumaroRender.
 #include "PointWriter.h"
+#include "RenderCommand.h"
+#include "RenderOptions.h"
 #include "StoreInfo.h"
 
 #include <lumaro/octree/Octree.h>
@@ -17,6 +19,19 @@ namespace {
 std::shared_ptr<Octree::Octree> openStore(const std::string& path)
 {
     return Octree::Octree::open(PoTree::FileSystemLocation(path));
+}
+
+// The error and its nested causes on one line.
+std::string explain(const std::exception& error)
+{
+    std::string text = error.what();
+    try {
+        std::rethrow_if_nested(error);
+    } catch (const std::exception& cause) {
+        text += ": " + explain(cause);
+    } catch (...) {
+    }
+    return text;
 }
 
 } // namespace
@@ -37,9 +52,28 @@ int main(int argc, char** argv)
     points->add_option("STORE", store, "Folder of a Potree 2.0 or Entwine store")->required();
     points->add_option("--max-level", maxLevel, "Deepest octree level to include (the root is level 0)");
 
-    CLI11_PARSE(app, argc, argv);
+    Tool::RenderOptions renderOptions;
+    Tool::RenderCommandLine render(app, renderOptions);
 
     try {
+        app.parse(argc, argv);
+        if (render.command()->parsed())
+            render.finish();
+    } catch (const CLI::CallForHelp& help) {
+        return app.exit(help);
+    } catch (const CLI::CallForAllHelp& help) {
+        return app.exit(help);
+    } catch (const std::exception& error) {
+        std::cerr << "lumaro: error: " << error.what() << " (lumaro --help tells more)\n";
+        return 2;
+    }
+
+    try {
+        if (render.command()->parsed()) {
+            const int status = Tool::renderStores(renderOptions);
+            std::cout << "wrote " << renderOptions.output.string() << '\n';
+            return status;
+        }
         const auto tree = openStore(store);
         if (info->parsed()) {
             std::cout << Tool::storeInfo(*tree).dump(2) << '\n';
@@ -53,7 +87,7 @@ int main(int argc, char** argv)
             return 1;
         }
     } catch (const std::exception& error) {
-        std::cerr << "lumaro: error: " << error.what() << '\n';
+        std::cerr << "lumaro: error: " << explain(error) << '\n';
         return 1;
     }
     return 0;

@@ -96,10 +96,10 @@ std::filesystem::path EntwineTree::dataFile(const Key& key) const
     return location().file("ept-data") / (key.toString() + "." + std::string(fileExtension(m_metadata.dataType)));
 }
 
-std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id) const
+std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id, std::stop_token stop) const
 {
     std::vector<OctreeNodeId> result;
-    for (const Key& child : m_hierarchy.children(Key::of(id))) {
+    for (const Key& child : m_hierarchy.children(Key::of(id), stop)) {
         result.push_back(child.nodeId());
     }
     return result;

@@ -1,6 +1,7 @@
 #include <lumaro/octree/entwine/Hierarchy.h>
 
 #include <lumaro/core/ReadLocalFile.h>
+#include <lumaro/octree/OperationCancelled.h>
 
 #include <nlohmann/json.hpp>
 
@@ -65,10 +66,10 @@ Hierarchy::Hierarchy(std::filesystem::path folder) : m_folder(std::move(folder))
     m_filesRead.push_back(root);
 }
 
-void Hierarchy::readSubtreeFile(const Key& key) const
+std::vector<Hierarchy::Entry> Hierarchy::readSubtreeFile(const Key& key) const
 {
     const std::filesystem::path file = fileOf(m_folder, key);
-    const std::vector<Entry> entries = parseFile(Core::readLocalFile(file), file);
+    std::vector<Entry> entries = parseFile(Core::readLocalFile(file), file);
     bool listsItself = false;
     for (const auto& [entryKey, count] : entries) {
         if (!key.contains(entryKey)) {
@@ -80,44 +81,54 @@ void Hierarchy::readSubtreeFile(const Key& key) const
     if (!listsItself) {
         throw std::runtime_error(file.string() + ": does not give the point count of " + key.toString());
     }
-    for (const auto& [entryKey, count] : entries) {
-        m_counts[entryKey.nodeId()] = count;
-    }
-    m_filesRead.push_back(key);
+    return entries;
 }
 
-std::optional<std::uint64_t> Hierarchy::resolve(const Key& key) const
-{
-    auto found = m_counts.find(key.nodeId());
-    if (found == m_counts.end()) {
-        return std::nullopt;
-    }
-    if (found->second == SUBTREE_ELSEWHERE) {
-        readSubtreeFile(key);
-        found = m_counts.find(key.nodeId());
-    }
-    return static_cast<std::uint64_t>(found->second);
-}
-
-std::optional<std::uint64_t> Hierarchy::pointCount(const Key& key) const
+std::optional<std::uint64_t> Hierarchy::pointCount(const Key& key, std::stop_token stop) const
 {
     if (key.depth > OctreeNodeId::MAX_REPRESENTABLE_LEVEL) {
         return std::nullopt;
     }
-    const std::lock_guard lock(m_mutex);
-    // A listed node is only part of the tree when every node above it is.
-    for (std::uint32_t depth = 0; depth < key.depth; ++depth) {
-        if (!resolve(ancestorAt(key, depth))) {
-            return std::nullopt;
+    while (true) {
+        Key unread;
+        {
+            const std::lock_guard lock(m_mutex);
+            // A listed node is only part of the tree when every node above it is.
+            bool complete = true;
+            for (std::uint32_t depth = 0; depth <= key.depth && complete; ++depth) {
+                const Key step = ancestorAt(key, depth);
+                const auto found = m_counts.find(step.nodeId());
+                if (found == m_counts.end()) {
+                    return std::nullopt;
+                }
+                if (found->second == SUBTREE_ELSEWHERE) {
+                    unread = step;
+                    complete = false;
+                } else if (depth == key.depth) {
+                    return static_cast<std::uint64_t>(found->second);
+                }
+            }
+        }
+        // The file is read without the lock; when another thread read it meanwhile, the first
+        // one's entries stay.
+        if (stop.stop_requested()) {
+            throw Octree::OperationCancelled();
+        }
+        const std::vector<Entry> entries = readSubtreeFile(unread);
+        const std::lock_guard lock(m_mutex);
+        if (m_counts[unread.nodeId()] == SUBTREE_ELSEWHERE) {
+            for (const auto& [entryKey, count] : entries) {
+                m_counts[entryKey.nodeId()] = count;
+            }
+            m_filesRead.push_back(unread);
         }
     }
-    return resolve(key);
 }
 
-std::vector<Key> Hierarchy::children(const Key& key) const
+std::vector<Key> Hierarchy::children(const Key& key, std::stop_token stop) const
 {
     std::vector<Key> result;
-    if (key.depth >= OctreeNodeId::MAX_REPRESENTABLE_LEVEL || !pointCount(key)) {
+    if (key.depth >= OctreeNodeId::MAX_REPRESENTABLE_LEVEL || !pointCount(key, stop)) {
         return result;
     }
     const std::lock_guard lock(m_mutex);

@@ -19,6 +19,11 @@
 // The steps of decodeNodeChunk, for decoders that read some columns in place instead of copying.
 namespace PoTree {
 
+// Refuses a record that claims more points than the whole store holds, or more bytes than any
+// real node decompresses to, before anything is allocated or read for it. Throws
+// std::runtime_error naming `file`.
+void requirePlausibleRecord(const Metadata& metadata, const Node& node, const std::filesystem::path& file);
+
 // Decompresses a node's Brotli chunk to exactly pointCount x bytes per point bytes; throws
 // std::runtime_error naming `file` otherwise.
 struct DecompressedChunk {

@@ -62,6 +62,7 @@ NodePointData decodeModelPoints(const FileLoader& loader, const Metadata& metada
         return ::Octree::toNodePointData(decodeRawPoints(loader, metadata, node, stop, wanted), transform,
                                          colorsAre16Bit);
     }
+    requirePlausibleRecord(metadata, node, loader.octreePath());
     const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
     const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
     const std::string_view decoded = decompressed.view();

@@ -104,6 +104,20 @@ std::optional<std::uint8_t> visibilityFromRecord(const Metadata& metadata, const
     return std::nullopt;
 }
 
+void requirePlausibleRecord(const Metadata& metadata, const Node& node, const std::filesystem::path& file)
+{
+    if (node.pointCount > metadata.points) {
+        throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
+                                 + std::to_string(node.pointCount) + " points, but the whole store holds "
+                                 + std::to_string(metadata.points));
+    }
+    if (std::uint64_t(node.pointCount) * metadata.bytesPerPoint() > MAX_DECOMPRESSED_NODE_BYTES) {
+        throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
+                                 + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(metadata.bytesPerPoint()) + " bytes, more than any real node holds");
+    }
+}
+
 AttributeLayout columnStarts(const Metadata& metadata, std::size_t count)
 {
     AttributeLayout columns = AttributeLayout::of(metadata);
@@ -127,11 +141,7 @@ DecompressedChunk decompressNodeChunk(std::string_view compressed, const Metadat
     if (bytesPerPoint == 0) {
         throw std::runtime_error(file.string() + ": the store declares zero bytes per point");
     }
-    if (std::uint64_t(node.pointCount) * bytesPerPoint > MAX_DECOMPRESSED_NODE_BYTES) {
-        throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
-                                 + std::to_string(node.pointCount) + " points of " + std::to_string(bytesPerPoint)
-                                 + " bytes, more than any real node holds");
-    }
+    requirePlausibleRecord(metadata, node, file);
     // The record's point count fixes the decompressed size, so a stream that decodes to any
     // other length is caught here instead of being read as a different number of points.
     DecompressedChunk decoded;
@@ -178,6 +188,7 @@ bool decodeNodeChunk(const FileLoader& loader, const Metadata& metadata, const N
         count = 0;
         return true;
     }
+    requirePlausibleRecord(metadata, node, loader.octreePath());
     if (visibilityShortCut(metadata, node, columns, count)) {
         return true;
     }

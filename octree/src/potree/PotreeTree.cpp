@@ -18,16 +18,18 @@ namespace {
 using ::Octree::boxOf;
 using ::Octree::OctreeNodeId;
 
-// Reads one hierarchy chunk into `root` and checks that it describes every node it announces.
-// The chunk is read into a copy and `root` changes only once every check passed: a bad chunk
-// leaves the node a proxy, so every later visit fails the same way instead of finding the
-// never-described children of the first attempt.
-void loadChunkChecked(const FileLoader& loader, const std::shared_ptr<Node>& root, std::uint64_t offset,
-                      std::uint64_t size)
+// Reads one hierarchy chunk for `node` and checks that it describes every node it announces.
+// Returns a copy of the node with the chunk applied and its children linked; the node itself is
+// left alone, so a bad chunk keeps it a proxy and every later visit fails the same way instead of
+// finding the never-described children of the first attempt.
+std::shared_ptr<Node> readChunkChecked(const FileLoader& loader, const Node& node, std::uint64_t offset,
+                                       std::uint64_t size, std::stop_token stop)
 {
-    const auto candidate = std::make_shared<Node>(*root);
+    const auto candidate = std::make_shared<Node>(node);
     HierarchyChunk chunk;
-    loadHierarchyChunk(loader, candidate, offset, size, std::stop_token(), &chunk);
+    if (!loadHierarchyChunk(loader, candidate, offset, size, stop, &chunk)) {
+        throw ::Octree::OperationCancelled();
+    }
     const std::string where = loader.hierarchyPath().string() + ": hierarchy chunk of " + std::to_string(size)
         + " bytes at offset " + std::to_string(offset);
     if (chunk.describedCount == 0) {
@@ -38,10 +40,10 @@ void loadChunkChecked(const FileLoader& loader, const std::shared_ptr<Node>& roo
                                  + " nodes, but its child masks announce " + std::to_string(chunk.nodes.size()));
     }
     if (candidate->isProxy()) {
-        throw std::runtime_error(where + " begins with a proxy record for node " + root->id.name()
+        throw std::runtime_error(where + " begins with a proxy record for node " + node.id.name()
                                  + " instead of the node itself");
     }
-    *root = std::move(*candidate);
+    return candidate;
 }
 
 } // namespace
@@ -59,34 +61,45 @@ PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, Met
       m_available(AttributeLayout::of(m_metadata).available()),
       m_root(std::make_shared<Node>(OctreeNodeId::root(), boxOf(m_metadata.cubeMin, m_metadata.cubeMax)))
 {
-    loadChunkChecked(m_loader, m_root, 0, m_metadata.firstChunkSize);
+    *m_root = std::move(*readChunkChecked(m_loader, *m_root, 0, m_metadata.firstChunkSize, {}));
 }
 
-void PotreeTree::expandProxy(const std::shared_ptr<Node>& node) const
+std::shared_ptr<Node> PotreeTree::findNode(OctreeNodeId id, std::stop_token stop) const
 {
-    if (node->isProxy()) {
-        loadChunkChecked(m_loader, node, node->byteOffset, node->byteSize);
-    }
-}
-
-std::shared_ptr<Node> PotreeTree::findNode(OctreeNodeId id) const
-{
-    std::shared_ptr<Node> node = m_root;
     const std::size_t depth = id.level();
-    for (std::size_t step = 1; step <= depth && node; ++step) {
-        const std::size_t index = static_cast<std::size_t>(id.value() >> (3 * (depth - step)) & 7u);
-        node = node->children[index];
-        if (node) {
-            expandProxy(node);
+    while (true) {
+        std::shared_ptr<Node> proxy;
+        Node unexpanded(id, {});
+        {
+            const std::lock_guard lock(m_hierarchyMutex);
+            std::shared_ptr<Node> node = m_root;
+            for (std::size_t step = 1; step <= depth; ++step) {
+                const std::size_t index = static_cast<std::size_t>(id.value() >> (3 * (depth - step)) & 7u);
+                node = node->children[index];
+                if (!node || node->isProxy()) {
+                    break;
+                }
+            }
+            if (!node || !node->isProxy()) {
+                return node;
+            }
+            proxy = node;
+            unexpanded = *node;
+        }
+        // The chunk is read without the lock; another thread may expand the same proxy meanwhile,
+        // and the first to finish wins.
+        const std::shared_ptr<Node> expanded =
+            readChunkChecked(m_loader, unexpanded, unexpanded.byteOffset, unexpanded.byteSize, stop);
+        const std::lock_guard lock(m_hierarchyMutex);
+        if (proxy->isProxy()) {
+            *proxy = std::move(*expanded);
         }
     }
-    return node;
 }
 
 std::shared_ptr<const Node> PotreeTree::node(OctreeNodeId id) const
 {
-    const std::lock_guard lock(m_hierarchyMutex);
-    return findNode(id);
+    return findNode(id, {});
 }
 
 std::shared_ptr<const Node> PotreeTree::requireNode(OctreeNodeId id) const
@@ -105,14 +118,14 @@ std::vector<std::shared_ptr<const Node>> PotreeTree::allNodes() const
     return nodes;
 }
 
-std::vector<OctreeNodeId> PotreeTree::children(OctreeNodeId id) const
+std::vector<OctreeNodeId> PotreeTree::children(OctreeNodeId id, std::stop_token stop) const
 {
-    const std::lock_guard lock(m_hierarchyMutex);
-    const std::shared_ptr<Node> parent = findNode(id);
+    const std::shared_ptr<Node> parent = findNode(id, stop);
     std::vector<OctreeNodeId> result;
     if (!parent) {
         return result;
     }
+    const std::lock_guard lock(m_hierarchyMutex);
     for (const auto& child : parent->children) {
         if (child) {
             result.push_back(child->id);

@@ -47,6 +47,7 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (node.pointCount == 0 || node.byteSize == 0) {
         return raw; // no points, every column empty
     }
+    requirePlausibleRecord(metadata, node, loader.octreePath());
     const std::optional<std::uint8_t> recordVisibility = raw.attributes.contains(PointAttribute::Visibility)
         ? visibilityFromRecord(metadata, node)
         : std::nullopt;
@@ -94,6 +95,19 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     return raw;
 }
 
+// A DEFAULT chunk holds exactly one record per point.
+void requireInterleavedSize(std::uint64_t bytes, const Metadata& metadata, const Node& node,
+                            const std::filesystem::path& file)
+{
+    const std::uint64_t needed = std::uint64_t(node.pointCount) * metadata.bytesPerPoint();
+    if (bytes != needed) {
+        throw std::runtime_error(file.string() + ": node " + node.id.name() + " at offset "
+                                 + std::to_string(node.byteOffset) + " holds " + std::to_string(bytes)
+                                 + " bytes, but " + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(metadata.bytesPerPoint()) + " bytes need " + std::to_string(needed));
+    }
+}
+
 } // namespace
 
 ::Octree::RawPoints decodeInterleavedPoints(std::string_view chunk, const Metadata& metadata, const Node& node,
@@ -103,13 +117,7 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (recordSize == 0) {
         throw std::runtime_error(file.string() + ": the store declares zero bytes per point");
     }
-    if (chunk.size() != std::uint64_t(node.pointCount) * recordSize) {
-        throw std::runtime_error(file.string() + ": node " + node.id.name() + " at offset "
-                                 + std::to_string(node.byteOffset) + " holds " + std::to_string(chunk.size())
-                                 + " bytes, but " + std::to_string(node.pointCount) + " points of "
-                                 + std::to_string(recordSize) + " bytes need "
-                                 + std::to_string(std::uint64_t(node.pointCount) * recordSize));
-    }
+    requireInterleavedSize(chunk.size(), metadata, node, file);
     const AttributeLayout layout = AttributeLayout::of(metadata);
     RawPoints raw;
     raw.attributes = wanted & layout.available();
@@ -174,6 +182,8 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
         empty.attributes = wanted & AttributeLayout::of(metadata).available();
         return empty;
     }
+    requirePlausibleRecord(metadata, node, loader.octreePath());
+    requireInterleavedSize(node.byteSize, metadata, node, loader.octreePath());
     const std::string chunk = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
     return decodeInterleavedPoints(chunk, metadata, node, wanted, loader.octreePath());
 }

@@ -177,6 +177,8 @@ std::shared_ptr<Renderable> Renderable::parent() const
 void Renderable::setParent(std::weak_ptr<Renderable> parent)
 {
     parent_ = std::move(parent);
+    // The cached world matrix was composed with the old parent's.
+    worldMatrixDirty_ = true;
 }
 
 Eigen::Matrix4f Renderable::invWorldMatrix()

@@ -1,5 +1,7 @@
 #include <lumaro/render/pointcloud/NodeDataLoading.h>
 
+#include <algorithm>
+
 namespace Render {
 
 using Octree::PointAttribute;
@@ -10,8 +12,12 @@ Octree::PointAttributes vertexAttributes()
         | PointAttribute::Classification | PointAttribute::ScanIndex | PointAttribute::Visibility;
 }
 
-VertexContainer makeVertexContainer(const Octree::NodePointData& points)
+VertexContainer makeVertexContainer(const Octree::NodePointData& points, std::uint16_t fullIntensity)
 {
+    const std::uint32_t full = std::max<std::uint16_t>(fullIntensity, 1);
+    const auto stretched = [full](std::uint16_t intensity) {
+        return static_cast<unsigned short>(std::min<std::uint32_t>(std::uint32_t(intensity) * 65535u / full, 65535u));
+    };
     VertexContainer vertices;
     const std::size_t count = points.size();
     vertices.resize(count);
@@ -23,7 +29,7 @@ VertexContainer makeVertexContainer(const Octree::NodePointData& points)
         const Math::Color color = points.hasColors() ? points.color(i) : Math::Color::white();
         vertices.setColor(i, color.r(), color.g(), color.b(), color.a());
         if (points.hasIntensities())
-            vertices.setIntensity(i, points.intensity(i));
+            vertices.setIntensity(i, stretched(points.intensity(i)));
         if (points.hasClassifications())
             vertices.setClassIndex(i, points.classification(i));
         // The vertex has 16 bits for the scan: stores with more scans wrap around.
@@ -40,10 +46,13 @@ std::optional<VertexContainer> loadNodeVertices(VertexContainerCache& cache, con
                                                 Octree::OctreeNodeId node, std::stop_token stop)
 {
     return cache.getOrLoad(node, [&]() -> std::optional<VertexContainer> {
+        const std::optional<std::uint16_t> fullIntensity = octree.fullIntensity(stop);
+        if (!fullIntensity)
+            return std::nullopt;
         std::optional<Octree::NodePointData> points = octree.nodePointData(node, stop, vertexAttributes());
         if (!points)
             return std::nullopt;
-        return makeVertexContainer(*points);
+        return makeVertexContainer(*points, *fullIntensity);
     });
 }
 

@@ -95,7 +95,7 @@ NodePrioritizer::OfferResult NodePrioritizer::offer(const NodeId& id, const Math
     }
     const std::size_t count = vertices->size();
     if (count == 0)
-        return {false, false};
+        return {false, false, true};
 
     std::lock_guard lock(mMutex);
     // Another loader may have admitted the node, or filled the budget, while we were reading.

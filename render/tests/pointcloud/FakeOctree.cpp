@@ -47,7 +47,7 @@ Math::Color FakeOctree::color(OctreeNodeId node, std::size_t k)
             static_cast<std::uint8_t>(node.childIndex() * 30), static_cast<std::uint8_t>(200 + k % 50)};
 }
 
-std::vector<OctreeNodeId> FakeOctree::children(OctreeNodeId node) const
+std::vector<OctreeNodeId> FakeOctree::children(OctreeNodeId node, std::stop_token) const
 {
     std::vector<OctreeNodeId> result;
     if (node.level() < mDepth)

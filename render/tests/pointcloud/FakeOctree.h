@@ -34,7 +34,8 @@ public:
     // Every fifth point is hidden.
     static bool hidden(std::size_t k) { return k % 5 == 4; }
 
-    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node) const override;
+    using ::Octree::Octree::children;
+    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node, std::stop_token stop) const override;
     bool contains(::Octree::OctreeNodeId node) const override;
     ::Octree::NodeVisibility nodeVisibility(::Octree::OctreeNodeId) const override;
     std::uint64_t pointCount() const override;

@@ -1,13 +1,14 @@
 #include "FakeOctree.h"
 
 #include <lumaro/render/pointcloud/NodeDataLoading.h>
-#include <lumaro/render/pointcloud/OctreeVertexSource.h>
-#include <lumaro/render/pointcloud/SharedNodeCaches.h>
+#include <lumaro/render/pointcloud/PointCloudQuery.h>
+#include <lumaro/render/pointcloud/PointCloudRenderable.h>
 
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <limits>
 #include <string>
@@ -31,8 +32,14 @@ std::size_t visibleCount(OctreeNodeId node)
     return count;
 }
 
-// Compares a node's vertices with what the fake store holds, point by point.
-void expectVerticesOf(OctreeNodeId node, const VertexContainer& vertices, double unitScale = 1.0)
+// The intensity that a loaded node stretches to full brightness: the 99th percentile of the root's
+// 11 intensities, which rise with the point's number, is the one of point 9.
+const std::uint32_t storeFullIntensity = FakeOctree::intensity(9);
+
+// Compares a node's vertices with what the fake store holds, point by point. `fullIntensity` is
+// the intensity stretched to 65535.
+void expectVerticesOf(OctreeNodeId node, const VertexContainer& vertices, double unitScale = 1.0,
+                      std::uint32_t fullIntensity = storeFullIntensity)
 {
     ASSERT_EQ(vertices.size(), visibleCount(node)) << node.name();
     const double reference = FakeOctree::cubeMin * unitScale;
@@ -45,7 +52,8 @@ void expectVerticesOf(OctreeNodeId node, const VertexContainer& vertices, double
         for (int axis = 0; axis < 3; ++axis)
             EXPECT_NEAR(vertex.position[axis], world[axis] * unitScale - reference, 1e-5) << node.name() << " " << k;
         EXPECT_EQ(vertex.color, FakeOctree::color(node, k));
-        EXPECT_EQ(vertex.intensity, FakeOctree::intensity(k) / 256); // the high byte, truncated
+        const std::uint32_t stretched = std::min<std::uint32_t>(FakeOctree::intensity(k) * 65535u / fullIntensity, 65535u);
+        EXPECT_EQ(vertex.intensity, stretched / 256); // the high byte, truncated
         EXPECT_EQ(vertex.classIndex, FakeOctree::classification(k));
         EXPECT_EQ(vertex.scanIndex, FakeOctree::scanIndex(k) - 65536); // 70000 + k wraps in 16 bits
         EXPECT_EQ(vertex.distance, VertexContainer::Vertex::noDistance);
@@ -59,7 +67,8 @@ TEST(NodeVertices, CarryEveryAttributeOfTheVisiblePoints)
     const auto points = octree.nodePointData(node, {}, Render::vertexAttributes());
     ASSERT_TRUE(points);
     ASSERT_GE(points->size(), 10u);
-    expectVerticesOf(node, Render::makeVertexContainer(*points));
+    expectVerticesOf(node, Render::makeVertexContainer(*points), 1.0, 65535);
+    expectVerticesOf(node, Render::makeVertexContainer(*points, storeFullIntensity));
 }
 
 TEST(NodeVertices, StoresWithoutColourGiveOpaqueWhite)
@@ -79,7 +88,7 @@ TEST(NodeVertices, FollowTheUnitScale)
     const OctreeNodeId node = OctreeNodeId::fromName("r7");
     const auto points = octree.nodePointData(node, {}, Render::vertexAttributes());
     ASSERT_TRUE(points);
-    expectVerticesOf(node, Render::makeVertexContainer(*points), 0.5);
+    expectVerticesOf(node, Render::makeVertexContainer(*points), 0.5, 65535);
 }
 
 TEST(SharedNodeCaches, OneCacheObjectPerLocationAndUnitScale)
@@ -88,21 +97,21 @@ TEST(SharedNodeCaches, OneCacheObjectPerLocationAndUnitScale)
     const PoTree::FileSystemLocation sameAsA("/fake/shared-a/metadata.json");
     const PoTree::FileSystemLocation b("/fake/shared-b");
 
-    const auto first = Render::SharedNodeCaches::vertexContainerCache(a, 1.0, 1000, 10);
+    const auto first = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(a, 1.0, 1000, 10);
     // The sizes of a later call are ignored: the registered cache is returned.
-    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(sameAsA, 1.0, 5, 1), first);
+    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(sameAsA, 1.0, 5, 1), first);
     EXPECT_EQ(first->capacity(), 1000u);
-    EXPECT_NE(Render::SharedNodeCaches::vertexContainerCache(a, 2.0, 1000, 10), first);
-    EXPECT_NE(Render::SharedNodeCaches::vertexContainerCache(b, 1.0, 1000, 10), first);
+    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(a, 2.0, 1000, 10), first);
+    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(b, 1.0, 1000, 10), first);
 
-    const auto distances = Render::SharedNodeCaches::meshDistanceCache(a, 1.0, 7);
-    EXPECT_EQ(Render::SharedNodeCaches::meshDistanceCache(sameAsA, 1.0, 99), distances);
+    const auto distances = Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(a, 1.0, 7);
+    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(sameAsA, 1.0, 99), distances);
     EXPECT_EQ(distances->capacity(), 7u);
-    EXPECT_NE(Render::SharedNodeCaches::meshDistanceCache(a, 3.0, 7), distances);
+    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(a, 3.0, 7), distances);
 
-    const auto points = Render::SharedNodeCaches::pointDataCache(a, 1.0, 500, 10);
-    EXPECT_EQ(Render::SharedNodeCaches::pointDataCache(sameAsA, 1.0, 1, 1), points);
-    EXPECT_NE(Render::SharedNodeCaches::pointDataCache(b, 1.0, 500, 10), points);
+    const auto points = Render::PointCloudQuery::createOrGetSharedCache(a, 1.0, 500, 10);
+    EXPECT_EQ(Render::PointCloudQuery::createOrGetSharedCache(sameAsA, 1.0, 1, 1), points);
+    EXPECT_NE(Render::PointCloudQuery::createOrGetSharedCache(b, 1.0, 500, 10), points);
 }
 
 TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
@@ -111,7 +120,7 @@ TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
     EXPECT_THROW(
         {
             try {
-                Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 0, 10);
+                Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 0, 10);
             } catch (const std::invalid_argument& error) {
                 EXPECT_STREQ(error.what(), "Size of the cache should be non-zero");
                 throw;
@@ -121,21 +130,21 @@ TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
     EXPECT_THROW(
         {
             try {
-                Render::SharedNodeCaches::meshDistanceCache(location, 1.0, 0);
+                Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, 1.0, 0);
             } catch (const std::invalid_argument& error) {
                 EXPECT_STREQ(error.what(), "Capacity must be greater than 0");
                 throw;
             }
         },
         std::invalid_argument);
-    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 3, 1)->capacity(), 3u);
+    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 3, 1)->capacity(), 3u);
 }
 
 TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookUp)
 {
     const PoTree::FileSystemLocation location("/fake/bad-scale");
     // Registered first: a NaN key would compare equal to it and get it back.
-    const auto registered = Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 100, 1);
+    const auto registered = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 100, 1);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<double, const char*> refused[] = {
@@ -154,16 +163,16 @@ TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookU
                 EXPECT_NE(message.find(shown), std::string::npos) << message;
             }
         };
-        expectRefused([&] { Render::SharedNodeCaches::vertexContainerCache(location, scale, 100, 1); });
-        expectRefused([&] { Render::SharedNodeCaches::meshDistanceCache(location, scale, 10); });
-        expectRefused([&] { Render::SharedNodeCaches::pointDataCache(location, scale, 100, 1); });
+        expectRefused([&] { Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, scale, 100, 1); });
+        expectRefused([&] { Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, scale, 10); });
+        expectRefused([&] { Render::PointCloudQuery::createOrGetSharedCache(location, scale, 100, 1); });
     }
     // The smallest positive scale is a scale like any other, with a cache of its own.
     const double tiny = std::numeric_limits<double>::denorm_min();
-    const auto small = Render::SharedNodeCaches::vertexContainerCache(location, tiny, 100, 1);
+    const auto small = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, tiny, 100, 1);
     EXPECT_NE(small, registered);
-    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, tiny, 5, 1), small);
-    EXPECT_EQ(Render::SharedNodeCaches::vertexContainerCache(location, 1.0, 5, 1), registered);
+    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, tiny, 5, 1), small);
+    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 5, 1), registered);
 }
 
 TEST(NodeVertexCache, LoadsANodeOnceAndCountsItsPoints)
@@ -175,7 +184,7 @@ TEST(NodeVertexCache, LoadsANodeOnceAndCountsItsPoints)
     const auto first = Render::loadNodeVertices(cache, octree, node, {});
     const auto second = Render::loadNodeVertices(cache, octree, node, {});
     ASSERT_TRUE(first && second);
-    EXPECT_EQ(octree.reads(), 1u);
+    EXPECT_EQ(octree.reads(), 2u); // the node, and once per store the root for its intensity range
     expectVerticesOf(node, *second);
     EXPECT_EQ(cache.usedSize(), visibleCount(node));
 }
@@ -284,12 +293,11 @@ TEST(NodeVertexCache, ConcurrentLoadersShareOneCache)
     std::vector<std::jthread> threads;
     for (unsigned seed = 1; seed <= 4; ++seed) {
         threads.emplace_back([&, seed] {
-            Render::OctreeVertexSource source(octree, cache);
             std::mt19937 random(seed);
             std::uniform_int_distribution<std::size_t> pick(0, 20); // a hot set, to share entries
             for (int i = 0; i < 300; ++i) {
                 const OctreeNodeId node = nodes[i % 7 == 0 ? random() % nodes.size() : pick(random)];
-                const auto vertices = source.fetchNodeVertices(node, {});
+                const auto vertices = Render::loadNodeVertices(*cache, *octree, node, {});
                 if (!vertices || vertices->size() != visibleCount(node)
                     || vertices->size() == 0 || (*vertices)[0].color != FakeOctree::color(node, 0))
                     ++mismatches;

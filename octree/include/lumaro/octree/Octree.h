@@ -72,10 +72,14 @@ public:
     static std::size_t level(OctreeNodeId node) { return node.level(); }
 
     // The existing children of a node, in ascending child index. May read hierarchy data from
-    // the store the first time a part of the tree is visited; read failures throw.
-    virtual std::vector<OctreeNodeId> children(OctreeNodeId node) const = 0;
+    // the store the first time a part of the tree is visited: a read failure throws
+    // std::runtime_error naming the file, and a stop requested before the data were read throws
+    // OperationCancelled. Hierarchy data are read without holding any lock, so a slow or stopped
+    // read never keeps other threads from the parts of the tree that are already known.
+    virtual std::vector<OctreeNodeId> children(OctreeNodeId node, std::stop_token stop) const = 0;
+    std::vector<OctreeNodeId> children(OctreeNodeId node) const { return children(node, {}); }
     // True when the node has no children.
-    bool isLeaf(OctreeNodeId node) const { return children(node).empty(); }
+    bool isLeaf(OctreeNodeId node, std::stop_token stop = {}) const { return children(node, stop).empty(); }
     // Whether the node exists in the tree (the root always does).
     virtual bool contains(OctreeNodeId node) const = 0;
 
@@ -94,6 +98,13 @@ public:
     // std::invalid_argument for a node that is not in the tree.
     virtual std::optional<NodePointData> nodePointData(OctreeNodeId node, std::stop_token stop,
                                                        PointAttributes wanted = PointAttributes::all()) const = 0;
+
+    // The intensity that stands for full brightness when intensities are shown as grey levels:
+    // most scanners use only a small part of the 16-bit range. Decided once per store, from the
+    // first node with points in breadth-first order (the root, as a rule, which samples the whole
+    // cloud): the 99th percentile of its intensities, at least 1. A store without intensities
+    // gives 65535. std::nullopt when `stop` ended the reading; read failures throw.
+    std::optional<std::uint16_t> fullIntensity(std::stop_token stop) const;
 
     // Further attribute sources for the same points (kept for stores that can use them).
     void addExternalAttributeLocation(const Location& location);
@@ -128,6 +139,9 @@ private:
     double m_rootSpacing;
     mutable std::mutex m_externalMutex;
     std::vector<Location> m_externalLocations;
+    // Not std::call_once: with MinGW's threads a throwing call_once never releases its waiters.
+    mutable std::mutex m_intensityMutex;
+    mutable std::optional<std::uint16_t> m_fullIntensity;
 };
 
 } // namespace Octree

@@ -42,7 +42,8 @@ public:
     // The path of a node's data file, e.g. <store>/ept-data/1-0-1-0.laz.
     std::filesystem::path dataFile(const Key& key) const;
 
-    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node) const override;
+    using ::Octree::Octree::children;
+    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node, std::stop_token stop) const override;
     bool contains(::Octree::OctreeNodeId node) const override;
     ::Octree::NodeVisibility nodeVisibility(::Octree::OctreeNodeId) const override
     {

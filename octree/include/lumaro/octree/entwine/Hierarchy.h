@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -32,20 +33,22 @@ public:
     explicit Hierarchy(std::filesystem::path folder);
 
     // The node's point count; std::nullopt when the tree has no such node. Reads the files on
-    // the way to it that were not read yet; a missing or malformed file throws.
-    std::optional<std::uint64_t> pointCount(const Key& key) const;
+    // the way to it that were not read yet, without holding the lock: a missing or malformed file
+    // throws std::runtime_error naming it, and a stop requested before a needed file was read
+    // throws Octree::OperationCancelled.
+    std::optional<std::uint64_t> pointCount(const Key& key, std::stop_token stop = {}) const;
 
     // The existing children in ascending child index (see Key::child); empty for a node that does
-    // not exist.
-    std::vector<Key> children(const Key& key) const;
+    // not exist. Reads files as pointCount does.
+    std::vector<Key> children(const Key& key, std::stop_token stop = {}) const;
 
     // The hierarchy files read so far, by the key that names them.
     std::vector<Key> filesRead() const;
 
 private:
-    // Count of a node after its subtree file (if any) has been read; requires the lock.
-    std::optional<std::uint64_t> resolve(const Key& key) const;
-    void readSubtreeFile(const Key& key) const;
+    // The entries of the file that holds the subtree of `key`, checked to lie in that subtree
+    // and to give the count of `key` itself.
+    std::vector<Entry> readSubtreeFile(const Key& key) const;
 
     std::filesystem::path m_folder;
     mutable std::mutex m_mutex;

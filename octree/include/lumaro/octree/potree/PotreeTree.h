@@ -32,7 +32,8 @@ public:
     // Every node of the tree in breadth-first order (reads the whole hierarchy).
     std::vector<std::shared_ptr<const Node>> allNodes() const;
 
-    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node) const override;
+    using ::Octree::Octree::children;
+    std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node, std::stop_token stop) const override;
     bool contains(::Octree::OctreeNodeId node) const override;
     ::Octree::NodeVisibility nodeVisibility(::Octree::OctreeNodeId node) const override;
     std::uint64_t pointCount() const override { return m_metadata.points; }
@@ -49,9 +50,10 @@ public:
 private:
     PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata);
 
-    // Both with m_hierarchyMutex held.
-    std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id) const;
-    void expandProxy(const std::shared_ptr<Node>& node) const;
+    // The node with its own hierarchy chunk read (proxies on the way are expanded, reading their
+    // chunks without holding m_hierarchyMutex); nullptr when the tree has no such node. Expanded
+    // nodes never change again, so callers may read them without the lock.
+    std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id, std::stop_token stop) const;
     std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
     // One decision for the whole store, so neighbouring nodes never differ in brightness: the
     // metadata's declared colour range, or, where it declares none, the root node's colours

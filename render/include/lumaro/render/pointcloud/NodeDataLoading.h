@@ -2,12 +2,13 @@
 
 #include <lumaro/render/Export.h>
 #include <lumaro/render/gpu/VertexContainer.h>
-#include <lumaro/render/pointcloud/SharedNodeCaches.h>
+#include <lumaro/render/pointcloud/NodeCaches.h>
 
 #include <lumaro/octree/NodePointData.h>
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/OctreeNodeId.h>
 
+#include <cstdint>
 #include <optional>
 #include <stop_token>
 #include <utility>
@@ -20,13 +21,18 @@ LUMARO_RENDER_API Octree::PointAttributes vertexAttributes();
 
 // The points of one node as point vertices: positions as the store gives them (relative to its
 // reference position), colour (opaque white for stores without colour), intensity, class and scan
-// index; hidden points are left out. Distances stay unknown.
-LUMARO_RENDER_API VertexContainer makeVertexContainer(const Octree::NodePointData& points);
+// index; hidden points are left out. Distances stay unknown. Intensities are stretched so that
+// `fullIntensity` (the store's Octree::fullIntensity) becomes the largest value, 65535, and
+// brighter ones stay there: the vertex keeps only the high byte, which would leave the intensities
+// of most scanners nearly black.
+LUMARO_RENDER_API VertexContainer makeVertexContainer(const Octree::NodePointData& points,
+                                                      std::uint16_t fullIntensity = 65535);
 
 // Get-or-load through a shared cache: the cached copy when there is one; otherwise the node is
 // read and decoded without any cache lock held and inserted (unless another thread inserted it
 // meanwhile, whose copy is then returned). std::nullopt when `stop` ended the read; nothing is
 // cached then. Read failures propagate as the octree throws them, and cache nothing either.
+// Vertices take the store's intensity stretch (see makeVertexContainer).
 LUMARO_RENDER_API std::optional<VertexContainer> loadNodeVertices(VertexContainerCache& cache,
                                                                   const Octree::Octree& octree,
                                                                   Octree::OctreeNodeId node, std::stop_token stop);

@@ -1,0 +1,171 @@
+#include "PointCloudDrawer.h"
+
+#include <lumaro/render/gpu/Boxes.h>
+#include <lumaro/render/gpu/BufferByteWidth.h>
+#include <lumaro/render/gpu/ComException.h>
+#include <lumaro/render/gpu/ConstantBuffer.h>
+#include <lumaro/render/gpu/InputLayouts.h>
+#include <lumaro/render/gpu/PixelShader.h>
+#include <lumaro/render/gpu/ShaderResourceView.h>
+#include <lumaro/render/gpu/Texture1d.h>
+#include <lumaro/render/gpu/VertexShader.h>
+#include <lumaro/render/pointcloud/NodePrioritizer.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace Render {
+
+namespace {
+
+constexpr UINT vertexStride = sizeof(PointCloudBuffers::Vertex);
+// The prioritizer never publishes more nodes than this, so the node table and the box set are
+// made once at their largest.
+constexpr UINT nodeTexels = static_cast<UINT>(maxNodesPerUpdate);
+
+D3D11_TEXTURE1D_DESC nodeTableDesc()
+{
+    D3D11_TEXTURE1D_DESC desc{};
+    desc.Width = nodeTexels;
+    desc.MipLevels = 1;
+    desc.ArraySize = 1;
+    // Normalised bytes: the shader multiplies a channel by 255 to get the byte back.
+    desc.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
+    desc.Usage = D3D11_USAGE_DYNAMIC;
+    desc.BindFlags = D3D11_BIND_SHADER_RESOURCE;
+    desc.CPUAccessFlags = D3D11_CPU_ACCESS_WRITE;
+    return desc;
+}
+
+class Direct3DPointCloudDrawer final : public PointCloudDrawer {
+public:
+    Direct3DPointCloudDrawer(const ComPtr<ID3D11Device>& device, const ComPtr<ID3D11DeviceContext>& context)
+        : mDevice(device), mContext(context),
+          mVertexShader(VertexShader::fromHlslResource(device, "shaders/pointcloud.hlsl", pointCloudInputLayout())),
+          mPixelShader(PixelShader::fromHlslResource(device, "shaders/pointcloud.hlsl")),
+          mFrameConstants(device.Get(), PointCloudFrameConstants{}),
+          mNodeConstants(device.Get(), PointCloudNodeConstants{}), mNodeTable(device.Get(), nodeTableDesc()),
+          mNodeTableView(device.Get(), mNodeTable.get(), nullptr)
+    {
+    }
+
+    void draw(const PointCloudBuffers& buffers, bool fresh, const PointCloudFrameConstants& constants,
+              bool constantsChanged, const std::optional<Math::Color>& boxColor) override
+    {
+        ID3D11DeviceContext* context = mContext.Get();
+        if (fresh) {
+            upload(buffers);
+            mBoxesCurrent = false;
+        }
+        if (constantsChanged)
+            mFrameConstants.set(constants);
+        if (buffers.nodes.empty() || mVertexCount < buffers.vertices.size())
+            return;
+
+        mVertexShader.begin(context);
+        mPixelShader.begin(context);
+        context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
+        ID3D11Buffer* vertexBuffer = mVertexBuffer.Get();
+        const UINT offset = 0;
+        context->IASetVertexBuffers(0, 1, &vertexBuffer, &vertexStride, &offset);
+        mFrameConstants.begin(context, ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 0);
+        mNodeTableView.begin(context, ShaderConfiguration::Vertex, 0);
+        for (const PointCloudBuffers::DrawNode& node : buffers.nodes) {
+            PointCloudNodeConstants& perNode = mNodeConstants.modify();
+            std::copy_n(node.cube.min().data(), 3, perNode.nodeMin);
+            perNode.nodeIndex = node.texel;
+            perNode.nodeDepth = node.level;
+            mNodeConstants.begin(context, ShaderConfiguration::Vertex, 1);
+            context->DrawInstanced(4, node.pointCount, 0, node.firstPoint);
+            mNodeConstants.end(context);
+        }
+        mNodeTableView.end(context);
+        mFrameConstants.end(context);
+        context->IASetVertexBuffers(0, 0, nullptr, nullptr, nullptr);
+        context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_UNDEFINED);
+        mPixelShader.end(context);
+        mVertexShader.end(context);
+
+        if (boxColor)
+            drawBoxes(buffers, constants, *boxColor);
+    }
+
+private:
+    void upload(const PointCloudBuffers& buffers)
+    {
+        ID3D11DeviceContext* context = mContext.Get();
+        const D3D11_MAPPED_SUBRESOURCE table = mNodeTable.map(context, D3D11_MAP_WRITE_DISCARD);
+        std::memcpy(table.pData, buffers.nodeTexels.data(),
+                    std::min<std::size_t>(buffers.nodeTexels.size(), nodeTexels * PointCloudBuffers::bytesPerTexel));
+        mNodeTable.unMap(context);
+
+        const std::size_t count = buffers.vertices.size();
+        if (count == 0)
+            return;
+        if (count > mVertexCapacity) {
+            // Room to grow, so that a walk filling the budget step by step does not re-create the
+            // buffer at every publication.
+            const std::size_t capacity = std::max(count, mVertexCapacity + mVertexCapacity / 2);
+            D3D11_BUFFER_DESC desc{};
+            desc.ByteWidth = bufferByteWidth(capacity, vertexStride, "point vertices");
+            desc.Usage = D3D11_USAGE_DYNAMIC;
+            desc.BindFlags = D3D11_BIND_VERTEX_BUFFER;
+            desc.CPUAccessFlags = D3D11_CPU_ACCESS_WRITE;
+            mVertexBuffer.Reset();
+            mVertexCapacity = 0;
+            mVertexCount = 0;
+            throwIfFailed(mDevice->CreateBuffer(&desc, nullptr, &mVertexBuffer));
+            mVertexCapacity = capacity;
+        }
+        D3D11_MAPPED_SUBRESOURCE mapped{};
+        throwIfFailed(context->Map(mVertexBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
+        std::memcpy(mapped.pData, buffers.vertices.data(), count * vertexStride);
+        context->Unmap(mVertexBuffer.Get(), 0);
+        mVertexCount = count;
+    }
+
+    void drawBoxes(const PointCloudBuffers& buffers, const PointCloudFrameConstants& constants, const Math::Color& color)
+    {
+        if (!mBoxes)
+            mBoxes.emplace(mDevice, maxNodesPerUpdate);
+        if (!mBoxesCurrent || color != mBoxColor) {
+            std::vector<BoxWithColor> boxes;
+            boxes.reserve(buffers.nodes.size());
+            for (const PointCloudBuffers::DrawNode& node : buffers.nodes)
+                boxes.push_back({node.cube.min(), node.cube.max(), color});
+            mBoxes->update(mContext.Get(), boxes);
+            mBoxesCurrent = true;
+            mBoxColor = color;
+        }
+        mBoxes->setModelViewProjection(Eigen::Map<const Eigen::Matrix4f>(constants.modelViewProj));
+        mBoxes->draw(mContext.Get());
+    }
+
+    ComPtr<ID3D11Device> mDevice;
+    ComPtr<ID3D11DeviceContext> mContext;
+    VertexShader mVertexShader;
+    PixelShader mPixelShader;
+    ConstantBuffer<PointCloudFrameConstants> mFrameConstants;
+    ConstantBuffer<PointCloudNodeConstants> mNodeConstants;
+    Texture1d mNodeTable;
+    ShaderResourceView mNodeTableView;
+    ComPtr<ID3D11Buffer> mVertexBuffer;
+    std::size_t mVertexCapacity = 0;
+    std::size_t mVertexCount = 0;
+    std::optional<Boxes> mBoxes;
+    bool mBoxesCurrent = false;
+    Math::Color mBoxColor;
+};
+
+} // namespace
+
+std::unique_ptr<PointCloudDrawer> createPointCloudDrawer(const ComPtr<ID3D11Device>& device,
+                                                         const ComPtr<ID3D11DeviceContext>& context)
+{
+    if (!device || !context)
+        return nullptr;
+    return std::make_unique<Direct3DPointCloudDrawer>(device, context);
+}
+
+} // namespace Render

@@ -1,0 +1,35 @@
+#include "SharedCacheRegistry.h"
+
+#include <cmath>
+#include <compare>
+#include <sstream>
+#include <stdexcept>
+
+namespace Render {
+
+Octree::CacheIdentifier cacheIdentifierOf(const Octree::Location& location, double unitScale)
+{
+    if (!std::isfinite(unitScale) || unitScale <= 0.0) {
+        // Spelled out, since the C runtimes do not agree on how to print NaN and infinity.
+        std::ostringstream message;
+        message << "Unit scale of the node caches of " << location.toString()
+                << " must be finite and greater than 0, got ";
+        if (std::isnan(unitScale))
+            message << "NaN";
+        else if (std::isinf(unitScale))
+            message << (unitScale < 0.0 ? "-infinity" : "infinity");
+        else
+            message << unitScale;
+        throw std::invalid_argument(message.str());
+    }
+    return {location, unitScale};
+}
+
+bool CacheIdentifierOrder::operator()(const Octree::CacheIdentifier& a, const Octree::CacheIdentifier& b) const
+{
+    if (const auto order = a.location <=> b.location; order != 0)
+        return order < 0;
+    return a.unitScale < b.unitScale;
+}
+
+} // namespace Render

@@ -1,0 +1,183 @@
+#include "RenderOptions.h"
+
+#include <lumaro/octree/OctreeNodeId.h>
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace Tool {
+
+namespace {
+
+// Direct3D's largest texture side.
+constexpr std::size_t largestImageSide = 16384;
+
+template <typename Value, std::size_t N>
+Value lookUp(const std::array<std::pair<const char*, Value>, N>& names, const std::string& name, const char* what)
+{
+    std::string known;
+    for (const auto& [candidate, value] : names) {
+        if (name == candidate)
+            return value;
+        known += known.empty() ? "" : ", ";
+        known += candidate;
+    }
+    throw std::invalid_argument("unknown " + std::string(what) + " '" + name + "' (known: " + known + ")");
+}
+
+const std::array<std::pair<const char*, ViewKind>, 2> viewNames{{{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}}};
+
+const std::array<std::pair<const char*, ColoringKind>, 7> coloringNames{{
+    {"rgb", ColoringKind::Rgb},
+    {"intensity", ColoringKind::Intensity},
+    {"normal", ColoringKind::Normal},
+    {"uniform", ColoringKind::Uniform},
+    {"elevation", ColoringKind::Elevation},
+    {"tomographic", ColoringKind::Tomographic},
+    {"tomographic-dark", ColoringKind::TomographicDark},
+}};
+
+const std::array<std::pair<const char*, Render::ColorMap>, 13> colorMapNames{{
+    {"turbo", Render::ColorMap::Turbo},
+    {"inferno", Render::ColorMap::Inferno},
+    {"magma", Render::ColorMap::Magma},
+    {"viridis", Render::ColorMap::Viridis},
+    {"plasma", Render::ColorMap::Plasma},
+    {"gray", Render::ColorMap::Gray},
+    {"bone", Render::ColorMap::Bone},
+    {"red-white-blue", Render::ColorMap::RedWhiteBlue},
+    {"level-of-accuracy", Render::ColorMap::LevelOfAccuracy},
+    {"pass-fail", Render::ColorMap::PassFail},
+    {"traffic-light", Render::ColorMap::TrafficLight},
+    {"cool-warm", Render::ColorMap::CoolWarm},
+    {"level-of-accuracy-imperial", Render::ColorMap::LevelOfAccuracyImperial},
+}};
+
+} // namespace
+
+std::size_t parseCount(const std::string& text, std::size_t least, std::size_t most, const std::string& what)
+{
+    std::size_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || value < least || value > most)
+        throw std::invalid_argument(what + " must be a whole number from " + std::to_string(least) + " to "
+                                    + std::to_string(most) + ", not '" + text + "'");
+    return value;
+}
+
+float parseNumber(const std::string& text, float least, bool strictly, const std::string& what)
+{
+    std::size_t used = 0;
+    float value = 0.0f;
+    try {
+        value = std::stof(text, &used);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    if (used == 0 || used != text.size() || !std::isfinite(value) || value < least || (strictly && value == least))
+        throw std::invalid_argument(what + " must be a number " + (strictly ? "above " : "of at least ")
+                                    + std::to_string(least) + ", not '" + text + "'");
+    return value;
+}
+
+std::pair<std::size_t, std::size_t> parseImageSize(const std::string& text)
+{
+    const std::size_t x = text.find('x');
+    if (x == std::string::npos)
+        throw std::invalid_argument("--size must be WIDTHxHEIGHT, such as 1280x720, not '" + text + "'");
+    return {parseCount(text.substr(0, x), 1, largestImageSide, "the image width"),
+            parseCount(text.substr(x + 1), 1, largestImageSide, "the image height")};
+}
+
+Math::Color parseColor(const std::string& text)
+{
+    unsigned value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    if (text.size() != 6 || error != std::errc() || end != text.data() + text.size())
+        throw std::invalid_argument("--background must be six hexadecimal digits RRGGBB, such as 1a2b3c, not '"
+                                    + text + "'");
+    return Math::Color(static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 8),
+                       static_cast<std::uint8_t>(value), 255);
+}
+
+ViewKind parseView(const std::string& name)
+{
+    return lookUp(viewNames, name, "view");
+}
+
+ColoringKind parseColoring(const std::string& name)
+{
+    return lookUp(coloringNames, name, "mode");
+}
+
+Render::ColorMap parseColorMap(const std::string& name)
+{
+    return lookUp(colorMapNames, name, "colour map");
+}
+
+Render::RenderMode renderModeOf(ColoringKind coloring)
+{
+    switch (coloring) {
+    case ColoringKind::Rgb: return Render::RenderMode::Default;
+    case ColoringKind::Intensity: return Render::RenderMode::Intensity;
+    case ColoringKind::Normal: return Render::RenderMode::Normal;
+    case ColoringKind::Uniform: return Render::RenderMode::UniformColor;
+    case ColoringKind::Elevation: return Render::RenderMode::PlaneDistance;
+    case ColoringKind::Tomographic: return Render::RenderMode::TomographicBright;
+    case ColoringKind::TomographicDark: return Render::RenderMode::TomographicDark;
+    }
+    return Render::RenderMode::Default;
+}
+
+RenderCommandLine::RenderCommandLine(CLI::App& app, RenderOptions& options)
+    : mCommand(app.add_subcommand("render", "Render point-cloud stores into a PNG image")), mOptions(options)
+{
+    mCommand->add_option("STORE", options.stores, "Folders of Potree 2.0 or Entwine stores; several are placed by "
+                                                  "their reference positions relative to the first")
+        ->required();
+    mCommand->add_option("--output,-o", options.output, "The PNG file to write")->required();
+    mCommand->add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
+    mCommand->add_option("--view", mViews, "top or oblique; several give one row each (default top)")
+        ->delimiter(',');
+    mCommand->add_option("--mode", mModes,
+                         "rgb, intensity, normal, uniform, elevation, tomographic or tomographic-dark; several give "
+                         "one column each (default rgb)")
+        ->delimiter(',');
+    mCommand->add_option("--color-map", mColorMap, "Colour map of the elevation mode (default turbo)");
+    mCommand->add_option("--budget", mBudget, "Most points loaded at once (default 10000000)");
+    mCommand->add_option("--max-level", mMaxLevel, "Deepest octree level to load (default 21)");
+    mCommand->add_option("--min-node-size", mMinNodeSize,
+                         "Nodes that look smaller than this many pixels are not loaded; 0 loads every node within "
+                         "budget and level (default 15)");
+    mCommand->add_option("--max-point-size", mMaxPointSize, "Largest point size in pixels (default 5)");
+    mCommand->add_option("--background", mBackground, "Background colour RRGGBB (default 000000)");
+}
+
+void RenderCommandLine::finish()
+{
+    std::tie(mOptions.width, mOptions.height) = parseImageSize(mSize);
+    mOptions.views.clear();
+    for (const std::string& view : mViews)
+        mOptions.views.push_back(parseView(view));
+    mOptions.colorings.clear();
+    for (const std::string& mode : mModes)
+        mOptions.colorings.push_back(parseColoring(mode));
+    mOptions.colorMap = parseColorMap(mColorMap);
+    mOptions.budget = parseCount(mBudget, 1, std::size_t(1) << 40, "--budget");
+    mOptions.maxLevel = parseCount(mMaxLevel, 0, Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL, "--max-level");
+    mOptions.minNodeSize = parseNumber(mMinNodeSize, 0.0f, false, "--min-node-size");
+    if (!mMaxPointSize.empty())
+        mOptions.maxPointSize = parseNumber(mMaxPointSize, 0.0f, true, "--max-point-size");
+    mOptions.background = parseColor(mBackground);
+    // One image holds the whole grid.
+    if (mOptions.width * mOptions.colorings.size() > largestImageSide
+        || mOptions.height * mOptions.views.size() > largestImageSide)
+        throw std::invalid_argument("the grid of " + std::to_string(mOptions.views.size()) + " x "
+                                    + std::to_string(mOptions.colorings.size()) + " pictures of " + mSize
+                                    + " is larger than 16384 pixels on a side");
+}
+
+} // namespace Tool

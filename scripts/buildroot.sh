@@ -54,8 +54,18 @@ buildroot_exec() {
         /bin/bash -c 'cd "$1" && shift && exec "$@"' _ "$cwd" "$@"
 }
 
+# The one tool the host needs: a fresh Debian machine has no debootstrap.
+buildroot_host_tools() {
+    command -v debootstrap >/dev/null && return 0
+    log "installing debootstrap on this machine"
+    mkdir -p "$(dirname "$root")"
+    { apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq debootstrap; } >"$root.host-apt.log" 2>&1 \
+        || { tail -20 "$root.host-apt.log" >&2; die "cannot install debootstrap (log: $root.host-apt.log)"; }
+}
+
 buildroot_step_base() {
     [ -f "$root/.lumaro-base" ] && return 0
+    buildroot_host_tools
     log "creating the Debian 13 build root in $root (about a minute)"
     buildroot_unmount_all
     [ -z "$(buildroot_mounts_inside)" ] || die "something is still mounted in $root; not removing the half-made root"

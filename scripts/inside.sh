@@ -145,6 +145,15 @@ case "$command" in
         exe=$(find "$dir" -name "$program" -type f -perm -u+x 2>/dev/null | head -1)
         [ -n "$exe" ] || { echo "dev: no $program in $dir (./dev build native $program)" >&2; exit 2; }
         "$exe" "$@" ;;
+    demo)
+        # A real store from the test data, seen from above and at an angle, in three colourings.
+        configure_and_build mingw lumaro || exit 1
+        output="$repo/build/demo/lumaro-demo.png"
+        mkdir -p "$(dirname "$output")"
+        with_wine wine "$(build_dir_of mingw)/bin/lumaro.exe" render "$repo/testdata/potree2/autzen_trim-brotli" \
+            --view top,oblique --mode rgb,intensity,elevation --size 640x400 --background 101418 \
+            --output "$output" >/dev/null || exit 1
+        echo "demo: wrote $output (rows: top and oblique view; columns: colour, intensity, elevation)" ;;
     bench)
         configure_and_build native-release lumaro_bench || exit 1
         "$(build_dir_of native-release)/bin/lumaro_bench" ${1:+--benchmark_filter="$1"} ;;

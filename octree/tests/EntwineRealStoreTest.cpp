@@ -7,11 +7,11 @@
 #include <lumaro/core/ReadLocalFile.h>
 
 #include "EntwineTestStore.h"
+#include <lumaro/testsupport/TestStores.h>
 #include "LasReader.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <zstd.h>
 
 #include <cmath>
 #include <map>
@@ -43,29 +43,6 @@ std::array<double, 3> worldOf(const Entwine::DecodedPoints& decoded, std::size_t
     return world;
 }
 
-// The ellipsoid-binary store with its node file restored from the zstandard store's node, which
-// the binary original is byte-identical to; decompressed here with the Zstandard library directly.
-class RestoredBinaryStore {
-public:
-    RestoredBinaryStore()
-    {
-        m_store.write("ept.json", Core::readLocalFile(eptDir / "ellipsoid-binary" / "ept.json"));
-        m_store.write("ept-hierarchy/0-0-0-0.json",
-                      Core::readLocalFile(eptDir / "ellipsoid-binary" / "ept-hierarchy" / "0-0-0-0.json"));
-        const std::string packed = Core::readLocalFile(eptDir / "ellipsoid-zstandard" / "ept-data" / "0-0-0-0.zst");
-        std::string records(100000 * 44, '\0');
-        const std::size_t size = ZSTD_decompress(records.data(), records.size(), packed.data(), packed.size());
-        if (ZSTD_isError(size) || size != records.size()) {
-            throw std::runtime_error("cannot restore the binary node");
-        }
-        m_store.write("ept-data/0-0-0-0.bin", records);
-    }
-    const std::filesystem::path& path() const { return m_store.path(); }
-
-private:
-    OctreeTest::EptTestStore m_store;
-};
-
 class EntwineRealStore : public ::testing::TestWithParam<std::string> {
 protected:
     void SetUp() override
@@ -80,7 +57,7 @@ protected:
         facts = factsOf(GetParam());
     }
 
-    std::optional<RestoredBinaryStore> m_restored;
+    std::optional<TestSupport::RestoredEptBinaryStore> m_restored;
     std::shared_ptr<EntwineTree> tree;
     nlohmann::json facts;
 };

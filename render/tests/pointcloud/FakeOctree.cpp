@@ -60,7 +60,12 @@ bool FakeOctree::contains(OctreeNodeId node) const { return node.level() <= mDep
 
 ::Octree::NodeVisibility FakeOctree::nodeVisibility(OctreeNodeId) const { return ::Octree::NodeVisibility::PerPoint; }
 
-std::uint64_t FakeOctree::pointCount() const { return 0; }
+std::uint64_t FakeOctree::pointCount() const
+{
+    std::uint64_t total = 0;
+    visitBreadthFirst([&](OctreeNodeId node) { total += storedPointCount(node); });
+    return total;
+}
 
 std::uint64_t FakeOctree::pointCount(OctreeNodeId node) const { return storedPointCount(node); }
 

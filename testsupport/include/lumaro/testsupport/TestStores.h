@@ -1,0 +1,29 @@
+#pragma once
+
+#include <lumaro/testsupport/TemporaryFolder.h>
+
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <string>
+
+namespace TestSupport {
+
+// A store of the repository's test data, e.g. testStore("potree2/autzen_trim-brotli").
+std::filesystem::path testStore(const std::string& relativePath);
+
+// The reference facts that an independent reader recorded beside a store (facts.json).
+nlohmann::json storeFacts(const std::filesystem::path& store);
+
+// The ellipsoid-binary EPT store with its node file restored from the zstandard store's node,
+// which the binary original is byte-identical to (the repository keeps only one of the two).
+class RestoredEptBinaryStore {
+public:
+    RestoredEptBinaryStore();
+    const std::filesystem::path& path() const { return m_folder.path(); }
+
+private:
+    TemporaryFolder m_folder;
+};
+
+} // namespace TestSupport

@@ -1,0 +1,246 @@
+// Pictures of point clouds on a real Direct3D 11 device: stores written here with points at known
+// places are drawn from above, orthographically, and the pixels are checked against what the
+// camera and the shading formulas give.
+#include <lumaro/render/core/Renderer.h>
+#include <lumaro/render/pointcloud/PointCloudRenderable.h>
+
+#include <lumaro/graphics/ColorImage.h>
+#include <lumaro/math/Spectrum.h>
+#include <lumaro/math/TriangleMesh.h>
+#include <lumaro/octree/potree/FileSystemLocation.h>
+#include <lumaro/testsupport/PotreeStoreWriter.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
+#include <lumaro/testsupport/TestStores.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <optional>
+
+namespace {
+
+using Render::PointCloudRenderable;
+using Render::RenderMode;
+using TestSupport::StoreNode;
+using TestSupport::StorePoint;
+
+// The view spans 16 x 12 world units over 64 x 48 pixels, four pixels a unit, shifted so that
+// pixel (i, j) is centred on x = (i + 1) / 4, y = 12 - j / 4: cube corners and mid-planes of the
+// store (cube [0, 16]^3) fall on pixel centres.
+constexpr std::size_t width = 64;
+constexpr std::size_t height = 48;
+
+StorePoint atPixel(int i, int j, double z, Math::Color color = Math::Color(255, 255, 255), std::uint16_t intensity = 0)
+{
+    return {0.25 * (i + 1), 12.0 - 0.25 * j, z, color.r(), color.g(), color.b(), intensity};
+}
+
+class PointCloudPicture : public ::testing::Test {
+protected:
+    PointCloudPicture()
+    {
+        renderer.setViewport(width, height);
+        renderer.setBackgroundColor(0, 0, 0, 255);
+    }
+
+    // Writes the store and shows all of it (every node, one-pixel points unless changed).
+    PointCloudRenderable& show(const std::vector<StoreNode>& nodes, float maxPointSize = 1.0f)
+    {
+        TestSupport::writePotreeStore(folder.path(), nodes);
+        cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder.path()), "cloud", 1000000, 1.0);
+        renderer.setScene(cloud);
+        renderer.setCameraPose(Math::Point<float, 3>(8.125f, 6.125f, 100.0f), Math::Point<float, 3>(8.125f, 6.125f, 0.0f),
+                               Eigen::Vector3f::UnitY());
+        renderer.setOrthographic(16.0f, 12.0f, 1.0f, 200.0f);
+        cloud->setOctreeNodePriorityThreshold(0.0f);
+        cloud->setMaxPointSize(maxPointSize);
+        cloud->reloadPoints(nullptr, 21);
+        return *cloud;
+    }
+
+    const Graphics::ColorImage& picture()
+    {
+        renderer.render();
+        renderer.getColorImage(image);
+        return image;
+    }
+
+    // Lit pixels of row j between columns from and to.
+    std::size_t litInRow(std::size_t j, std::size_t from, std::size_t to)
+    {
+        std::size_t lit = 0;
+        for (std::size_t i = from; i < to; ++i)
+            lit += image.at(i, j) != Math::Color(0, 0, 0, 255) ? 1 : 0;
+        return lit;
+    }
+
+    TestSupport::TemporaryFolder folder;
+    Render::Renderer renderer{false};
+    std::shared_ptr<PointCloudRenderable> cloud;
+    Graphics::ColorImage image;
+};
+
+TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
+{
+    const std::vector<std::pair<int, int>> pixels{{0, 0}, {3, 4}, {10, 20}, {63, 47}, {40, 9}};
+    std::vector<StorePoint> points;
+    for (std::size_t k = 0; k < pixels.size(); ++k)
+        points.push_back(atPixel(pixels[k].first, pixels[k].second, 2.0 + k,
+                                 Math::Color(static_cast<std::uint8_t>(40 * k + 10), 200, static_cast<std::uint8_t>(250 - 50 * k))));
+    show({{"r", points}});
+    picture();
+    std::size_t lit = 0;
+    for (std::size_t j = 0; j < height; ++j)
+        lit += litInRow(j, 0, width);
+    EXPECT_EQ(lit, pixels.size());
+    for (std::size_t k = 0; k < pixels.size(); ++k) {
+        const StorePoint& point = points[k];
+        EXPECT_EQ(image.at(pixels[k].first, pixels[k].second), Math::Color(point.red, point.green, point.blue, 255)) << k;
+    }
+
+    // The root cube's edge x = 16 runs down the last column, in the cloud's uniform colour.
+    cloud->setShowBoundingBoxes(true);
+    picture();
+    for (std::size_t j = 0; j < height; j += 7) {
+        const Math::Color edge = image.at(width - 1, j);
+        EXPECT_EQ(edge, Math::Color(cloud->uniformColor().r(), cloud->uniformColor().g(), cloud->uniformColor().b(), 255)) << j;
+    }
+}
+
+TEST_F(PointCloudPicture, APointOnTheMidPlaneTakesTheDeeperNodesSmallerSize)
+{
+    // Level 0 discs are 8 x pointSize pixels wide (pointSize x 2 / 12 in clip units over 48 rows):
+    // 16 at level 0 and 8 where the resident node r7 holds the point.
+    const StorePoint midPlane = atPixel(31, 16, 8.0);  // (8, 8, 8): the upper half on every axis, r7
+    const StorePoint lowerY = atPixel(31, 32, 8.0);    // (8, 4, 8): r5, not resident
+    const StorePoint insideR7 = atPixel(55, 8, 14.0);  // (14, 10, 14)
+    show({{"r", {midPlane, lowerY}}, {"r7", {insideR7}}}, 100.0f).setPointSize(2.0f);
+    picture();
+    EXPECT_NEAR(static_cast<double>(litInRow(16, 16, 47)), 8.0, 1.0);
+    EXPECT_NEAR(static_cast<double>(litInRow(32, 16, 47)), 16.0, 1.0);
+    EXPECT_NEAR(static_cast<double>(litInRow(8, 47, 64)), 8.0, 1.0);
+}
+
+TEST_F(PointCloudPicture, EightClippingPlanesCullEachTheirPoint)
+{
+    // Nine points on a circle; plane k keeps what lies within 3.7 of the centre along point k's
+    // direction, which only point k does not.
+    std::vector<StorePoint> points;
+    std::vector<Math::HalfSpace<float, 3>> halfSpaces;
+    std::vector<std::pair<int, int>> pixels;
+    for (int k = 0; k < 9; ++k) {
+        const double angle = k * 40.0 * std::numbers::pi / 180.0;
+        const int i = static_cast<int>(std::lround((8.0 + 4.0 * std::cos(angle)) * 4.0 - 1.0));
+        const int j = static_cast<int>(std::lround((12.0 - (6.0 + 4.0 * std::sin(angle))) * 4.0));
+        pixels.emplace_back(i, j);
+        points.push_back(atPixel(i, j, 5.0));
+        const Eigen::Vector3f outward(static_cast<float>(std::cos(angle)), static_cast<float>(std::sin(angle)), 0.0f);
+        // -outward . (p - centre) + 3.7 >= 0
+        halfSpaces.emplace_back(-outward, outward.dot(Eigen::Vector3f(8.0f, 6.0f, 0.0f)) + 3.7f);
+    }
+    halfSpaces.pop_back();
+    show({{"r", points}}).setClippingVolume(halfSpaces);
+    picture();
+    for (int k = 0; k < 9; ++k)
+        EXPECT_EQ(image.at(pixels[k].first, pixels[k].second) != Math::Color(0, 0, 0, 255), k == 8) << k;
+}
+
+// The colour of a point (200, 100, 50), intensity 1000, four units above the plane z = 0, in each
+// mode that the point shader colours.
+struct ModeColor {
+    RenderMode mode;
+    Math::Color expected;
+};
+
+class PointCloudModeColor : public PointCloudPicture, public ::testing::WithParamInterface<ModeColor> {};
+
+TEST_P(PointCloudModeColor, ColoursADrawnPixelByTheMode)
+{
+    // Intensities 1000 ... 4000: the 99th percentile, 3000, becomes full brightness.
+    const std::vector<StorePoint> points{atPixel(20, 20, 4.0, Math::Color(200, 100, 50), 1000),
+                                         atPixel(30, 30, 4.0, Math::Color(0, 0, 0), 2000),
+                                         atPixel(35, 30, 4.0, Math::Color(0, 0, 0), 3000),
+                                         atPixel(40, 30, 4.0, Math::Color(0, 0, 0), 4000)};
+    show({{"r", points}});
+    cloud->setUniformColor(Math::Color(255, 128, 0));
+    renderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, 0.0f));
+    renderer.setColorMapRange(0.0f, 8.0f);
+    // Two triangles covering the view at z = 0, facing up.
+    renderer.setMeshForDistanceColorization(std::make_shared<Math::TriangleMesh<float>>(
+        std::vector<Math::Point<float, 3>>{{-1.0f, -1.0f, 0.0f}, {17.0f, -1.0f, 0.0f}, {17.0f, 17.0f, 0.0f}, {-1.0f, 17.0f, 0.0f}},
+        std::vector<Math::TriangleMesh<float>::Triangle>{{0, 1, 2}, {0, 2, 3}}));
+    cloud->reloadPoints(nullptr, 21); // the distances to the new mesh
+    renderer.setRenderMode(GetParam().mode);
+    const Math::Color pixel = picture().at(20, 20);
+    const Math::Color& expected = GetParam().expected;
+    EXPECT_NEAR(pixel.r(), expected.r(), 1) << pixel;
+    EXPECT_NEAR(pixel.g(), expected.g(), 1) << pixel;
+    EXPECT_NEAR(pixel.b(), expected.b(), 1) << pixel;
+}
+
+// Distance 4 of 0..8 in turbo; intensity 1000 of 3000 is 21845, high byte 85; the grey of the
+// colour, 350 / 3 / 255 = 0.4575, times (1, 0.502, 0).
+const Math::Color turboMiddle = Math::Spectrum(Math::Spectrum::Turbo).color(0.5f);
+INSTANTIATE_TEST_SUITE_P(Modes, PointCloudModeColor,
+                         ::testing::Values(ModeColor{RenderMode::Default, Math::Color(200, 100, 50)},
+                                           ModeColor{RenderMode::Intensity, Math::Color(85, 85, 85)},
+                                           ModeColor{RenderMode::UniformColor, Math::Color(117, 59, 0)},
+                                           ModeColor{RenderMode::PlaneDistance, turboMiddle},
+                                           ModeColor{RenderMode::MeshDistance, turboMiddle}));
+
+// The tomographic looks blend: where two points lie on one pixel, the second is drawn over the
+// first at its contrast (alpha 0.5 at the disc's centre), and post-processing stretches the result.
+TEST_F(PointCloudPicture, TomographicModesBlendOverlappingPoints)
+{
+    show({{"r", {atPixel(10, 10, 3.0), atPixel(20, 10, 3.0), atPixel(20, 10, 6.0)}}});
+    cloud->setTomographicContrast(0.5f);
+    renderer.setTomographicColor(Math::Color(51, 51, 51));
+    const auto byte = [](double value) { return std::lround(std::clamp(value, 0.0, 1.0) * 255.0) / 255.0; };
+    for (const RenderMode mode : {RenderMode::TomographicBright, RenderMode::TomographicDark}) {
+        renderer.setRenderMode(mode);
+        picture();
+        EXPECT_EQ(image.at(40, 40).a(), 0) << "nothing drawn: transparent";
+        // The scene's colour after one and two points over transparent black, 8 bits each.
+        const double c = mode == RenderMode::TomographicBright ? 0.2 : 0.8;
+        const double once = byte(c * 0.5);
+        const double twice = byte(c * 0.5 + once * 0.5);
+        for (const auto& [i, scene] : {std::pair(10, once), std::pair(20, twice)}) {
+            // Post-processing: bright doubles colour and mean; dark inverts and doubles the darkness.
+            const double expected = mode == RenderMode::TomographicBright ? 2.0 * scene : 1.0 - 2.0 * scene;
+            const double alpha = mode == RenderMode::TomographicBright ? 2.0 * scene : 2.0 * scene;
+            EXPECT_NEAR(image.at(i, 10).r(), std::clamp(expected, 0.0, 1.0) * 255.0, 2.0) << static_cast<int>(mode) << " " << i;
+            EXPECT_NEAR(image.at(i, 10).a(), std::clamp(alpha, 0.0, 1.0) * 255.0, 2.0) << static_cast<int>(mode) << " " << i;
+        }
+    }
+}
+
+// Every kind of store draws through the one octree interface.
+class RealStorePicture : public PointCloudPicture, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(RealStorePicture, Draws)
+{
+    std::optional<TestSupport::RestoredEptBinaryStore> restored;
+    const std::filesystem::path folder =
+        GetParam() == "ept/ellipsoid-binary" ? restored.emplace().path() : TestSupport::testStore(GetParam());
+    cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder), "cloud", 1000000, 1.0);
+    renderer.setScene(cloud);
+    const auto box = renderer.boundingBox();
+    renderer.setCameraPose(Math::Point<float, 3>(box.center().x(), box.center().y(), box.max().z() + 10.0f),
+                           box.center(), Eigen::Vector3f::UnitY());
+    renderer.setOrthographic(box.size().maxCoeff() * 1.1f, box.size().maxCoeff() * 1.1f, 0.01f, 1000.0f);
+    renderer.setZNearAndFarViaBoundingBox(box);
+    cloud->reloadPoints(nullptr, 21);
+    picture();
+    std::size_t lit = 0;
+    for (std::size_t j = 0; j < height; ++j)
+        lit += litInRow(j, 0, width);
+    EXPECT_GT(lit, width * height / 20) << GetParam();
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, RealStorePicture,
+                         ::testing::Values("potree2/autzen_trim-brotli", "potree2/autzen_trim-default",
+                                           "ept/ellipsoid-binary", "ept/ellipsoid-zstandard",
+                                           "ept/lion_takanawa-laszip"));
+
+} // namespace

@@ -1,3 +1,4 @@
+#include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/entwine/Hierarchy.h>
 
 #include "EntwineTestStore.h"
@@ -124,4 +125,18 @@ TEST(EntwineHierarchy, MissingAndInconsistentFilesFailWhenReached)
     EXPECT_NE(foreign.find("1-0-1-0.json: lists 2-2-2-0, which is not inside the subtree of 1-0-1-0"),
               std::string::npos)
         << foreign;
+}
+
+// A walk that was asked to stop reads no further file; the same question later reads it.
+TEST(EntwineHierarchy, AStopRequestedBeforeAFileIsReadCancelsTheRead)
+{
+    EptTestStore store;
+    writeSplitHierarchy(store);
+    const Hierarchy hierarchy(store.path() / "ept-hierarchy");
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_EQ(hierarchy.children(Key{}, stop.get_token()).size(), 2u); // known without a file
+    EXPECT_THROW(hierarchy.children(Key{1, 1, 0, 0}, stop.get_token()), Octree::OperationCancelled);
+    EXPECT_EQ(hierarchy.filesRead().size(), 1u);
+    EXPECT_EQ(hierarchy.children(Key{1, 1, 0, 0}).size(), 3u);
 }

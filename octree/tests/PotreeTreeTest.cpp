@@ -1,4 +1,5 @@
 // Behaviour of PotreeTree on small stores made by the test, where every value is known.
+#include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/PotreeTree.h>
@@ -223,4 +224,32 @@ TEST(PotreeTree, TheColourRangeIsDecidedOnlyWhenColoursAreDecoded)
     std::optional<Octree::NodePointData> stopped;
     EXPECT_NO_THROW(stopped = rgb->nodePointData(r0, stop.get_token()));
     EXPECT_FALSE(stopped);
+}
+
+// Hierarchy chunks behind proxies are read when first needed; a walk asked to stop reads none.
+TEST(PotreeTree, AStopRequestedBeforeAProxiedChunkIsReadCancelsTheRead)
+{
+    const auto tree = Octree::Octree::open(
+        PoTree::FileSystemLocation(std::filesystem::path(LUMARO_TEST_DATA_DIR) / "potree2" / "test1_4-brotli"));
+    // The store's first proxies sit on level 4.
+    std::vector<Octree::OctreeNodeId> level{Octree::OctreeNodeId::root()};
+    for (int depth = 0; depth < 4; ++depth) {
+        std::vector<Octree::OctreeNodeId> next;
+        for (const auto node : level)
+            for (const auto child : tree->children(node))
+                next.push_back(child);
+        level = next;
+    }
+    std::stop_source stop;
+    stop.request_stop();
+    std::size_t cancelled = 0;
+    for (const auto node : level) {
+        try {
+            tree->children(node, stop.get_token());
+        } catch (const Octree::OperationCancelled&) {
+            ++cancelled;
+            EXPECT_FALSE(tree->children(node).empty()) << node.name(); // proxies are nodes with descendants
+        }
+    }
+    EXPECT_GT(cancelled, 0u);
 }

@@ -515,6 +515,11 @@ NodePriority PointCloudRenderable::boundingBoxPriority(std::size_t level, const 
     return currentRating().rate(level, box);
 }
 
+std::shared_ptr<NodePrioritizer> PointCloudRenderable::nodePrioritizer() const
+{
+    return mRenderState ? mRenderState->prioritizer : nullptr;
+}
+
 void PointCloudRenderable::clearVisibleOctreeNodes()
 {
     if (mRenderState) {

@@ -13,6 +13,10 @@
 #include <memory>
 #include <thread>
 
+#if defined(_WIN32)
+#include <d3d11.h> // the null device pointers handed to init are COM pointers there
+#endif
+
 namespace RenderTest {
 
 // A renderer id of its own for every cloud set that should not share a prioritizer with others.

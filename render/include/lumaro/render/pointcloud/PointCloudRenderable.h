@@ -147,6 +147,10 @@ public:
     // current view and settings.
     NodePriority boundingBoxPriority(std::size_t level, const Math::NBoundingBox<float, 3>& box);
 
+    // The prioritizer that this cloud shares with the other point clouds of its renderer: the
+    // points resident for all of them and their budget. Null before init.
+    std::shared_ptr<NodePrioritizer> nodePrioritizer() const;
+
     // Drops the cloud's resident nodes, publishes the empty set and starts loading again.
     void clearVisibleOctreeNodes();
     // What the last published set holds.

@@ -87,7 +87,8 @@ summary_line() {
 test_all() {
     local logs="$repo/build/${LUMARO_BUILD_PREFIX}logs"
     mkdir -p "$logs"
-    local native_status=0 mingw_status=0
+    local native_status=0 tsan_status=0 mingw_status=0
+    local tsan_tests="Stress|PointCloudWalk|RestartOrNot|PointCloudSharing|BackgroundThread|TripleBuffer|Concurrent"
     local started=$SECONDS
 
     echo "=== native build (ASan + UBSan) ==="
@@ -98,6 +99,16 @@ test_all() {
     else
         native_status=1
         echo "native build failed" >"$logs/native.log"
+    fi
+
+    # The loading threads again under ThreadSanitizer: the tests that run them.
+    echo "=== ThreadSanitizer build and tests of the loading threads ==="
+    if configure_and_build tsan lumaro_render_tests lumaro_core_tests; then
+        run_ctest tsan -j2 -R "$tsan_tests" 2>&1 | tee "$logs/tsan.log"
+        tsan_status=${PIPESTATUS[0]}
+    else
+        tsan_status=1
+        echo "ThreadSanitizer build failed" >"$logs/tsan.log"
     fi
 
     echo "=== Windows build (MinGW) ==="
@@ -113,7 +124,7 @@ test_all() {
     echo
     echo "=== summary ($((SECONDS - started)) s) ==="
     local passed=0 failed=0 line p t
-    for config in native mingw; do
+    for config in native tsan mingw; do
         line=$(summary_line "$logs/$config.log")
         echo "$config: ${line:-$(tail -1 "$logs/$config.log")}"
         if [ -n "$line" ]; then
@@ -125,7 +136,7 @@ test_all() {
         fi
     done
     echo "total: $passed passed, $failed failed"
-    [ $native_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ]
+    [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ]
 }
 
 command=${1:?}; shift

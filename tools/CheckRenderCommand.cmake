@@ -1,6 +1,7 @@
 # Runs `lumaro render` the way users get it wrong, and, where Direct3D is there (RENDER set), the
 # way they get it right.
-#   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DOUTPUT=<png> [-DRENDER=ON] -P CheckRenderCommand.cmake
+#   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DSECOND_STORE=<folder>
+#         -DOUTPUT=<png> [-DRENDER=ON] -P CheckRenderCommand.cmake
 cmake_minimum_required(VERSION 3.24)
 
 function(run_lumaro status output errors)
@@ -46,6 +47,11 @@ if(RENDER)
     endif()
     if(NOT err MATCHES "loading .*100%")
         message(FATAL_ERROR "lumaro render showed no progress:\n${err}")
+    endif()
+    # Two stores of one site form one scene.
+    run_lumaro(status out err render "${STORE}" "${SECOND_STORE}" --output "${OUTPUT}.two.png" --size 64x48)
+    if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.two.png")
+        message(FATAL_ERROR "lumaro render of two stores failed (${status}):\n${err}")
     endif()
     file(READ "${OUTPUT}" header LIMIT 24 HEX)
     string(SUBSTRING "${header}" 32 16 size)

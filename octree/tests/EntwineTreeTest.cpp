@@ -261,3 +261,15 @@ TEST(EntwineTree, DamagedLazNodesNameTheFile)
     const std::string garbage = failureOf([&] { tree->nodePointData(OctreeNodeId::root(), std::stop_token()); });
     EXPECT_EQ(garbage.rfind(file + ": ", 0), 0u) << garbage;
 }
+
+// A hierarchy count beyond the store's own total is refused before anything is sized by it.
+TEST(EntwineTree, ANodeClaimingMorePointsThanTheStoreIsRefused)
+{
+    EptTestStore store;
+    writeStore(store, "zstandard", syntheticNodes(1, 2));
+    store.writeJson("ept-hierarchy/0-0-0-0.json", {{"0-0-0-0", 40000000000}, {"1-0-0-0", 0}, {"1-1-0-1", -1}});
+    const std::string message =
+        failureOf<std::runtime_error>([&] { openTree(store)->nodePointData(OctreeNodeId::root(), {}); });
+    EXPECT_NE(message.find("ept-hierarchy"), std::string::npos) << message;
+    EXPECT_NE(message.find("whole store holds 4"), std::string::npos) << message;
+}

@@ -127,6 +127,12 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
         throw ::Octree::OperationCancelled();
     }
     const std::filesystem::path file = dataFile(node.key);
+    // Decoders size their output by the count before the data can tell otherwise.
+    if (node.pointCount > m_metadata.points) {
+        throw std::runtime_error(location().file("ept-hierarchy").string() + ": node " + node.key.toString()
+                                 + " claims " + std::to_string(node.pointCount) + " points, but the whole store holds "
+                                 + std::to_string(m_metadata.points));
+    }
     const std::string bytes = Core::readLocalFile(file);
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();

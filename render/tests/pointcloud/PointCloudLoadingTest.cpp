@@ -338,3 +338,42 @@ TEST(PointCloudSettings, RefusalsTransparencyAndClearing)
 }
 
 } // namespace
+
+namespace {
+
+// The proposal stretches the grey levels between two fractions of the loaded points to black and
+// white: adjustBrightnessContrast(g) = contrast (g + brightness - 0.5) + 0.5 maps them to 0 and 1.
+TEST(PointCloudSettings, BrightnessAndContrastStretchTheLoadedGreyLevels)
+{
+    const TestSupport::TemporaryFolder folder;
+    std::vector<StorePoint> greys;
+    for (int grey = 50; grey <= 150; ++grey) {
+        const auto level = static_cast<std::uint8_t>(grey);
+        greys.push_back({0.1 * (grey - 49), 1.0, 1.0, level, level, level});
+    }
+    TestSupport::writePotreeStore(folder.path(), {{"r", greys}});
+    const ViewedCloud viewed(open(folder.path()));
+    float brightness = -1.0f;
+    float contrast = -1.0f;
+    viewed.cloud->brightnessAndContrast(0.0f, 1.0f, brightness, contrast);
+    EXPECT_EQ(std::pair(brightness, contrast), std::pair(0.0f, 1.0f)) << "nothing loaded yet";
+
+    viewed.cloud->reloadPoints(nullptr, 21);
+    struct Case {
+        float lower, upper;
+        int darkest, brightest; // the grey levels at the two fractions
+    };
+    for (const Case& c : {Case{0.0f, 1.0f, 50, 150}, Case{0.1f, 0.9f, 60, 140}}) {
+        viewed.cloud->brightnessAndContrast(c.lower, c.upper, brightness, contrast);
+        const float dark = c.darkest / 255.0f;
+        const float bright = c.brightest / 255.0f;
+        EXPECT_NEAR(contrast * (dark + brightness - 0.5f) + 0.5f, 0.0f, 1e-5f) << c.lower;
+        EXPECT_NEAR(contrast * (bright + brightness - 0.5f) + 0.5f, 1.0f, 1e-5f) << c.upper;
+    }
+    viewed.cloud->brightnessAndContrast(0.45f, 0.55f, brightness, contrast);
+    EXPECT_EQ(contrast, 4.0f) << "a narrow band is not stretched beyond four times";
+    viewed.cloud->brightnessAndContrast(0.6f, 0.4f, brightness, contrast);
+    EXPECT_EQ(std::pair(brightness, contrast), std::pair(0.0f, 1.0f));
+}
+
+} // namespace

@@ -103,8 +103,8 @@ test_all() {
 
     # The loading threads again under ThreadSanitizer: the tests that run them.
     echo "=== ThreadSanitizer build and tests of the loading threads ==="
-    if configure_and_build tsan lumaro_render_tests lumaro_core_tests; then
-        run_ctest tsan -j2 -R "$tsan_tests" 2>&1 | tee "$logs/tsan.log"
+    if configure_and_build native-tsan lumaro_render_tests lumaro_core_tests; then
+        run_ctest native-tsan -j2 -R "$tsan_tests" 2>&1 | tee "$logs/tsan.log"
         tsan_status=${PIPESTATUS[0]}
     else
         tsan_status=1

@@ -1,3 +1,4 @@
+#include "ErrorText.h"
 #include "RenderCommand.h"
 
 #include <lumaro/graphics/ColorImage.h>
@@ -22,18 +23,6 @@ namespace Tool {
 
 namespace {
 
-// The whole explanation of an error, its nested causes included.
-std::string explain(const std::exception& error)
-{
-    std::string text = error.what();
-    try {
-        std::rethrow_if_nested(error);
-    } catch (const std::exception& cause) {
-        text += ": " + explain(cause);
-    } catch (...) {
-    }
-    return text;
-}
 
 // "loading autzen [##########          ]  52%  1234567 points" on one line of stderr.
 class ProgressBar {

@@ -1,4 +1,5 @@
 // lumaro: the command-line front end of LumaroRender.
+#include "ErrorText.h"
 #include "PointWriter.h"
 #include "RenderCommand.h"
 #include "RenderOptions.h"
@@ -19,19 +20,6 @@ namespace {
 std::shared_ptr<Octree::Octree> openStore(const std::string& path)
 {
     return Octree::Octree::open(PoTree::FileSystemLocation(path));
-}
-
-// The error and its nested causes on one line.
-std::string explain(const std::exception& error)
-{
-    std::string text = error.what();
-    try {
-        std::rethrow_if_nested(error);
-    } catch (const std::exception& cause) {
-        text += ": " + explain(cause);
-    } catch (...) {
-    }
-    return text;
 }
 
 } // namespace
@@ -87,7 +75,7 @@ int main(int argc, char** argv)
             return 1;
         }
     } catch (const std::exception& error) {
-        std::cerr << "lumaro: error: " << explain(error) << '\n';
+        std::cerr << "lumaro: error: " << Tool::explain(error) << '\n';
         return 1;
     }
     return 0;

@@ -599,11 +599,6 @@ void PointCloudRenderable::setUnitScale(double unitScale)
     clearVisibleOctreeNodes();
 }
 
-void PointCloudRenderable::setMatrix(const Eigen::Matrix4f& matrix)
-{
-    Renderable::setMatrix(matrix);
-}
-
 void PointCloudRenderable::invalidateWorldMatrix()
 {
     Renderable::invalidateWorldMatrix();

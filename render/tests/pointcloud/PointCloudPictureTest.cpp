@@ -189,6 +189,23 @@ INSTANTIATE_TEST_SUITE_P(Modes, PointCloudModeColor,
                                            ModeColor{RenderMode::PlaneDistance, turboMiddle},
                                            ModeColor{RenderMode::MeshDistance, turboMiddle}));
 
+// The normal mode shades by the surface that the world positions of neighbouring pixels span:
+// for a flat patch facing the camera, the cross product of the steps to the left and the upper
+// neighbour, (0.25, 0, 0) x (0, -0.25, 0), points along -z: colour (0.5, 0.5, 0).
+TEST_F(PointCloudPicture, TheNormalModeShadesAFlatPatchByItsFacing)
+{
+    std::vector<StorePoint> patch;
+    for (int i = 15; i <= 25; ++i)
+        for (int j = 15; j <= 25; ++j)
+            patch.push_back(atPixel(i, j, 3.0, Math::Color(10, 20, 30)));
+    show({{"r", patch}});
+    renderer.setRenderMode(RenderMode::Normal);
+    const Math::Color pixel = picture().at(20, 20);
+    EXPECT_NEAR(pixel.r(), 127.5, 1.0);
+    EXPECT_NEAR(pixel.g(), 127.5, 1.0);
+    EXPECT_EQ(pixel.b(), 0);
+}
+
 // The tomographic looks blend: where two points lie on one pixel, the second is drawn over the
 // first at its contrast (alpha 0.5 at the disc's centre), and post-processing stretches the result.
 TEST_F(PointCloudPicture, TomographicModesBlendOverlappingPoints)

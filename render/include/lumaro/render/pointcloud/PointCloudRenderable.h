@@ -168,7 +168,6 @@ public:
     // Rescales the store's coordinates (and empties the shared caches of the old scale for
     // everyone, since their vertices no longer fit); nothing happens for the current scale.
     void setUnitScale(double unitScale);
-    void setMatrix(const Eigen::Matrix4f& matrix) override;
     void invalidateWorldMatrix() override;
     // Half-spaces in world coordinates that points must lie in (n · p + d >= 0). Throws
     // std::runtime_error "Error: volume contains too many clipping planes, plane count = N" for

@@ -17,8 +17,9 @@ using VertexContainerCache =
     Core::LruCache<Octree::OctreeNodeId, VertexContainer, Core::CacheEntrySizeCount<VertexContainer>>;
 
 // Per-point distances of a node to the distance-colorization mesh. The group is the number of
-// the mesh they were measured against (a new mesh gets a new number), so distances to an old mesh
-// are never mistaken for current ones and simply age out. Capacity in entries (nodes).
+// the mesh they were measured against, in the cloud's model coordinates (a new mesh, or the same
+// mesh under a new world matrix, gets a new number), so distances to an old mesh are never
+// mistaken for current ones and simply age out. Capacity in entries (nodes).
 using MeshDistanceCache = Core::GroupedLruCache<Octree::OctreeNodeId, std::vector<float>, int>;
 
 // Decoded nodes with every attribute, for point queries; capacity in points.

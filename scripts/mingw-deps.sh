@@ -37,20 +37,35 @@ cmake -S zstd-src/build/cmake -B zstd-build -G Ninja \
 cmake --build zstd-build >/dev/null
 cmake --install zstd-build >/dev/null
 
-# LASzip 3.5.0 from trixie. The mirror serves its upstream tarball but not always the .dsc, so the
-# tarball is checked against the checksum that the source index lists.
-laszip_version=3.5.0
-laszip_revision=$(apt-cache showsrc laszip | awk -v v="$laszip_version-" 'index($0, "Version: " v) == 1 {print $2}' \
-    | sort -V | tail -n 1)
-[ -n "$laszip_revision" ] || { echo "no laszip $laszip_version source package in the source index" >&2; exit 1; }
-apt-get source --download-only -qq "laszip=$laszip_revision" >/dev/null 2>&1 || true
-laszip_tarball="laszip_$laszip_version.orig.tar.xz"
-laszip_sha256=$(apt-cache showsrc laszip \
-    | awk -v f="$laszip_tarball" '/^Checksums-Sha256:/ {s=1; next} /^[^ ]/ {s=0} s && $3 == f {print $1; exit}')
-[ -n "$laszip_sha256" ] || { echo "no checksum for $laszip_tarball in the source index" >&2; exit 1; }
-echo "$laszip_sha256  $laszip_tarball" | sha256sum --check --quiet
-mkdir laszip-src
-tar -xf "$laszip_tarball" -C laszip-src --strip-components=1
+# The upstream tarball of a trixie source package, checked against the checksum that the source
+# index lists, unpacked into <dir>. The mirror serves such tarballs but not always the .dsc.
+upstream_source() {
+    local package=$1 version=$2 dir=$3 revision tarball sha256
+    revision=$(apt-cache showsrc "$package" | awk -v v="$version-" 'index($0, "Version: " v) == 1 {print $2}' \
+        | sort -V | tail -n 1)
+    [ -n "$revision" ] || { echo "no $package $version source package in the source index" >&2; exit 1; }
+    apt-get source --download-only -qq "$package=$revision" >/dev/null 2>&1 || true
+    tarball=$(ls "${package}_$version.orig.tar."* 2>/dev/null | head -n 1)
+    [ -n "$tarball" ] || { echo "the upstream tarball of $package $version did not arrive" >&2; exit 1; }
+    sha256=$(apt-cache showsrc "$package" \
+        | awk -v f="$tarball" '/^Checksums-Sha256:/ {s=1; next} /^[^ ]/ {s=0} s && $3 == f {print $1; exit}')
+    [ -n "$sha256" ] || { echo "no checksum for $tarball in the source index" >&2; exit 1; }
+    echo "$sha256  $tarball" | sha256sum --check --quiet
+    mkdir "$dir"
+    tar -xf "$tarball" -C "$dir" --strip-components=1
+}
+
+# libdeflate, the version of the native build's libdeflate-dev: the PNG writer's compressor.
+upstream_source libdeflate "$(dpkg-query -W -f='${source:Upstream-Version}' libdeflate-dev)" deflate-src
+cmake -S deflate-src -B deflate-build -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DLIBDEFLATE_BUILD_STATIC_LIB=ON -DLIBDEFLATE_BUILD_SHARED_LIB=OFF \
+    -DLIBDEFLATE_BUILD_GZIP=OFF >/dev/null
+cmake --build deflate-build >/dev/null
+cmake --install deflate-build >/dev/null
+
+# LASzip 3.5.0 from trixie.
+upstream_source laszip 3.5.0 laszip-src
 # Only the library that implements the C API; its dynamic-loading shim (laszip_api) is not needed.
 cmake -S laszip-src -B laszip-build -G Ninja \
     -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \

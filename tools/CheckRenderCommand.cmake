@@ -19,7 +19,14 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--budget;-5|'-5'"
                 "render;${STORE};--output;${OUTPUT};--mode;rgb,sepia|'sepia'"
                 "render;${STORE};--output;${OUTPUT};--background;12345|'12345'"
-                "render;${STORE};--output;${OUTPUT};--frobnicate|--frobnicate")
+                "render;${STORE};--output;${OUTPUT};--frobnicate|--frobnicate"
+                "render;${STORE};--output;${OUTPUT};--points;${OUTPUT}.txt;--view;top,oblique|--points"
+                "pick;${STORE};--at;5|'5'"
+                "pick;${STORE};--size;64x48;--at;5,48|'48'"
+                "pick;${STORE};--at;1,1;--tolerance;0|'0'"
+                "pick;${STORE};--at;1,1;--plane;-1|'-1'"
+                "thumbnail;${STORE};--size;0x0|'0'"
+                "thumbnail;${STORE}-missing|${STORE}-missing")
     string(REPLACE "|" ";" parts "${mistake}")
     list(POP_BACK parts named)
     if(NOT RENDER AND named MATCHES "missing")
@@ -53,6 +60,25 @@ if(RENDER)
     if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.two.png")
         message(FATAL_ERROR "lumaro render of two stores failed (${status}):\n${err}")
     endif()
+    # The drawn pixels as points, and a pick with a plane in the stores' own coordinates.
+    run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.points.png" --size 64x48 --points "${OUTPUT}.txt")
+    file(STRINGS "${OUTPUT}.txt" lines LIMIT_COUNT 2)
+    list(GET lines 0 header)
+    list(GET lines 1 first)
+    if(NOT status EQUAL 0 OR NOT header STREQUAL "X Y Z Red Green Blue Alpha" OR NOT first MATCHES "^63[0-9][0-9][0-9][0-9]\\.[0-9]+ 84[89][0-9][0-9][0-9]\\.")
+        message(FATAL_ERROR "lumaro render --points wrote '${header}', '${first}' (${status}):\n${err}")
+    endif()
+    run_lumaro(status out err pick "${STORE}" --size 64x48 --at 20,24 --tolerance 3 --plane 0.5)
+    string(JSON x ERROR_VARIABLE noPoint GET "${out}" point 0)
+    string(JSON normalZ ERROR_VARIABLE noPlane GET "${out}" plane normal 2)
+    if(NOT status EQUAL 0 OR noPoint OR noPlane OR x LESS 636000 OR normalZ LESS 0.5)
+        message(FATAL_ERROR "lumaro pick printed (${status}):\n${out}\n${err}")
+    endif()
+    run_lumaro(status out err thumbnail "${STORE}" --output "${OUTPUT}.thumbnail.png" --size 32x16)
+    if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.thumbnail.png")
+        message(FATAL_ERROR "lumaro thumbnail failed (${status}):\n${err}")
+    endif()
+
     file(READ "${OUTPUT}" header LIMIT 24 HEX)
     string(SUBSTRING "${header}" 32 16 size)
     if(NOT size STREQUAL "000000c000000060")

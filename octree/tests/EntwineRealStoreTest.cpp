@@ -8,7 +8,7 @@
 
 #include "EntwineTestStore.h"
 #include <lumaro/testsupport/TestStores.h>
-#include "LasReader.h"
+#include <lumaro/testsupport/LasReader.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -185,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(Stores, EntwineRealStore,
 TEST(EntwineRealStoreSources, TheLazStoreHoldsExactlyThePointsOfItsSourceLas)
 {
     const auto tree = openStore(eptDir / "1.2-with-color");
-    const auto las = OctreeTest::readLas(std::filesystem::path(LUMARO_TEST_DATA_DIR) / "las" / "1.2-with-color.las");
+    const auto las = TestSupport::readLas(std::filesystem::path(LUMARO_TEST_DATA_DIR) / "las" / "1.2-with-color.las");
     ASSERT_EQ(las.points.size(), 1065u);
     // Both use a 0.01 grid: compare positions in whole centimetres.
     using PointKey = std::tuple<std::int64_t, std::int64_t, std::int64_t, std::uint16_t, std::uint8_t, std::uint16_t,

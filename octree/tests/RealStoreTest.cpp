@@ -6,7 +6,7 @@
 #include <lumaro/octree/potree/PotreeTree.h>
 #include <lumaro/octree/TreeSummary.h>
 
-#include "LasReader.h"
+#include <lumaro/testsupport/LasReader.h>
 
 #include <lumaro/core/ReadLocalFile.h>
 
@@ -129,7 +129,7 @@ TEST_P(RealStore, FirstNodesStartWithTheReferencePoints)
 TEST_P(RealStore, DecodedNodesHoldExactlyThePointsOfTheSourceLas)
 {
     const auto tree = openStore(GetParam().store);
-    const auto las = OctreeTest::readLas(dataDir / "las" / (GetParam().las + ".las"));
+    const auto las = TestSupport::readLas(dataDir / "las" / (GetParam().las + ".las"));
     const auto scale = tree->metadata().scale;
     const auto offset = tree->metadata().offset;
 

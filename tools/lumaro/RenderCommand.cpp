@@ -7,6 +7,7 @@
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
 #include <lumaro/render/renderables/GroupRenderable.h>
+#include <lumaro/render/renderables/Thumbnail.h>
 
 #include <Eigen/Geometry>
 
@@ -14,6 +15,8 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -44,75 +47,94 @@ private:
     std::size_t mExpected;
 };
 
-struct Scene {
-    std::shared_ptr<Render::GroupRenderable> group;
-    std::vector<std::shared_ptr<Render::PointCloudRenderable>> clouds;
-};
-
-Scene openStores(const RenderOptions& options)
-{
-    Scene scene{Render::GroupRenderable::create("stores"), {}};
-    for (const std::string& store : options.stores) {
-        auto cloud = Render::PointCloudRenderable::create(PoTree::FileSystemLocation(store),
-                                                          std::filesystem::path(store).filename().string(),
-                                                          options.budget, 1.0);
-        cloud->setOctreeNodePriorityThreshold(options.minNodeSize);
-        if (options.maxPointSize)
-            cloud->setMaxPointSize(*options.maxPointSize);
-        // Clouds of one site line up: each sits at its reference position relative to the first.
-        const Eigen::Vector3d reference = cloud->referencePosition();
-        const Eigen::Vector3d offset =
-            scene.clouds.empty() ? Eigen::Vector3d::Zero() : Eigen::Vector3d(reference - scene.clouds.front()->referencePosition());
-        cloud->setMatrix(Eigen::Affine3f(Eigen::Translation3f(offset.cast<float>())).matrix());
-        scene.group->add(cloud);
-        scene.clouds.push_back(std::move(cloud));
+// The stores as one scene of a renderer of its own: a group of clouds, each placed by its reference
+// position relative to the first, whose reference position is the scene's origin.
+class StoreScene {
+public:
+    explicit StoreScene(const RenderOptions& options) : mOptions(options), mRenderer(false)
+    {
+        mRenderer.setViewport(options.width, options.height);
+        mRenderer.setBackgroundColor(options.background);
+        const auto group = Render::GroupRenderable::create("stores");
+        for (const std::string& store : options.stores) {
+            auto cloud = Render::PointCloudRenderable::create(
+                PoTree::FileSystemLocation(store), std::filesystem::path(store).filename().string(), options.budget, 1.0);
+            cloud->setOctreeNodePriorityThreshold(options.minNodeSize);
+            if (options.maxPointSize)
+                cloud->setMaxPointSize(*options.maxPointSize);
+            if (mClouds.empty())
+                mOrigin = cloud->referencePosition();
+            const Eigen::Vector3d offset = cloud->referencePosition() - mOrigin;
+            cloud->setMatrix(Eigen::Affine3f(Eigen::Translation3f(offset.cast<float>())).matrix());
+            group->add(cloud);
+            mClouds.push_back(std::move(cloud));
+        }
+        mRenderer.setScene(group);
+        mBox = mRenderer.boundingBox();
+        if (mBox.isEmpty())
+            std::cerr << "lumaro: warning: the stores hold no points\n";
     }
-    return scene;
-}
 
-void placeCamera(Render::Renderer& renderer, ViewKind view, const Math::NBoundingBox<float, 3>& box)
-{
-    if (view == ViewKind::Top) {
-        const Render::TopView top = Render::topView(box, renderer.viewport().width(), renderer.viewport().height());
-        renderer.setCameraPose(top.pose.eye, top.pose.target, top.pose.up);
-        renderer.setOrthographic(top.horizontalExtent, top.verticalExtent, 0.01f, 1000.0f);
-    } else {
-        const Render::CameraPose pose = Render::obliqueView(box);
-        renderer.setCameraPose(pose.eye, pose.target, pose.up);
-        renderer.setPerspective(20.0f, 0.01f, 1000.0f, 0.0f, 0.0f);
+    Render::Renderer& renderer() { return mRenderer; }
+
+    // The stores' coordinates of a point of the scene, in double precision.
+    Eigen::Vector3d storeCoordinates(const Math::Point<float, 3>& point) const
+    {
+        return mOrigin + point.cast<double>();
     }
-    renderer.setZNearAndFarViaBoundingBox(box);
-}
 
-// Loads every cloud for the current view; a damaged node or hierarchy chunk only warns.
-void load(const Scene& scene, const RenderOptions& options)
-{
-    for (const auto& cloud : scene.clouds) {
-        ProgressBar progress(cloud->name(),
-                             static_cast<std::size_t>(std::min<std::uint64_t>(cloud->octree()->pointCount(), options.budget)));
+    // Places the camera for the view and loads every cloud for it.
+    void look(ViewKind view)
+    {
+        if (view == ViewKind::Top) {
+            const Render::TopView top = Render::topView(mBox, mOptions.width, mOptions.height);
+            mRenderer.setCameraPose(top.pose.eye, top.pose.target, top.pose.up);
+            mRenderer.setOrthographic(top.horizontalExtent, top.verticalExtent, 0.01f, 1000.0f);
+        } else {
+            const Render::CameraPose pose = Render::obliqueView(mBox);
+            mRenderer.setCameraPose(pose.eye, pose.target, pose.up);
+            mRenderer.setPerspective(20.0f, 0.01f, 1000.0f, 0.0f, 0.0f);
+        }
+        mRenderer.setZNearAndFarViaBoundingBox(mBox);
+        for (const auto& cloud : mClouds)
+            load(*cloud);
+    }
+
+    void color(ColoringKind coloring)
+    {
+        if (coloring == ColoringKind::Elevation) {
+            // Height above the lowest point, over the whole height of the data.
+            mRenderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, -mBox.min().z()));
+            mRenderer.setColorMapRange(0.0f, std::max(mBox.size().z(), 1e-6f));
+            mRenderer.setUseSignedDistance(false);
+            mRenderer.setColorMap(mOptions.colorMap);
+        }
+        mRenderer.setRenderMode(renderModeOf(coloring));
+        mRenderer.render();
+    }
+
+private:
+    // A damaged node or hierarchy chunk only warns.
+    void load(Render::PointCloudRenderable& cloud)
+    {
+        ProgressBar progress(cloud.name(), static_cast<std::size_t>(
+                                               std::min<std::uint64_t>(cloud.octree()->pointCount(), mOptions.budget)));
         progress.show(0);
         try {
-            cloud->reloadPoints([&] { progress.show(cloud->numVisiblePoints()); }, options.maxLevel);
-            progress.show(cloud->numVisiblePoints(), true);
+            cloud.reloadPoints([&] { progress.show(cloud.numVisiblePoints()); }, mOptions.maxLevel);
+            progress.show(cloud.numVisiblePoints(), true);
         } catch (const std::exception& error) {
-            progress.show(cloud->numVisiblePoints(), true);
-            std::cerr << "lumaro: warning: " << cloud->name() << ": " << explain(error) << "; drawing what could be read\n";
+            progress.show(cloud.numVisiblePoints(), true);
+            std::cerr << "lumaro: warning: " << cloud.name() << ": " << explain(error) << "; drawing what could be read\n";
         }
     }
-}
 
-void applyColoring(Render::Renderer& renderer, ColoringKind coloring, Render::ColorMap colorMap,
-                   const Math::NBoundingBox<float, 3>& box)
-{
-    if (coloring == ColoringKind::Elevation) {
-        // Height above the lowest point, over the whole height of the data.
-        renderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, -box.min().z()));
-        renderer.setColorMapRange(0.0f, std::max(box.size().z(), 1e-6f));
-        renderer.setUseSignedDistance(false);
-        renderer.setColorMap(colorMap);
-    }
-    renderer.setRenderMode(renderModeOf(coloring));
-}
+    const RenderOptions& mOptions;
+    Render::Renderer mRenderer;
+    std::vector<std::shared_ptr<Render::PointCloudRenderable>> mClouds;
+    Eigen::Vector3d mOrigin = Eigen::Vector3d::Zero();
+    Math::NBoundingBox<float, 3> mBox;
+};
 
 void copyPanel(const Graphics::ColorImage& panel, Graphics::ColorImage& grid, std::size_t column, std::size_t row)
 {
@@ -123,33 +145,90 @@ void copyPanel(const Graphics::ColorImage& panel, Graphics::ColorImage& grid, st
     }
 }
 
+// Every drawn pixel as "x y z red green blue alpha" in the stores' coordinates, to 0.1 mm.
+void writeStorePoints(Render::Renderer& renderer, const StoreScene& scene, const std::filesystem::path& path)
+{
+    std::vector<Render::VertexPosColor> points;
+    renderer.getPoints(points);
+    std::ofstream file(path, std::ios::trunc);
+    file << "X Y Z Red Green Blue Alpha\n" << std::fixed << std::setprecision(4);
+    for (const Render::VertexPosColor& point : points) {
+        const Eigen::Vector3d xyz = scene.storeCoordinates(point.position);
+        file << xyz.x() << ' ' << xyz.y() << ' ' << xyz.z() << ' ' << int(point.color.r()) << ' '
+             << int(point.color.g()) << ' ' << int(point.color.b()) << ' ' << int(point.color.a()) << '\n';
+    }
+    if (!file.flush())
+        throw std::runtime_error("cannot write the points to " + path.string());
+}
+
+nlohmann::json coordinates(const Eigen::Vector3d& xyz)
+{
+    return nlohmann::json::array({xyz.x(), xyz.y(), xyz.z()});
+}
+
 } // namespace
 
-int renderStores(const RenderOptions& options)
+void renderStores(const RenderOptions& options)
 {
-    Render::Renderer renderer(false);
-    renderer.setViewport(options.width, options.height);
-    renderer.setBackgroundColor(options.background);
-    const Scene scene = openStores(options);
-    renderer.setScene(scene.group);
-    const Math::NBoundingBox<float, 3> box = renderer.boundingBox();
-    if (box.isEmpty())
-        std::cerr << "lumaro: warning: the stores hold no points\n";
-
+    StoreScene scene(options);
     Graphics::ColorImage grid(options.width * options.colorings.size(), options.height * options.views.size());
     Graphics::ColorImage panel;
     for (std::size_t row = 0; row < options.views.size(); ++row) {
-        placeCamera(renderer, options.views[row], box);
-        load(scene, options);
+        scene.look(options.views[row]);
         for (std::size_t column = 0; column < options.colorings.size(); ++column) {
-            applyColoring(renderer, options.colorings[column], options.colorMap, box);
-            renderer.render();
-            renderer.getColorImage(panel);
+            scene.color(options.colorings[column]);
+            scene.renderer().getColorImage(panel);
             copyPanel(panel, grid, column, row);
         }
     }
     grid.writePng(options.output);
-    return 0;
+    if (options.points)
+        writeStorePoints(scene.renderer(), scene, *options.points);
+}
+
+nlohmann::json pickInStores(const PickOptions& options)
+{
+    StoreScene scene(options.scene);
+    scene.look(options.scene.views.front());
+    scene.color(options.scene.colorings.front());
+    Render::Renderer& renderer = scene.renderer();
+    nlohmann::json result;
+    Math::Point<float, 3> point;
+    const bool hit = options.tolerance ? renderer.pickClosestPointWithTolerance(options.x, options.y, *options.tolerance, point)
+                                       : renderer.pickPoint(options.x, options.y, point);
+    result["point"] = hit ? coordinates(scene.storeCoordinates(point)) : nlohmann::json();
+    if (options.planeDistance) {
+        // A zero normal until pickPlane writes one: it does even when the plane lies behind the eye.
+        Math::NPlane<float, 3> plane(Eigen::Vector3f::Zero(), 0.0f);
+        Math::Point<float, 3> planePoint;
+        constexpr std::size_t defaultPlaneTolerance = 8;
+        const bool met = renderer.pickPlane(options.x, options.y, options.tolerance.value_or(defaultPlaneTolerance), plane,
+                                            planePoint, *options.planeDistance);
+        if (plane.normal().squaredNorm() > 0.0f) {
+            // n · (p - origin) + d = 0 in the scene is n · p + (d - n · origin) = 0 in the stores.
+            const Eigen::Vector3d normal = plane.normal().cast<double>();
+            const double offset = static_cast<double>(plane.offset()) - normal.dot(scene.storeCoordinates({0.0f, 0.0f, 0.0f}));
+            result["plane"] = {{"normal", coordinates(normal)}, {"offset", offset}};
+        } else {
+            result["plane"] = nullptr;
+        }
+        result["planePoint"] = met ? coordinates(scene.storeCoordinates(planePoint)) : nlohmann::json();
+    }
+    return result;
+}
+
+std::filesystem::path makeThumbnail(const ThumbnailOptions& options)
+{
+    if (!PoTree::FileSystemLocation(options.store).exists())
+        throw std::runtime_error("no point-cloud store in " + options.store);
+    if (options.output) {
+        Render::createThumbnail(PoTree::FileSystemLocation(options.store), *options.output, options.width, options.height,
+                                options.background, options.maxLevel);
+        return *options.output;
+    }
+    Render::createThumbnail(std::filesystem::path(options.store), options.width, options.height, options.background,
+                            options.maxLevel);
+    return std::filesystem::path(options.store) / "thumbnail.png";
 }
 
 } // namespace Tool

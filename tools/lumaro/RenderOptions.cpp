@@ -4,6 +4,7 @@
 
 #include <array>
 #include <charconv>
+#include <limits>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -132,31 +133,28 @@ Render::RenderMode renderModeOf(ColoringKind coloring)
     return Render::RenderMode::Default;
 }
 
-RenderCommandLine::RenderCommandLine(CLI::App& app, RenderOptions& options)
-    : mCommand(app.add_subcommand("render", "Render point-cloud stores into a PNG image")), mOptions(options)
+SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : mOptions(options)
 {
-    mCommand->add_option("STORE", options.stores, "Folders of Potree 2.0 or Entwine stores; several are placed by "
-                                                  "their reference positions relative to the first")
+    command.add_option("STORE", options.stores, "Folders of Potree 2.0 or Entwine stores; several are placed by "
+                                                "their reference positions relative to the first")
         ->required();
-    mCommand->add_option("--output,-o", options.output, "The PNG file to write")->required();
-    mCommand->add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
-    mCommand->add_option("--view", mViews, "top or oblique; several give one row each (default top)")
+    command.add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
+    command.add_option("--view", mViews, "top or oblique; several give one row each (default top)")->delimiter(',');
+    command.add_option("--mode", mModes,
+                       "rgb, intensity, normal, uniform, elevation, tomographic or tomographic-dark; several give "
+                       "one column each (default rgb)")
         ->delimiter(',');
-    mCommand->add_option("--mode", mModes,
-                         "rgb, intensity, normal, uniform, elevation, tomographic or tomographic-dark; several give "
-                         "one column each (default rgb)")
-        ->delimiter(',');
-    mCommand->add_option("--color-map", mColorMap, "Colour map of the elevation mode (default turbo)");
-    mCommand->add_option("--budget", mBudget, "Most points loaded at once (default 10000000)");
-    mCommand->add_option("--max-level", mMaxLevel, "Deepest octree level to load (default 21)");
-    mCommand->add_option("--min-node-size", mMinNodeSize,
-                         "Nodes that look smaller than this many pixels are not loaded; 0 loads every node within "
-                         "budget and level (default 15)");
-    mCommand->add_option("--max-point-size", mMaxPointSize, "Largest point size in pixels (default 5)");
-    mCommand->add_option("--background", mBackground, "Background colour RRGGBB (default 000000)");
+    command.add_option("--color-map", mColorMap, "Colour map of the elevation mode (default turbo)");
+    command.add_option("--budget", mBudget, "Most points loaded at once (default 10000000)");
+    command.add_option("--max-level", mMaxLevel, "Deepest octree level to load (default 21)");
+    command.add_option("--min-node-size", mMinNodeSize,
+                       "Nodes that look smaller than this many pixels are not loaded; 0 loads every node within "
+                       "budget and level (default 15)");
+    command.add_option("--max-point-size", mMaxPointSize, "Largest point size in pixels (default 5)");
+    command.add_option("--background", mBackground, "Background colour RRGGBB (default 000000)");
 }
 
-void RenderCommandLine::finish()
+void SceneCommandLine::finish()
 {
     std::tie(mOptions.width, mOptions.height) = parseImageSize(mSize);
     mOptions.views.clear();
@@ -178,6 +176,59 @@ void RenderCommandLine::finish()
         throw std::invalid_argument("the grid of " + std::to_string(mOptions.views.size()) + " x "
                                     + std::to_string(mOptions.colorings.size()) + " pictures of " + mSize
                                     + " is larger than 16384 pixels on a side");
+}
+
+CommandLine::CommandLine(CLI::App& app)
+    : render(app.add_subcommand("render", "Render point-cloud stores into a PNG image")),
+      pick(app.add_subcommand("pick", "Pick the point (and optionally fit a plane) under a pixel of the picture "
+                                      "that render would make; prints JSON in the stores' coordinates")),
+      thumbnail(app.add_subcommand("thumbnail", "Make a thumbnail of a Potree or Entwine store"))
+{
+    mRenderScene = std::make_unique<SceneCommandLine>(*render, renderOptions);
+    render->add_option("--output,-o", renderOptions.output, "The PNG file to write")->required();
+    render->add_option("--points", renderOptions.points,
+                       "Also write every drawn pixel as a point (text: X Y Z Red Green Blue Alpha, the stores' "
+                       "coordinates); needs one view and one mode");
+
+    mPickScene = std::make_unique<SceneCommandLine>(*pick, pickOptions.scene);
+    pick->add_option("--at", mAt, "The pixel X,Y of the picture (0,0 is the top left)")->required();
+    pick->add_option("--tolerance", mTolerance,
+                     "Pick the point nearest to the eye among the pixels up to this far (at least 1)");
+    pick->add_option("--plane", mPlane,
+                     "Also fit a plane to the points around the pixel, with inliers this near to it (store units)");
+
+    thumbnail->add_option("STORE", thumbnailOptions.store, "Folder of a Potree 2.0 or Entwine store")->required();
+    thumbnail->add_option("--output,-o", thumbnailOptions.output,
+                          "The PNG file to write (default: thumbnail.png in the store's folder)");
+    thumbnail->add_option("--size", mThumbnailSize, "WIDTHxHEIGHT (default 512x512)");
+    thumbnail->add_option("--background", mThumbnailBackground, "Background colour RRGGBB (default ffffff)");
+    thumbnail->add_option("--max-level", mThumbnailMaxLevel, "Deepest octree level to load (default 21)");
+}
+
+void CommandLine::finish()
+{
+    if (render->parsed()) {
+        mRenderScene->finish();
+        if (renderOptions.points && (renderOptions.views.size() != 1 || renderOptions.colorings.size() != 1))
+            throw std::invalid_argument("--points needs one view and one mode, not a grid");
+    }
+    if (pick->parsed()) {
+        mPickScene->finish();
+        const std::size_t comma = mAt.find(',');
+        if (comma == std::string::npos)
+            throw std::invalid_argument("--at must be X,Y, such as 320,200, not '" + mAt + "'");
+        pickOptions.x = parseCount(mAt.substr(0, comma), 0, pickOptions.scene.width - 1, "the pixel's X");
+        pickOptions.y = parseCount(mAt.substr(comma + 1), 0, pickOptions.scene.height - 1, "the pixel's Y");
+        if (!mTolerance.empty())
+            pickOptions.tolerance = parseCount(mTolerance, 1, largestImageSide, "--tolerance");
+        if (!mPlane.empty())
+            pickOptions.planeDistance = parseNumber(mPlane, 0.0f, true, "--plane");
+    }
+    if (thumbnail->parsed()) {
+        std::tie(thumbnailOptions.width, thumbnailOptions.height) = parseImageSize(mThumbnailSize);
+        thumbnailOptions.background = parseColor(mThumbnailBackground);
+        thumbnailOptions.maxLevel = parseCount(mThumbnailMaxLevel, 0, std::numeric_limits<std::size_t>::max(), "--max-level");
+    }
 }
 
 } // namespace Tool

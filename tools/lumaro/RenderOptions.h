@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +35,28 @@ struct RenderOptions {
     float minNodeSize = 15.0f;
     std::optional<float> maxPointSize;
     Math::Color background = Math::Color::black(255);
+    // Where to write every drawn pixel of the picture as a point, if anywhere.
+    std::optional<std::filesystem::path> points;
+};
+
+// What `lumaro pick` is asked for: the scene of `render` (its first view and colouring), a pixel,
+// and how to pick there.
+struct PickOptions {
+    RenderOptions scene;
+    std::size_t x = 0;
+    std::size_t y = 0;
+    std::optional<std::size_t> tolerance;
+    std::optional<double> planeDistance; // fit a plane, with inliers this near
+};
+
+// What `lumaro thumbnail` is asked for.
+struct ThumbnailOptions {
+    std::string store;
+    std::optional<std::filesystem::path> output; // default: thumbnail.png in the store's folder
+    std::size_t width = 512;
+    std::size_t height = 512;
+    Math::Color background = Math::Color::white(255);
+    std::size_t maxLevel = 21;
 };
 
 // Each throws std::invalid_argument with a message for the user when the text is not valid.
@@ -54,17 +77,15 @@ float parseNumber(const std::string& text, float least, bool strictly, const std
 // The render mode that a colouring uses.
 Render::RenderMode renderModeOf(ColoringKind coloring);
 
-// Adds the `render` subcommand to `app`; its values land in `options` once parsing is done and
-// finish() was called.
-class RenderCommandLine {
+// The options that say which stores to load and how to look at them, added to a subcommand;
+// their values land in `options` once parsing is done and finish() was called.
+class SceneCommandLine {
 public:
-    RenderCommandLine(CLI::App& app, RenderOptions& options);
-    CLI::App* command() const { return mCommand; }
+    SceneCommandLine(CLI::App& command, RenderOptions& options);
     // Validates and converts the texts; throws std::invalid_argument.
     void finish();
 
 private:
-    CLI::App* mCommand;
     RenderOptions& mOptions;
     std::string mSize = "1280x720";
     std::vector<std::string> mViews{"top"};
@@ -75,6 +96,32 @@ private:
     std::string mMinNodeSize = "15";
     std::string mMaxPointSize;
     std::string mBackground = "000000";
+};
+
+// The subcommands `render`, `pick` and `thumbnail`; finish() converts what the parsed one was
+// given, and throws std::invalid_argument for a bad value.
+class CommandLine {
+public:
+    explicit CommandLine(CLI::App& app);
+
+    CLI::App* render = nullptr;
+    CLI::App* pick = nullptr;
+    CLI::App* thumbnail = nullptr;
+    RenderOptions renderOptions;
+    PickOptions pickOptions;
+    ThumbnailOptions thumbnailOptions;
+
+    void finish();
+
+private:
+    std::unique_ptr<SceneCommandLine> mRenderScene;
+    std::unique_ptr<SceneCommandLine> mPickScene;
+    std::string mAt;
+    std::string mTolerance;
+    std::string mPlane;
+    std::string mThumbnailSize = "512x512";
+    std::string mThumbnailBackground = "ffffff";
+    std::string mThumbnailMaxLevel = "21";
 };
 
 } // namespace Tool

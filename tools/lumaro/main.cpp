@@ -40,13 +40,11 @@ int main(int argc, char** argv)
     points->add_option("STORE", store, "Folder of a Potree 2.0 or Entwine store")->required();
     points->add_option("--max-level", maxLevel, "Deepest octree level to include (the root is level 0)");
 
-    Tool::RenderOptions renderOptions;
-    Tool::RenderCommandLine render(app, renderOptions);
+    Tool::CommandLine commands(app);
 
     try {
         app.parse(argc, argv);
-        if (render.command()->parsed())
-            render.finish();
+        commands.finish();
     } catch (const CLI::CallForHelp& help) {
         return app.exit(help);
     } catch (const CLI::CallForAllHelp& help) {
@@ -57,10 +55,20 @@ int main(int argc, char** argv)
     }
 
     try {
-        if (render.command()->parsed()) {
-            const int status = Tool::renderStores(renderOptions);
-            std::cout << "wrote " << renderOptions.output.string() << '\n';
-            return status;
+        if (commands.render->parsed()) {
+            Tool::renderStores(commands.renderOptions);
+            std::cout << "wrote " << commands.renderOptions.output.string() << '\n';
+            if (commands.renderOptions.points)
+                std::cout << "wrote " << commands.renderOptions.points->string() << '\n';
+            return 0;
+        }
+        if (commands.pick->parsed()) {
+            std::cout << Tool::pickInStores(commands.pickOptions).dump(2) << '\n';
+            return 0;
+        }
+        if (commands.thumbnail->parsed()) {
+            std::cout << "wrote " << Tool::makeThumbnail(commands.thumbnailOptions).string() << '\n';
+            return 0;
         }
         const auto tree = openStore(store);
         if (info->parsed()) {

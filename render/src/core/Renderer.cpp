@@ -3,6 +3,16 @@
 #include <lumaro/render/gpu/ComException.h>
 
 #include <lumaro/graphics/ColorImage.h>
+#include <lumaro/graphics/DepthImage.h>
+#include <lumaro/math/TriangleMesh.h>
+
+#include "DrawnPixels.h"
+#include "PlaneFit.h"
+#include "pointcloud/MeshDistances.h"
+
+#include <fstream>
+#include <iomanip>
+#include <limits>
 
 #include <cmath>
 #include <cstring>
@@ -521,18 +531,232 @@ void Renderer::autoAdjustBrightnessAndContrast(float lowerBound, float upperBoun
     requestRedraw();
 }
 
+template <typename Read>
+void Renderer::readBack(const Texture2d& staging, const Texture2d& target, Read&& read)
+{
+    staging.copy(deviceContext_.Get(), target);
+    const ScopedMap map(deviceContext_.Get(), staging);
+    read(map.mapped());
+}
+
+namespace {
+
+// Copies a mapped texture into an image laid out with the mapping's row pitch.
+template <typename Image>
+void copyMapped(const D3D11_MAPPED_SUBRESOURCE& mapped, const Viewport& viewport, Image& image)
+{
+    image.resize(viewport.width(), viewport.height(), mapped.RowPitch);
+    if (image.sizeInBytes() != mapped.DepthPitch)
+        throw std::runtime_error("image size does not match");
+    std::memcpy(image.data(), mapped.pData, mapped.DepthPitch);
+}
+
+// Texel (x, y) of a mapped R32G32B32A32 texture.
+Eigen::Vector4f worldTexel(const D3D11_MAPPED_SUBRESOURCE& mapped, std::size_t x, std::size_t y)
+{
+    Eigen::Vector4f texel;
+    std::memcpy(texel.data(), static_cast<const unsigned char*>(mapped.pData) + y * mapped.RowPitch + x * 16, 16);
+    return texel;
+}
+
+} // namespace
+
 void Renderer::getColorImage(Graphics::ColorImage& image)
 {
     if (!colorStaging_.get()) { // a viewport without width or height has no picture
         image.resize(viewport().width(), viewport().height(), viewport().width() * sizeof(Math::Color));
         return;
     }
+    readBack(colorStaging_, outputPass_.texture("color"),
+             [&](const D3D11_MAPPED_SUBRESOURCE& mapped) { copyMapped(mapped, viewport(), image); });
+}
+
+void Renderer::getDepthImage(Graphics::DepthImage& image)
+{
+    if (!depthStaging_.get()) {
+        image.resize(viewport().width(), viewport().height(), viewport().width() * sizeof(float));
+        return;
+    }
+    readBack(depthStaging_, scenePass_.depthTexture(),
+             [&](const D3D11_MAPPED_SUBRESOURCE& mapped) { copyMapped(mapped, viewport(), image); });
+}
+
+void Renderer::writePngImage(const std::filesystem::path& path)
+{
+    render();
+    Graphics::ColorImage image;
+    getColorImage(image);
+    image.writePng(path);
+}
+
+bool Renderer::pickPoint(std::size_t x, std::size_t y, Math::Point<float, 3>& point)
+{
+    if (x >= viewport().width() || y >= viewport().height())
+        return false;
+    bool drawn = false;
+    readBack(exactWorldPositionStaging_, scenePass_.texture("exactWorldPosition"),
+             [&](const D3D11_MAPPED_SUBRESOURCE& mapped) {
+                 const Eigen::Vector4f texel = worldTexel(mapped, x, y);
+                 point = Math::Point<float, 3>(texel.head<3>());
+                 drawn = texel.w() > 0.0f;
+             });
+    return drawn;
+}
+
+std::optional<std::vector<Math::Point<float, 3>>> Renderer::drawnPointsAround(std::size_t x, std::size_t y,
+                                                                               std::size_t tolerance)
+{
+    const SearchSquare square = searchSquare(x, y, tolerance, viewport().width(), viewport().height());
+    if (square.empty())
+        return std::nullopt;
+    std::vector<Math::Point<float, 3>> points;
+    readBack(exactWorldPositionStaging_, scenePass_.texture("exactWorldPosition"),
+             [&](const D3D11_MAPPED_SUBRESOURCE& mapped) {
+                 for (int i = square.x0; i < square.x1; ++i)
+                     for (int j = square.y0; j < square.y1; ++j)
+                         if (const Eigen::Vector4f texel = worldTexel(mapped, i, j); texel.w() > 0.0f)
+                             points.emplace_back(texel.head<3>());
+             });
+    return points;
+}
+
+bool Renderer::pickClosestPointWithTolerance(std::size_t x, std::size_t y, std::size_t tolerance,
+                                             Math::Point<float, 3>& point)
+{
+    const auto points = drawnPointsAround(x, y, tolerance);
+    if (!points)
+        return false;
+    const Math::Point<float, 3> eye = camera_->eye();
+    float best = std::numeric_limits<float>::max();
+    for (const Math::Point<float, 3>& candidate : *points) {
+        const float distance = (candidate - eye).squaredNorm();
+        if (distance < best) {
+            best = distance;
+            point = candidate;
+        }
+    }
+    return best != std::numeric_limits<float>::max();
+}
+
+bool Renderer::pickPointWithDistanceToColorizationMesh(std::size_t x, std::size_t y, std::size_t tolerance,
+                                                       Math::Point<float, 3>& point, float& distance)
+{
+    if (!meshForDistanceColorization_ || !pickClosestPointWithTolerance(x, y, tolerance, point))
+        return false;
+    const std::optional<float> signedDistance = signedDistanceToMesh(*meshForDistanceColorization_, point);
+    if (!signedDistance)
+        return false;
+    distance = useSignedDistance_ ? *signedDistance : std::abs(*signedDistance);
+    return true;
+}
+
+bool Renderer::pickPointWithDistanceToColorizationPlane(std::size_t x, std::size_t y, std::size_t tolerance,
+                                                        Math::Point<float, 3>& point, float& distance)
+{
+    if (!meshForDistanceColorization_ || !pickClosestPointWithTolerance(x, y, tolerance, point))
+        return false;
+    const float signedDistance = planeForDistanceColorization_.signedDistance(point);
+    distance = useSignedDistance_ ? signedDistance : std::abs(signedDistance);
+    return true;
+}
+
+bool Renderer::pickPlane(std::size_t x, std::size_t y, std::size_t tolerance, Math::NPlane<float, 3>& plane,
+                         Math::Point<float, 3>& point, double maxDistance)
+{
+    std::optional<std::vector<Math::Point<float, 3>>> points = drawnPointsAround(x, y, tolerance);
+    if (!points)
+        return false;
+    // Neighbouring pixels of one point sprite repeat its position.
+    points->erase(std::unique(points->begin(), points->end()), points->end());
+    const std::optional<RobustPlane> robust = fitPlaneRobustly(*points, maxDistance);
+    if (!robust)
+        return false;
+    const std::optional<Math::NPlane<float, 3>> fitted = fitPlaneLeastSquares(robust->inliers);
+    if (!fitted)
+        return false;
+    const Math::Point<float, 3> eye = camera_->eye();
+    plane = fitted->signedDistance(eye) < 0.0f ? fitted->flipped() : *fitted;
+    const std::optional<Math::Point<float, 3>> hit = rayPlaneIntersection(eye, camera_->unProject(x, y, 0.0f) - eye, plane);
+    if (!hit)
+        return false;
+    point = *hit;
+    return true;
+}
+
+Math::Point<float, 3> Renderer::unProject(std::size_t x, std::size_t y, float depth)
+{
+    return camera_->unProject(x, y, depth);
+}
+
+Math::Point<float, 3> Renderer::project(const Math::Point<float, 3>& point)
+{
+    return camera_->project(point);
+}
+
+template <typename Emit>
+std::size_t Renderer::walkPoints(std::size_t maxCount, Emit&& emit)
+{
+    if (!colorStaging_.get())
+        return 0;
     colorStaging_.copy(deviceContext_.Get(), outputPass_.texture("color"));
-    const ScopedMap map(deviceContext_.Get(), colorStaging_);
-    image.resize(viewport().width(), viewport().height(), map.mapped().RowPitch);
-    if (image.sizeInBytes() != map.mapped().DepthPitch)
-        throw std::runtime_error("image size does not match");
-    std::memcpy(image.data(), map.mapped().pData, map.mapped().DepthPitch);
+    worldPositionStaging_.copy(deviceContext_.Get(), outputPass_.texture("worldPosition"));
+    const ScopedMap colors(deviceContext_.Get(), colorStaging_);
+    const ScopedMap positions(deviceContext_.Get(), worldPositionStaging_);
+    PixelCursor cursor{pointChunkColumn_, pointChunkRow_};
+    const std::size_t count = walkDrawnPixels(
+        static_cast<const unsigned char*>(colors.mapped().pData), colors.mapped().RowPitch,
+        static_cast<const unsigned char*>(positions.mapped().pData), positions.mapped().RowPitch, viewport().width(),
+        viewport().height(), cursor, maxCount, std::forward<Emit>(emit));
+    pointChunkColumn_ = cursor.column;
+    pointChunkRow_ = cursor.row;
+    return count;
+}
+
+std::size_t Renderer::getNextPointChunk(VertexPosColor* buffer, std::size_t maxCount)
+{
+    return walkPoints(maxCount, [&](float x, float y, float z, const Math::Color& color) {
+        *buffer++ = VertexPosColor(Math::Point<float, 3>(x, y, z), color);
+    });
+}
+
+std::size_t Renderer::getNextPointChunk(double* xyz, int* rgb, std::size_t maxCount)
+{
+    return walkPoints(maxCount, [&](float x, float y, float z, const Math::Color& color) {
+        *xyz++ = x;
+        *xyz++ = y;
+        *xyz++ = z;
+        *rgb++ = static_cast<int>(color.r() | color.g() << 8 | color.b() << 16);
+    });
+}
+
+void Renderer::resetPointChunkPosition()
+{
+    pointChunkColumn_ = 0;
+    pointChunkRow_ = 0;
+}
+
+void Renderer::getPoints(std::vector<VertexPosColor>& points)
+{
+    constexpr std::size_t chunk = 1048576;
+    resetPointChunkPosition();
+    points.clear();
+    std::vector<VertexPosColor> buffer(chunk);
+    while (const std::size_t count = getNextPointChunk(buffer.data(), chunk))
+        points.insert(points.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+void Renderer::writePoints(const std::filesystem::path& path)
+{
+    render();
+    std::vector<VertexPosColor> points;
+    getPoints(points);
+    std::ofstream file(path, std::ios::trunc);
+    file << "X Y Z Red Green Blue Alpha\n" << std::setprecision(7);
+    for (const VertexPosColor& point : points) {
+        file << point.position.x() << " " << point.position.y() << " " << point.position.z() << " "
+             << int(point.color.r()) << " " << int(point.color.g()) << " " << int(point.color.b()) << " "
+             << int(point.color.a()) << "\n";
+    }
 }
 
 } // namespace Render

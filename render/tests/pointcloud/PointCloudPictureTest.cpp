@@ -1,18 +1,11 @@
 // Pictures of point clouds on a real Direct3D 11 device: stores written here with points at known
 // places are drawn from above, orthographically, and the pixels are checked against what the
 // camera and the shading formulas give.
-#include <lumaro/render/core/Renderer.h>
-#include <lumaro/render/pointcloud/PointCloudRenderable.h>
+#include "PictureFixture.h"
 
-#include <lumaro/graphics/ColorImage.h>
 #include <lumaro/math/Spectrum.h>
 #include <lumaro/math/TriangleMesh.h>
-#include <lumaro/octree/potree/FileSystemLocation.h>
-#include <lumaro/testsupport/PotreeStoreWriter.h>
-#include <lumaro/testsupport/TemporaryFolder.h>
 #include <lumaro/testsupport/TestStores.h>
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <numbers>
@@ -20,66 +13,8 @@
 
 namespace {
 
-using Render::PointCloudRenderable;
+using namespace RenderTest;
 using Render::RenderMode;
-using TestSupport::StoreNode;
-using TestSupport::StorePoint;
-
-// The view spans 16 x 12 world units over 64 x 48 pixels, four pixels a unit, shifted so that
-// pixel (i, j) is centred on x = (i + 1) / 4, y = 12 - j / 4: cube corners and mid-planes of the
-// store (cube [0, 16]^3) fall on pixel centres.
-constexpr std::size_t width = 64;
-constexpr std::size_t height = 48;
-
-StorePoint atPixel(int i, int j, double z, Math::Color color = Math::Color(255, 255, 255), std::uint16_t intensity = 0)
-{
-    return {0.25 * (i + 1), 12.0 - 0.25 * j, z, color.r(), color.g(), color.b(), intensity};
-}
-
-class PointCloudPicture : public ::testing::Test {
-protected:
-    PointCloudPicture()
-    {
-        renderer.setViewport(width, height);
-        renderer.setBackgroundColor(0, 0, 0, 255);
-    }
-
-    // Writes the store and shows all of it (every node, one-pixel points unless changed).
-    PointCloudRenderable& show(const std::vector<StoreNode>& nodes, float maxPointSize = 1.0f)
-    {
-        TestSupport::writePotreeStore(folder.path(), nodes);
-        cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder.path()), "cloud", 1000000, 1.0);
-        renderer.setScene(cloud);
-        renderer.setCameraPose(Math::Point<float, 3>(8.125f, 6.125f, 100.0f), Math::Point<float, 3>(8.125f, 6.125f, 0.0f),
-                               Eigen::Vector3f::UnitY());
-        renderer.setOrthographic(16.0f, 12.0f, 1.0f, 200.0f);
-        cloud->setOctreeNodePriorityThreshold(0.0f);
-        cloud->setMaxPointSize(maxPointSize);
-        cloud->reloadPoints(nullptr, 21);
-        return *cloud;
-    }
-
-    const Graphics::ColorImage& picture()
-    {
-        renderer.render();
-        renderer.getColorImage(image);
-        return image;
-    }
-
-    // Lit pixels of row j between columns from and to.
-    std::size_t litInRow(std::size_t j, std::size_t from, std::size_t to)
-    {
-        std::size_t lit = 0;
-        for (std::size_t i = from; i < to; ++i)
-            lit += image.at(i, j) != Math::Color(0, 0, 0, 255) ? 1 : 0;
-        return lit;
-    }
-
-    TestSupport::TemporaryFolder folder;
-    Render::Renderer renderer{false};
-    std::shared_ptr<PointCloudRenderable> cloud;
-    Graphics::ColorImage image;
-};
 
 TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
 {

@@ -12,6 +12,7 @@
 #include <lumaro/render/gpu/DepthStencilState.h>
 #include <lumaro/render/gpu/RasterizerState.h>
 #include <lumaro/render/gpu/Texture2d.h>
+#include <lumaro/render/gpu/VertexRecords.h>
 #include <lumaro/render/gpu/Viewport.h>
 
 #include <lumaro/core/InstanceId.h>
@@ -26,10 +27,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace Graphics {
 class ColorImage;
+class DepthImage;
 }
 
 namespace Math {
@@ -153,11 +158,55 @@ public:
     // Lets the scene propose brightness and contrast, and takes them unconditionally.
     void autoAdjustBrightnessAndContrast(float lowerBound, float upperBound);
 
+    // Picking and read-back work on the last frame; nothing is drawn again, except by
+    // writePngImage and writePoints, which render first. Picks report a miss by returning false.
+
+    // The world point drawn at pixel (x, y), from the scene's exact world positions. Outside the
+    // viewport nothing is written; where nothing was drawn the point is (0, 0, 0).
+    bool pickPoint(std::size_t x, std::size_t y, Math::Point<float, 3>& point);
+    // The drawn point nearest to the eye among the pixels x - t <= i < x + t, y - t <= j < y + t
+    // (clamped to the viewport; the right column and bottom row of the square are not examined, so
+    // a tolerance of 0 never hits); ties keep the first found column by column.
+    bool pickClosestPointWithTolerance(std::size_t x, std::size_t y, std::size_t tolerance,
+                                       Math::Point<float, 3>& point);
+    // As above, with the point's distance to the colorization mesh (signed by the face of the
+    // nearest triangle when signed distances are on). False without a colorization mesh.
+    bool pickPointWithDistanceToColorizationMesh(std::size_t x, std::size_t y, std::size_t tolerance,
+                                                 Math::Point<float, 3>& point, float& distance);
+    // As above, with the distance to the colorization plane, n · p + d. Also false without a
+    // colorization mesh: the two picks share that condition.
+    bool pickPointWithDistanceToColorizationPlane(std::size_t x, std::size_t y, std::size_t tolerance,
+                                                  Math::Point<float, 3>& point, float& distance);
+    // A plane fitted to the points drawn in the search square (robustly, then by least squares over
+    // the inliers within maxDistance of the best candidate), turned to face the eye, and where the
+    // view ray through (x, y) meets it. False when no plane fits (the plane stays as it was) or
+    // when the plane lies behind the eye (the plane is written, the point not).
+    bool pickPlane(std::size_t x, std::size_t y, std::size_t tolerance, Math::NPlane<float, 3>& plane,
+                   Math::Point<float, 3>& point, double maxDistance);
+    Math::Point<float, 3> unProject(std::size_t x, std::size_t y, float depth);
+    Math::Point<float, 3> project(const Math::Point<float, 3>& point);
+
     // The finished (post-processed) picture of the last frame, in B8G8R8A8 rows with the row pitch
     // of the read-back texture. Throws std::runtime_error("image size does not match") when the
     // mapped size and the image disagree. A viewport without width or height gives an image
     // without pixels.
     void getColorImage(Graphics::ColorImage& image);
+    // The scene's depth buffer (D32), the same way.
+    void getDepthImage(Graphics::DepthImage& image);
+    // Renders, then writes the picture as a PNG file.
+    void writePngImage(const std::filesystem::path& path);
+
+    // Every drawn pixel of the finished picture as a point with its colour, from the start.
+    void getPoints(std::vector<VertexPosColor>& points);
+    // The next drawn pixels in row-major order from where the last call (since the last frame or
+    // reset) stopped; 0 when the picture is done. The second form writes x, y, z as doubles and the
+    // colour as an int of red | green << 8 | blue << 16.
+    std::size_t getNextPointChunk(VertexPosColor* buffer, std::size_t maxCount);
+    std::size_t getNextPointChunk(double* xyz, int* rgb, std::size_t maxCount);
+    void resetPointChunkPosition();
+    // Renders, then writes every drawn pixel as a line "x y z red green blue alpha" after the header
+    // "X Y Z Red Green Blue Alpha".
+    void writePoints(const std::filesystem::path& path);
 
 private:
     void updateZRangeIfNeeded();
@@ -174,6 +223,15 @@ private:
     void changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float), float value);
     void requestRedraw();
     void createStagingTextures(std::size_t width, std::size_t height);
+    // The drawn points in the search square, column by column (w > 0 texels of the scene's exact
+    // world positions); nullopt for an empty square.
+    std::optional<std::vector<Math::Point<float, 3>>> drawnPointsAround(std::size_t x, std::size_t y,
+                                                                         std::size_t tolerance);
+    // The read-back of a whole render target into its staging texture, mapped until it goes.
+    template <typename Read>
+    void readBack(const Texture2d& staging, const Texture2d& target, Read&& read);
+    template <typename Emit>
+    std::size_t walkPoints(std::size_t maxCount, Emit&& emit);
 
     std::shared_ptr<Camera> camera_;
     std::shared_ptr<Renderable> scene_;

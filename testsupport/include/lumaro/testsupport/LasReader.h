@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <vector>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 // The parts of a LAS point that a Potree store keeps and that the tests compare.
 struct LasPoint {
@@ -25,4 +25,4 @@ struct LasFile {
 // Reads LAS 1.2 to 1.4 files with point formats 0 to 3, 6 and 7 (enough for the test data).
 LasFile readLas(const std::filesystem::path& file);
 
-} // namespace OctreeTest
+} // namespace TestSupport

@@ -1,4 +1,4 @@
-#include "LasReader.h"
+#include <lumaro/testsupport/LasReader.h>
 
 #include <lumaro/core/ReadLocalFile.h>
 
@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 namespace {
 
@@ -68,4 +68,4 @@ LasFile readLas(const std::filesystem::path& file)
     return las;
 }
 
-} // namespace OctreeTest
+} // namespace TestSupport

@@ -1,0 +1,72 @@
+// The plane fits and the geometry of picks, on points made here.
+#include "core/PlaneFit.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+using Point = Math::Point<float, 3>;
+
+// Points of the plane z = 0.5 x + 2 over a 20 x 20 grid, plus outliers well above it.
+Render::PickedPoints tiltedPatch(int outliers)
+{
+    Render::PickedPoints points;
+    for (int i = 0; i < 20; ++i)
+        for (int j = 0; j < 20; ++j)
+            points.emplace_back(0.1f * i, 0.1f * j, 0.05f * i + 2.0f);
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> spread(0.0f, 2.0f);
+    for (int k = 0; k < outliers; ++k)
+        points.emplace_back(spread(random), spread(random), 5.0f + spread(random));
+    return points;
+}
+
+TEST(PlaneFit, TheRobustFitIgnoresOutliersAndTheRefitIsExact)
+{
+    const Render::PickedPoints points = tiltedPatch(150);
+    const auto robust = Render::fitPlaneRobustly(points, 0.01);
+    ASSERT_TRUE(robust);
+    EXPECT_EQ(robust->inliers.size(), 400u);
+    const auto refit = Render::fitPlaneLeastSquares(robust->inliers);
+    ASSERT_TRUE(refit);
+    const Eigen::Vector3f expected = Eigen::Vector3f(-0.5f, 0.0f, 1.0f).normalized();
+    EXPECT_NEAR(std::abs(refit->normal().dot(expected)), 1.0f, 1e-5f);
+    EXPECT_NEAR(refit->signedDistance(Point(1.0f, 1.0f, 2.5f)), 0.0f, 1e-5f);
+    // The same points give the same plane every time.
+    EXPECT_EQ(Render::fitPlaneRobustly(points, 0.01)->plane, robust->plane);
+
+    EXPECT_FALSE(Render::fitPlaneRobustly({Point(0, 0, 0), Point(1, 0, 0)}, 1.0));
+    EXPECT_FALSE(Render::fitPlaneRobustly({Point(0, 0, 0), Point(1, 0, 0), Point(2, 0, 0)}, 1.0)) << "collinear";
+    EXPECT_FALSE(Render::fitPlaneLeastSquares({Point(0, 0, 0), Point(1, 0, 0)}));
+}
+
+TEST(PlaneFit, TheViewRayMeetsThePlaneInFrontLiesInItOrMissesIt)
+{
+    const Math::NPlane<float, 3> floor(0.0f, 0.0f, 1.0f, 0.0f);
+    const Point eye(1.0f, 2.0f, 4.0f);
+    EXPECT_EQ(Render::rayPlaneIntersection(eye, Eigen::Vector3f(1.0f, 0.0f, -2.0f), floor), Point(3.0f, 2.0f, 0.0f));
+    EXPECT_FALSE(Render::rayPlaneIntersection(eye, Eigen::Vector3f(0.0f, 0.0f, 1.0f), floor)) << "behind the eye";
+    EXPECT_FALSE(Render::rayPlaneIntersection(eye, Eigen::Vector3f(1.0f, 0.0f, 0.0f), floor)) << "parallel, beside";
+    EXPECT_EQ(Render::rayPlaneIntersection(Point(1.0f, 2.0f, 0.0f), Eigen::Vector3f(1.0f, 0.0f, 0.0f), floor),
+              Point(1.0f, 2.0f, 0.0f));
+}
+
+TEST(PlaneFit, SearchSquaresAreClampedAndHalfOpen)
+{
+    struct Case {
+        std::size_t x, y, tolerance;
+        Render::SearchSquare expected;
+    };
+    for (const Case& c : {Case{10, 10, 0, {10, 10, 10, 10}}, Case{10, 10, 1, {9, 11, 9, 11}},
+                          Case{0, 0, 3, {0, 3, 0, 3}}, Case{63, 47, 2, {61, 63, 45, 47}}, Case{70, 5, 1, {63, 63, 4, 6}}}) {
+        const Render::SearchSquare square = Render::searchSquare(c.x, c.y, c.tolerance, 64, 48);
+        EXPECT_EQ(std::tie(square.x0, square.x1, square.y0, square.y1),
+                  std::tie(c.expected.x0, c.expected.x1, c.expected.y0, c.expected.y1))
+            << c.x << " " << c.y << " " << c.tolerance;
+    }
+    EXPECT_TRUE(Render::searchSquare(10, 10, 0, 64, 48).empty());
+}
+
+} // namespace

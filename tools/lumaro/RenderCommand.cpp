@@ -90,12 +90,10 @@ public:
             const Render::TopView top = Render::topView(mBox, mOptions.width, mOptions.height);
             mRenderer.setCameraPose(top.pose.eye, top.pose.target, top.pose.up);
             mRenderer.setOrthographic(top.horizontalExtent, top.verticalExtent, 0.01f, 1000.0f);
+            mRenderer.setZNearAndFarViaBoundingBox(mBox);
         } else {
-            const Render::CameraPose pose = Render::obliqueView(mBox);
-            mRenderer.setCameraPose(pose.eye, pose.target, pose.up);
-            mRenderer.setPerspective(20.0f, 0.01f, 1000.0f, 0.0f, 0.0f);
+            Render::showObliqueOverview(mRenderer, mBox);
         }
-        mRenderer.setZNearAndFarViaBoundingBox(mBox);
         for (const auto& cloud : mClouds)
             load(*cloud);
     }

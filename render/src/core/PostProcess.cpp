@@ -56,8 +56,7 @@ void PostProcess::setOpacity(float opacity)
 
 void PostProcess::setBackgroundColor(const Math::Color& color)
 {
-    constants_.modify().backgroundColor = {color.r() / 255.0f, color.g() / 255.0f, color.b() / 255.0f,
-                                           color.a() / 255.0f};
+    constants_.modify().backgroundColor = color.toFloats();
 }
 
 void PostProcess::setRenderMode(RenderMode mode)

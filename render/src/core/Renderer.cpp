@@ -62,11 +62,6 @@ D3D11_TEXTURE2D_DESC stagingDesc(DXGI_FORMAT format)
     return CD3D11_TEXTURE2D_DESC(format, 0, 0, 1, 1, 0, D3D11_USAGE_STAGING, D3D11_CPU_ACCESS_READ);
 }
 
-std::array<float, 4> toFloats(const Math::Color& color)
-{
-    return {color.r() / 255.0f, color.g() / 255.0f, color.b() / 255.0f, color.a() / 255.0f};
-}
-
 // Unmaps a staging texture when the read-back leaves, also by an exception.
 class ScopedMap {
 public:
@@ -401,7 +396,7 @@ void Renderer::render()
         if (const std::optional<Math::Color> sceneBackground = scene_->backgroundColor())
             frameBackground = *sceneBackground;
     }
-    const std::array<float, 4> clear = toFloats(frameBackground);
+    const std::array<float, 4> clear = frameBackground.toFloats();
     scenePass_.setClearValue("color", clear[0], clear[1], clear[2], clear[3]);
     if (scene_ && scene_->isTransparent()) {
         alphaBlendState_.set(context, nullptr, allSamples);

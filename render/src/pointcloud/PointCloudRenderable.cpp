@@ -73,10 +73,8 @@ int nextMeshGroup()
 
 void storeColor(float (&to)[4], const Math::Color& color)
 {
-    to[0] = color.r() / 255.0f;
-    to[1] = color.g() / 255.0f;
-    to[2] = color.b() / 255.0f;
-    to[3] = color.a() / 255.0f;
+    const std::array<float, 4> channels = color.toFloats();
+    std::copy(channels.begin(), channels.end(), to);
 }
 
 void storePlane(float (&to)[4], const Math::NPlane<float, 3>& plane)
@@ -168,9 +166,7 @@ PointCloudRenderable::PointCloudRenderable(Private, std::shared_ptr<Octree::Octr
 
 PointCloudRenderable::~PointCloudRenderable()
 {
-    mLoader.reset();
-    if (mRenderState)
-        mRenderState->prioritizer->clear(id());
+    PointCloudRenderable::deinit();
 }
 
 std::shared_ptr<VertexContainerCache> PointCloudRenderable::createOrGetSharedVertexContainerCache(

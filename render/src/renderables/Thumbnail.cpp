@@ -32,6 +32,14 @@ void removeOldFile(const std::filesystem::path& file)
 
 } // namespace
 
+void showObliqueOverview(Renderer& renderer, const Math::NBoundingBox<float, 3>& box)
+{
+    const CameraPose pose = obliqueView(box);
+    renderer.setCameraPose(pose.eye, pose.target, pose.up);
+    renderer.setPerspective(20.0f, 0.01f, 1000.0f, 0.0f, 0.0f);
+    renderer.setZNearAndFarViaBoundingBox(box);
+}
+
 void createThumbnail(const Octree::Location& location, const std::filesystem::path& outputFile, std::size_t width,
                      std::size_t height, const Math::Color& backgroundColor, std::size_t maxLevel)
 {
@@ -42,11 +50,7 @@ void createThumbnail(const Octree::Location& location, const std::filesystem::pa
     renderer.setScene(cloud);
     renderer.setViewport(width, height);
 
-    const Math::NBoundingBox<float, 3> box = cloud->boundingBoxWorld();
-    const CameraPose pose = obliqueView(box);
-    renderer.setCameraPose(pose.eye, pose.target, pose.up);
-    renderer.setPerspective(20.0f, 0.01f, 1000.0f, 0.0f, 0.0f);
-    renderer.setZNearAndFarViaBoundingBox(box);
+    showObliqueOverview(renderer, cloud->boundingBoxWorld());
     renderer.setBackgroundColor(backgroundColor);
 
     cloud->reloadPoints(nullptr, std::min<std::size_t>(maxLevel, Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL));

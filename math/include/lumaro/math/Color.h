@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <iosfwd>
 #include <type_traits>
@@ -49,6 +50,12 @@ public:
     constexpr std::uint8_t g() const { return m_green; }
     constexpr std::uint8_t b() const { return m_blue; }
     constexpr std::uint8_t a() const { return m_alpha; }
+
+    // Red, green, blue and alpha in 0..1, as a shader reads them from a UNORM texel.
+    constexpr std::array<float, 4> toFloats() const
+    {
+        return {m_red / 255.0f, m_green / 255.0f, m_blue / 255.0f, m_alpha / 255.0f};
+    }
 
     constexpr std::uint32_t packed() const
     {

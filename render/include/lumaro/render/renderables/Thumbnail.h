@@ -3,12 +3,19 @@
 #include <lumaro/render/Export.h>
 
 #include <lumaro/math/Color.h>
+#include <lumaro/math/NBoundingBox.h>
 #include <lumaro/octree/Location.h>
 
 #include <cstddef>
 #include <filesystem>
 
 namespace Render {
+
+class Renderer;
+
+// The view of thumbnails: the oblique overview of `box` (obliqueView) with a 20 degree field of
+// view, near and far fitted to the box.
+LUMARO_RENDER_API void showObliqueOverview(Renderer& renderer, const Math::NBoundingBox<float, 3>& box);
 
 // A preview of a point cloud as a PNG file, made without any window: a renderer of its own loads
 // the cloud synchronously down to maxLevel (at most the deepest representable level) within

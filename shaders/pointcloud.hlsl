@@ -147,9 +147,11 @@ ps_in vs_main(vs_in input)
     output.exactWorldPosition = float4(0.0, 0.0, 0.0, 0.0);
     output.uv = float2(0.0, 0.0);
 
+    // The distance to the mesh as the mode measures it: unsigned, it is culled and coloured as
+    // its absolute value, exactly like the distance to a plane.
+    float meshDistance = use_signed_distance != 0 ? input.distance : abs(input.distance);
     if (point_render_mode == 7) {
-        float d = use_signed_distance != 0 ? input.distance : abs(input.distance);
-        if (d < min_distance || d > max_distance)
+        if (meshDistance < min_distance || meshDistance > max_distance)
             return culled(output);
     }
     for (int i = 0; i < CLIPPING_PLANES_MAX_COUNT; ++i) {
@@ -169,7 +171,7 @@ ps_in vs_main(vs_in input)
     } else if (point_render_mode == 5) {
         output.col = gray(input.intensity);
     } else if (point_render_mode == 7) {
-        output.col = colorizeByDistance(input.distance, min_distance, max_distance, color_map,
+        output.col = colorizeByDistance(meshDistance, min_distance, max_distance, color_map,
                                         min_distance_pass_fail, max_distance_pass_fail, min_distance_warn,
                                         max_distance_warn);
     }

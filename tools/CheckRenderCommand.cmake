@@ -1,7 +1,8 @@
 # Runs `lumaro render` the way users get it wrong, and, where Direct3D is there (RENDER set), the
 # way they get it right.
 #   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DSECOND_STORE=<folder>
-#         -DOUTPUT=<png> [-DRENDER=ON] -P CheckRenderCommand.cmake
+#         -DMESH_STORE=<folder> -DMESH=<obj of MESH_STORE's site> -DOUTPUT=<png> [-DRENDER=ON]
+#         -P CheckRenderCommand.cmake
 cmake_minimum_required(VERSION 3.24)
 
 function(run_lumaro status output errors)
@@ -21,6 +22,12 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--background;12345|'12345'"
                 "render;${STORE};--output;${OUTPUT};--frobnicate|--frobnicate"
                 "render;${STORE};--output;${OUTPUT};--points;${OUTPUT}.txt;--view;top,oblique|--points"
+                "render;${STORE};--output;${OUTPUT};--mode;rgb,mesh-distance|--distance-mesh"
+                "render;${STORE};--output;${OUTPUT};--range;5,1|'5,1'"
+                "render;${STORE};--output;${OUTPUT};--warn;-1,x|'x'"
+                "render;${STORE};--output;${OUTPUT};--mesh-scale;0|'0'"
+                "render;${STORE};--output;${OUTPUT};--mesh;${MESH}-missing|${MESH}-missing"
+                "render;${STORE};--output;${OUTPUT};--mode;mesh-distance;--distance-mesh;${MESH}-missing|${MESH}-missing"
                 "pick;${STORE};--at;5|'5'"
                 "pick;${STORE};--size;64x48;--at;5,48|'48'"
                 "pick;${STORE};--at;1,1;--tolerance;0|'0'"
@@ -77,6 +84,20 @@ if(RENDER)
     run_lumaro(status out err thumbnail "${STORE}" --output "${OUTPUT}.thumbnail.png" --size 32x16)
     if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.thumbnail.png")
         message(FATAL_ERROR "lumaro thumbnail failed (${status}):\n${err}")
+    endif()
+
+    # A terrain mesh drawn with its cloud, and the cloud coloured by its distance to it.
+    run_lumaro(status out err render "${MESH_STORE}" --output "${OUTPUT}.mesh.png" --size 64x48 --mesh "${MESH}"
+               --mode rgb,mesh-distance --distance-mesh "${MESH}" --range -20,20 --pass-fail -5,5 --warn -2,2 --unsigned)
+    if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.mesh.png")
+        message(FATAL_ERROR "lumaro render with meshes failed (${status}):\n${err}")
+    endif()
+    # The mesh lies where the cloud does: a pick in the middle finds a point of the site.
+    run_lumaro(status out err pick "${MESH_STORE}" --size 64x48 --at 32,24 --mesh "${MESH}")
+    string(JSON x ERROR_VARIABLE noPoint GET "${out}" point 0)
+    string(JSON z ERROR_VARIABLE noPoint GET "${out}" point 2)
+    if(NOT status EQUAL 0 OR noPoint OR x LESS 635619 OR x GREATER 638983 OR z LESS 406 OR z GREATER 587)
+        message(FATAL_ERROR "lumaro pick with a mesh printed (${status}):\n${out}\n${err}")
     endif()
 
     file(READ "${OUTPUT}" header LIMIT 24 HEX)

@@ -7,6 +7,8 @@
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
 #include <lumaro/render/renderables/GroupRenderable.h>
+#include <lumaro/render/renderables/MeshLoader.h>
+#include <lumaro/render/renderables/MeshRenderable.h>
 #include <lumaro/render/renderables/Thumbnail.h>
 
 #include <Eigen/Geometry>
@@ -47,6 +49,27 @@ private:
     std::size_t mExpected;
 };
 
+// Reading a mesh can fail in the reader's words (which end in a line break and may not say which
+// file): say which, on one line.
+template <typename Read>
+auto readMesh(const std::filesystem::path& path, Read read)
+{
+    try {
+        return read();
+    } catch (const std::exception& error) {
+        std::string reason = error.what();
+        std::replace(reason.begin(), reason.end(), '\n', ' ');
+        while (!reason.empty() && reason.back() == ' ')
+            reason.pop_back();
+        throw std::runtime_error("cannot read the mesh " + path.string() + ": " + reason);
+    }
+}
+
+Eigen::Matrix4f translation(const Eigen::Vector3d& offset)
+{
+    return Eigen::Affine3f(Eigen::Translation3f(offset.cast<float>())).matrix();
+}
+
 // The stores as one scene of a renderer of its own: a group of clouds, each placed by its reference
 // position relative to the first, whose reference position is the scene's origin.
 class StoreScene {
@@ -64,12 +87,35 @@ public:
                 cloud->setMaxPointSize(*options.maxPointSize);
             if (mClouds.empty())
                 mOrigin = cloud->referencePosition();
-            const Eigen::Vector3d offset = cloud->referencePosition() - mOrigin;
-            cloud->setMatrix(Eigen::Affine3f(Eigen::Translation3f(offset.cast<float>())).matrix());
+            cloud->setMatrix(translation(cloud->referencePosition() - mOrigin));
             group->add(cloud);
             mClouds.push_back(std::move(cloud));
         }
         mRenderer.setScene(group);
+        // Meshes are in the stores' coordinates: moved like the first store. Each is read when the
+        // (initialised) group takes it.
+        for (const std::filesystem::path& path : options.meshes) {
+            auto mesh = Render::MeshRenderable::create(path, options.meshScale, path.filename().string());
+            mesh->setMatrix(translation(-mOrigin));
+            readMesh(path, [&] {
+                group->add(mesh);
+                return 0;
+            });
+        }
+        if (options.distanceMesh) {
+            const std::filesystem::path& path = *options.distanceMesh;
+            const Math::TriangleMesh<float> mesh = readMesh(path, [&] {
+                return Render::loadTriangleMesh(*Render::createObjMeshLoader(path), options.meshScale);
+            });
+            mRenderer.setMeshForDistanceColorization(
+                std::make_shared<Math::TriangleMesh<float>>(mesh.transformed(translation(-mOrigin))));
+            if (options.range)
+                mRenderer.setColorMapRange(options.range->min, options.range->max);
+            if (options.passFail)
+                mRenderer.setPassFailDistanceRange(options.passFail->min, options.passFail->max);
+            if (options.warn)
+                mRenderer.setWarnDistanceRange(options.warn->min, options.warn->max);
+        }
         mBox = mRenderer.boundingBox();
         if (mBox.isEmpty())
             std::cerr << "lumaro: warning: the stores hold no points\n";
@@ -106,8 +152,19 @@ public:
             mRenderer.setColorMapRange(0.0f, std::max(mBox.size().z(), 1e-6f));
             mRenderer.setUseSignedDistance(false);
             mRenderer.setColorMap(mOptions.colorMap);
+        } else if (coloring == ColoringKind::MeshDistance) {
+            const DistanceRange range = mOptions.range.value_or(DistanceRange{0.0f, 1.0f});
+            mRenderer.setColorMapRange(range.min, range.max);
+            mRenderer.setUseSignedDistance(mOptions.signedDistance.value_or(true));
+            mRenderer.setColorMap(mOptions.colorMap);
         }
-        mRenderer.setRenderMode(renderModeOf(coloring));
+        const Render::RenderMode mode = renderModeOf(coloring);
+        const bool reload = mode == Render::RenderMode::MeshDistance && mRenderer.renderMode() != mode;
+        mRenderer.setRenderMode(mode);
+        // The walk leaves out the nodes that hold no point within the distance range: walk again.
+        if (reload)
+            for (const auto& cloud : mClouds)
+                load(*cloud);
         mRenderer.render();
     }
 

@@ -2,6 +2,7 @@
 
 #include <lumaro/octree/OctreeNodeId.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
@@ -31,7 +32,7 @@ Value lookUp(const std::array<std::pair<const char*, Value>, N>& names, const st
 
 const std::array<std::pair<const char*, ViewKind>, 2> viewNames{{{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}}};
 
-const std::array<std::pair<const char*, ColoringKind>, 7> coloringNames{{
+const std::array<std::pair<const char*, ColoringKind>, 8> coloringNames{{
     {"rgb", ColoringKind::Rgb},
     {"intensity", ColoringKind::Intensity},
     {"normal", ColoringKind::Normal},
@@ -39,6 +40,7 @@ const std::array<std::pair<const char*, ColoringKind>, 7> coloringNames{{
     {"elevation", ColoringKind::Elevation},
     {"tomographic", ColoringKind::Tomographic},
     {"tomographic-dark", ColoringKind::TomographicDark},
+    {"mesh-distance", ColoringKind::MeshDistance},
 }};
 
 const std::array<std::pair<const char*, Render::ColorMap>, 13> colorMapNames{{
@@ -82,6 +84,19 @@ float parseNumber(const std::string& text, float least, bool strictly, const std
         throw std::invalid_argument(what + " must be a number " + (strictly ? "above " : "of at least ")
                                     + std::to_string(least) + ", not '" + text + "'");
     return value;
+}
+
+DistanceRange parseRange(const std::string& text, const std::string& what)
+{
+    const std::size_t comma = text.find(',');
+    const float lowest = std::numeric_limits<float>::lowest();
+    if (comma == std::string::npos)
+        throw std::invalid_argument(what + " must be MIN,MAX, such as -0.5,0.5, not '" + text + "'");
+    const DistanceRange range{parseNumber(text.substr(0, comma), lowest, false, what + "'s MIN"),
+                              parseNumber(text.substr(comma + 1), lowest, false, what + "'s MAX")};
+    if (!(range.min < range.max))
+        throw std::invalid_argument(what + " needs MIN below MAX, not '" + text + "'");
+    return range;
 }
 
 std::pair<std::size_t, std::size_t> parseImageSize(const std::string& text)
@@ -129,6 +144,7 @@ Render::RenderMode renderModeOf(ColoringKind coloring)
     case ColoringKind::Elevation: return Render::RenderMode::PlaneDistance;
     case ColoringKind::Tomographic: return Render::RenderMode::TomographicBright;
     case ColoringKind::TomographicDark: return Render::RenderMode::TomographicDark;
+    case ColoringKind::MeshDistance: return Render::RenderMode::MeshDistance;
     }
     return Render::RenderMode::Default;
 }
@@ -141,10 +157,10 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
     command.add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
     command.add_option("--view", mViews, "top or oblique; several give one row each (default top)")->delimiter(',');
     command.add_option("--mode", mModes,
-                       "rgb, intensity, normal, uniform, elevation, tomographic or tomographic-dark; several give "
-                       "one column each (default rgb)")
+                       "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark or mesh-distance; "
+                       "several give one column each (default rgb)")
         ->delimiter(',');
-    command.add_option("--color-map", mColorMap, "Colour map of the elevation mode (default turbo)");
+    command.add_option("--color-map", mColorMap, "Colour map of the elevation and mesh-distance modes (default turbo)");
     command.add_option("--budget", mBudget, "Most points loaded at once (default 10000000)");
     command.add_option("--max-level", mMaxLevel, "Deepest octree level to load (default 21)");
     command.add_option("--min-node-size", mMinNodeSize,
@@ -152,6 +168,17 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
                        "budget and level (default 15)");
     command.add_option("--max-point-size", mMaxPointSize, "Largest point size in pixels (default 5)");
     command.add_option("--background", mBackground, "Background colour RRGGBB (default 000000)");
+    command.add_option("--mesh", options.meshes, "A Wavefront OBJ mesh drawn with the clouds, in the stores' "
+                                                 "coordinates; may be repeated");
+    command.add_option("--mesh-scale", mMeshScale, "Unit scale of the meshes' coordinates (default 1)");
+    command.add_option("--distance-mesh", options.distanceMesh,
+                       "The OBJ mesh whose distance the mesh-distance mode colours by");
+    command.add_option("--range", mRange, "Distances MIN,MAX spread over the colour map; points outside are not "
+                                          "drawn (default 0,1)");
+    command.add_option("--pass-fail", mPassFail, "The pass/fail band of distances MIN,MAX (default -0.5,0.5)");
+    command.add_option("--warn", mWarn, "The warning band of distances MIN,MAX (default -0.25,0.25)");
+    auto* signedFlag = command.add_flag("--signed", mSigned, "Distances below a mesh's faces are negative (default)");
+    command.add_flag("--unsigned", mUnsigned, "Distances are never negative")->excludes(signedFlag);
 }
 
 void SceneCommandLine::finish()
@@ -170,6 +197,19 @@ void SceneCommandLine::finish()
     if (!mMaxPointSize.empty())
         mOptions.maxPointSize = parseNumber(mMaxPointSize, 0.0f, true, "--max-point-size");
     mOptions.background = parseColor(mBackground);
+    mOptions.meshScale = parseNumber(mMeshScale, 0.0f, true, "--mesh-scale");
+    if (!mRange.empty())
+        mOptions.range = parseRange(mRange, "--range");
+    if (!mPassFail.empty())
+        mOptions.passFail = parseRange(mPassFail, "--pass-fail");
+    if (!mWarn.empty())
+        mOptions.warn = parseRange(mWarn, "--warn");
+    if (mSigned || mUnsigned)
+        mOptions.signedDistance = mSigned;
+    const bool meshDistance = std::find(mOptions.colorings.begin(), mOptions.colorings.end(),
+                                        ColoringKind::MeshDistance) != mOptions.colorings.end();
+    if (meshDistance && !mOptions.distanceMesh)
+        throw std::invalid_argument("--mode mesh-distance needs --distance-mesh FILE.obj");
     // One image holds the whole grid.
     if (mOptions.width * mOptions.colorings.size() > largestImageSide
         || mOptions.height * mOptions.views.size() > largestImageSide)

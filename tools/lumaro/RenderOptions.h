@@ -18,7 +18,13 @@ namespace Tool {
 enum class ViewKind { Top, Oblique };
 
 // How the points of a panel are coloured.
-enum class ColoringKind { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark };
+enum class ColoringKind { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance };
+
+// A range of distances MIN,MAX.
+struct DistanceRange {
+    float min = 0.0f;
+    float max = 0.0f;
+};
 
 // What `lumaro render` is asked for. Several views and colourings make a grid of panels: one row
 // per view, one column per colouring, each panel width x height pixels.
@@ -37,6 +43,16 @@ struct RenderOptions {
     Math::Color background = Math::Color::black(255);
     // Where to write every drawn pixel of the picture as a point, if anywhere.
     std::optional<std::filesystem::path> points;
+    // OBJ meshes drawn with the clouds, in the stores' coordinates times meshScale.
+    std::vector<std::filesystem::path> meshes;
+    double meshScale = 1.0;
+    // The mesh of the mesh-distance mode (also in the stores' coordinates times meshScale), and
+    // its colour-map range, pass/fail and warning bands and sign (the renderer's defaults when unset).
+    std::optional<std::filesystem::path> distanceMesh;
+    std::optional<DistanceRange> range;
+    std::optional<DistanceRange> passFail;
+    std::optional<DistanceRange> warn;
+    std::optional<bool> signedDistance;
 };
 
 // What `lumaro pick` is asked for: the scene of `render` (its first view and colouring), a pixel,
@@ -73,6 +89,8 @@ Render::ColorMap parseColorMap(const std::string& name);
 std::size_t parseCount(const std::string& text, std::size_t least, std::size_t most, const std::string& what);
 // A finite number of at least `least` (above it when `strictly`).
 float parseNumber(const std::string& text, float least, bool strictly, const std::string& what);
+// "MIN,MAX", two finite numbers with MIN below MAX.
+DistanceRange parseRange(const std::string& text, const std::string& what);
 
 // The render mode that a colouring uses.
 Render::RenderMode renderModeOf(ColoringKind coloring);
@@ -96,6 +114,12 @@ private:
     std::string mMinNodeSize = "15";
     std::string mMaxPointSize;
     std::string mBackground = "000000";
+    std::string mMeshScale = "1";
+    std::string mRange;
+    std::string mPassFail;
+    std::string mWarn;
+    bool mSigned = false;
+    bool mUnsigned = false;
 };
 
 // The subcommands `render`, `pick` and `thumbnail`; finish() converts what the parsed one was

@@ -121,16 +121,21 @@ NodePrioritizer::OfferResult NodePrioritizer::offer(const NodeId& id, const Math
     return {mResident.contains(id), true};
 }
 
-void NodePrioritizer::reprioritize(std::size_t instanceId, const RateNode& rate, std::stop_token stop)
+bool NodePrioritizer::reprioritize(std::size_t instanceId, const RateNode& rate, std::stop_token stop)
 {
     std::lock_guard lock(mMutex);
     mEntriesFormHeap = false;
+    bool drawnChanged = false;
     for (PrioritizedNode& entry : mEntries) {
         if (stop.stop_requested())
-            return;
-        if (entry.id.instanceId == instanceId)
-            entry.priority = rate(entry.id.nodeId, entry.boundingCube);
+            return drawnChanged;
+        if (entry.id.instanceId != instanceId)
+            continue;
+        const bool wasDiscarded = entry.priority.isDiscarded();
+        entry.priority = rate(entry.id.nodeId, entry.boundingCube);
+        drawnChanged = drawnChanged || wasDiscarded != entry.priority.isDiscarded();
     }
+    return drawnChanged;
 }
 
 bool NodePrioritizer::isResident(const NodeId& id) const

@@ -248,8 +248,9 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
     const std::size_t instance = id();
 
     // The resident nodes first take the priorities of the current view, so that what this walk
-    // admits displaces what matters least now.
-    prioritizer.reprioritize(
+    // admits displaces what matters least now. Nodes it discards (out of a distance range, say)
+    // leave the drawn set: that alone is reason to publish.
+    const bool redrawn = prioritizer.reprioritize(
         instance,
         [&](Octree::OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) {
             return rating.rate(node.level(), cube);
@@ -266,7 +267,7 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
     std::priority_queue<Pending, std::vector<Pending>, decltype(lessImportant)> heap(lessImportant);
     heap.push({Octree::OctreeNodeId::root(), NodePriority::keep()});
     auto lastPublication = std::chrono::steady_clock::now();
-    bool changed = false;
+    bool changed = redrawn;
     // A damaged part of the store costs only that part: the walk goes on, and the first error is
     // reported when it is done.
     std::exception_ptr firstError;

@@ -166,10 +166,10 @@ TEST(NodePrioritizer, NewPrioritiesDecideTheNextEviction)
     offer("r0", 50.0f);
     offer("r1", 10.0f);
     // The view changed: r0 hardly matters now, r1 a lot.
-    prioritizer.reprioritize(1, [](OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) {
+    EXPECT_FALSE(prioritizer.reprioritize(1, [](OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) {
         EXPECT_EQ(cube, unitCube);
         return node == OctreeNodeId::fromName("r0") ? priorityOfSize(1.0f) : priorityOfSize(90.0f);
-    });
+    })) << "no node left or joined the drawn set";
     EXPECT_TRUE(offer("r2", 20.0f).resident);
     EXPECT_FALSE(prioritizer.isResident(idOf("r0")));
     EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
@@ -179,6 +179,11 @@ TEST(NodePrioritizer, NewPrioritiesDecideTheNextEviction)
     stop.request_stop();
     prioritizer.reprioritize(1, [](OctreeNodeId, const auto&) { return NodePriority::discard(); }, stop.get_token());
     EXPECT_FALSE(offer("r3", 15.0f).resident);
+
+    // Discarding resident nodes changes what is drawn, once.
+    const auto discardAll = [](OctreeNodeId, const auto&) { return NodePriority::discard(); };
+    EXPECT_TRUE(prioritizer.reprioritize(1, discardAll));
+    EXPECT_FALSE(prioritizer.reprioritize(1, discardAll));
 }
 
 TEST(NodePrioritizer, FailedFetchesThrowUnlessLoadingStops)

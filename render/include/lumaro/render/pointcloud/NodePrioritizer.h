@@ -66,8 +66,9 @@ public:
 
     // Gives every resident node of one point cloud a fresh priority from rate(node, its cube), for
     // a new view; stops early when `stop` is signalled. rate runs under the prioritizer's lock.
+    // True when a node became discarded or stopped being so: what is drawn has changed then.
     using RateNode = std::function<NodePriority(Octree::OctreeNodeId, const Math::NBoundingBox<float, 3>&)>;
-    void reprioritize(std::size_t instanceId, const RateNode& rate, std::stop_token stop = {});
+    bool reprioritize(std::size_t instanceId, const RateNode& rate, std::stop_token stop = {});
 
     bool isResident(const NodeId& id) const;
     std::size_t residentNodeCount() const;

@@ -1,6 +1,6 @@
 #include <lumaro/graphics/ColorImage.h>
 
-#include "PngFile.h"
+#include "ImageFiles.h"
 
 namespace Graphics {
 

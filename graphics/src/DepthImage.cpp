@@ -1,6 +1,6 @@
 #include <lumaro/graphics/DepthImage.h>
 
-#include "PngFile.h"
+#include "ImageFiles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,6 +24,16 @@ void DepthImage::writePng(const std::filesystem::path& path, float black, float 
         }
     }
     writePngFile(path, width(), height(), 1, gray);
+}
+
+void DepthImage::writeHdr(const std::filesystem::path& path) const
+{
+    std::vector<float> rgb;
+    rgb.reserve(width() * height() * 3);
+    for (std::size_t y = 0; y < height(); ++y)
+        for (const float value : row(y))
+            rgb.insert(rgb.end(), 3, value);
+    writeHdrFile(path, width(), height(), rgb);
 }
 
 } // namespace Graphics

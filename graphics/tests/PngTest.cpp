@@ -1,7 +1,7 @@
 #include <lumaro/graphics/ColorImage.h>
 #include <lumaro/graphics/DepthImage.h>
 
-#include "PngFile.h"
+#include "ImageFiles.h"
 
 #include <lumaro/testsupport/TemporaryFolder.h>
 

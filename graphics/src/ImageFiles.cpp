@@ -1,4 +1,4 @@
-#include "PngFile.h"
+#include "ImageFiles.h"
 
 #include <climits>
 #include <fstream>
@@ -78,6 +78,26 @@ void writePngFile(const std::filesystem::path& path, std::size_t width, std::siz
     file.close();
     if (written == 0 || !file)
         throw std::runtime_error("Failed to write PNG file " + describe());
+}
+
+void writeHdrFile(const std::filesystem::path& path, std::size_t width, std::size_t height,
+                  const std::vector<float>& rgb)
+{
+    const std::string name = "'" + path.string() + "'";
+    if (width == 0 || height == 0)
+        throw std::runtime_error("Cannot write an empty image to HDR file " + name);
+    if (width > INT_MAX / 3 || height > INT_MAX)
+        throw std::runtime_error("Image is too large for HDR file " + name);
+    if (rgb.size() != width * height * 3)
+        throw std::logic_error("HDR pixel buffer does not match the image size for " + name);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    if (!file)
+        throw std::runtime_error("Cannot open HDR file " + name + " for writing");
+    const int written = stbi_write_hdr_to_func(appendToStream, &file, static_cast<int>(width),
+                                               static_cast<int>(height), 3, rgb.data());
+    file.close();
+    if (written == 0 || !file)
+        throw std::runtime_error("Failed to write HDR file " + name);
 }
 
 } // namespace Graphics

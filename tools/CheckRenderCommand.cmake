@@ -1,7 +1,8 @@
 # Runs `lumaro render` the way users get it wrong, and, where Direct3D is there (RENDER set), the
 # way they get it right.
 #   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DSECOND_STORE=<folder>
-#         -DMESH_STORE=<folder> -DMESH=<obj of MESH_STORE's site> -DOUTPUT=<png> [-DRENDER=ON]
+#         -DMESH_STORE=<folder> -DMESH=<obj of MESH_STORE's site> -DPANO=<equirectangular image>
+#         -DOUTPUT=<png> [-DRENDER=ON]
 #         -P CheckRenderCommand.cmake
 cmake_minimum_required(VERSION 3.24)
 
@@ -28,6 +29,11 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--mesh-scale;0|'0'"
                 "render;${STORE};--output;${OUTPUT};--mesh;${MESH}-missing|${MESH}-missing"
                 "render;${STORE};--output;${OUTPUT};--mode;mesh-distance;--distance-mesh;${MESH}-missing|${MESH}-missing"
+                "render;${STORE};--output;${OUTPUT};--view;pano|--pano"
+                "render;${STORE};--output;${OUTPUT};--pano;${PANO};--pano-at;1,2|'1,2'"
+                "render;${STORE};--output;${OUTPUT};--pano-cube;${PANO},${PANO}|six"
+                "render;${STORE};--output;${OUTPUT};--pano;${PANO}-missing|${PANO}-missing"
+                "render;${STORE};--output;${OUTPUT};--pano;${PANO};--pano-depth;${PANO}|${PANO}"
                 "pick;${STORE};--at;5|'5'"
                 "pick;${STORE};--size;64x48;--at;5,48|'48'"
                 "pick;${STORE};--at;1,1;--tolerance;0|'0'"
@@ -36,8 +42,8 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "thumbnail;${STORE}-missing|${STORE}-missing")
     string(REPLACE "|" ";" parts "${mistake}")
     list(POP_BACK parts named)
-    if(NOT RENDER AND named MATCHES "missing")
-        continue() # without Direct3D the command refuses before it looks at the store
+    if(NOT RENDER AND (named MATCHES "missing" OR mistake MATCHES "--pano-depth"))
+        continue() # without Direct3D the command refuses before it looks at the files
     endif()
     run_lumaro(status out err ${parts})
     string(REGEX MATCHALL "\n" lines "${err}")
@@ -98,6 +104,13 @@ if(RENDER)
     string(JSON z ERROR_VARIABLE noPoint GET "${out}" point 2)
     if(NOT status EQUAL 0 OR noPoint OR x LESS 635619 OR x GREATER 638983 OR z LESS 406 OR z GREATER 587)
         message(FATAL_ERROR "lumaro pick with a mesh printed (${status}):\n${out}\n${err}")
+    endif()
+
+    # A panorama around the first store, seen from its centre and from above.
+    run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.pano.png" --size 64x48 --pano "${PANO}"
+               --view pano,top)
+    if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.pano.png")
+        message(FATAL_ERROR "lumaro render with a panorama failed (${status}):\n${err}")
     endif()
 
     file(READ "${OUTPUT}" header LIMIT 24 HEX)

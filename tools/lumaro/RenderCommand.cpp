@@ -9,11 +9,16 @@
 #include <lumaro/render/renderables/GroupRenderable.h>
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
+#include <lumaro/render/renderables/PanoRenderable.h>
+
+#include <lumaro/graphics/ImagePanoramaLoader.h>
 #include <lumaro/render/renderables/Thumbnail.h>
 
 #include <Eigen/Geometry>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -52,7 +57,7 @@ private:
 // Reading a mesh can fail in the reader's words (which end in a line break and may not say which
 // file): say which, on one line.
 template <typename Read>
-auto readMesh(const std::filesystem::path& path, Read read)
+auto readFile(const std::string& what, const std::filesystem::path& path, Read read)
 {
     try {
         return read();
@@ -61,7 +66,7 @@ auto readMesh(const std::filesystem::path& path, Read read)
         std::replace(reason.begin(), reason.end(), '\n', ' ');
         while (!reason.empty() && reason.back() == ' ')
             reason.pop_back();
-        throw std::runtime_error("cannot read the mesh " + path.string() + ": " + reason);
+        throw std::runtime_error("cannot read the " + what + " " + path.string() + ": " + reason);
     }
 }
 
@@ -97,14 +102,14 @@ public:
         for (const std::filesystem::path& path : options.meshes) {
             auto mesh = Render::MeshRenderable::create(path, options.meshScale, path.filename().string());
             mesh->setMatrix(translation(-mOrigin));
-            readMesh(path, [&] {
+            readFile("mesh", path, [&] {
                 group->add(mesh);
                 return 0;
             });
         }
         if (options.distanceMesh) {
             const std::filesystem::path& path = *options.distanceMesh;
-            const Math::TriangleMesh<float> mesh = readMesh(path, [&] {
+            const Math::TriangleMesh<float> mesh = readFile("mesh", path, [&] {
                 return Render::loadTriangleMesh(*Render::createObjMeshLoader(path), options.meshScale);
             });
             mRenderer.setMeshForDistanceColorization(
@@ -117,6 +122,8 @@ public:
                 mRenderer.setWarnDistanceRange(options.warn->min, options.warn->max);
         }
         mBox = mRenderer.boundingBox();
+        if (options.pano || !options.panoCube.empty())
+            addPanorama(*group);
         if (mBox.isEmpty())
             std::cerr << "lumaro: warning: the stores hold no points\n";
     }
@@ -132,7 +139,15 @@ public:
     // Places the camera for the view and loads every cloud for it.
     void look(ViewKind view)
     {
-        if (view == ViewKind::Top) {
+        if (view == ViewKind::Pano) {
+            // A quarter of the sphere across, from the panorama's centre; far enough for the stores.
+            mRenderer.setCameraPose(mPanoCentre, Eigen::Vector3f(Eigen::Vector3f::UnitX()),
+                                    Eigen::Vector3f(Eigen::Vector3f::UnitZ()));
+            const float reach = std::max(2.0f * (mBox.isEmpty() ? 1.0f : mBox.diagonal()), 10.0f);
+            const float aspect = static_cast<float>(mOptions.width) / static_cast<float>(mOptions.height);
+            const float fovY = 2.0f * std::atan(std::tan(0.25f * 3.14159265f) / std::max(aspect, 1.0f)) * 180.0f / 3.14159265f;
+            mRenderer.setPerspective(fovY, reach * 1e-4f, reach, 0.0f, 0.0f);
+        } else if (view == ViewKind::Top) {
             const Render::TopView top = Render::topView(mBox, mOptions.width, mOptions.height);
             mRenderer.setCameraPose(top.pose.eye, top.pose.target, top.pose.up);
             mRenderer.setOrthographic(top.horizontalExtent, top.verticalExtent, 0.01f, 1000.0f);
@@ -169,6 +184,28 @@ public:
     }
 
 private:
+    // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
+    void addPanorama(Render::GroupRenderable& group)
+    {
+        const std::filesystem::path& named = mOptions.pano ? *mOptions.pano : mOptions.panoCube.front();
+        const auto loader = readFile("panorama", named, [&]() -> std::shared_ptr<Graphics::PanoramaLoader> {
+            if (mOptions.pano)
+                return Graphics::ImagePanoramaLoader::equirectangular(*mOptions.pano, mOptions.panoDepth);
+            std::array<std::filesystem::path, 6> faces;
+            std::copy(mOptions.panoCube.begin(), mOptions.panoCube.end(), faces.begin());
+            return Graphics::ImagePanoramaLoader::cubeMap(faces);
+        });
+        const Eigen::Vector3d centre = mOptions.panoAt
+                                           ? Eigen::Vector3d(Eigen::Vector3d(mOptions.panoAt->data()) - mOrigin)
+                                           : Eigen::Vector3d(mBox.center().cast<double>());
+        mPanoCentre = Math::Point<float, 3>(centre.cast<float>());
+        auto pano = Render::PanoRenderable::create(loader, named.filename().string());
+        pano->setMatrix(translation(centre));
+        group.add(pano);
+        if (pano->loadPanoramaTiles() != Core::JobState::Finished)
+            throw std::runtime_error("cannot read the panorama " + named.string() + ": a tile could not be cut");
+    }
+
     // A damaged node or hierarchy chunk only warns.
     void load(Render::PointCloudRenderable& cloud)
     {
@@ -189,6 +226,7 @@ private:
     std::vector<std::shared_ptr<Render::PointCloudRenderable>> mClouds;
     Eigen::Vector3d mOrigin = Eigen::Vector3d::Zero();
     Math::NBoundingBox<float, 3> mBox;
+    Math::Point<float, 3> mPanoCentre{0.0f, 0.0f, 0.0f};
 };
 
 void copyPanel(const Graphics::ColorImage& panel, Graphics::ColorImage& grid, std::size_t column, std::size_t row)

@@ -30,7 +30,8 @@ Value lookUp(const std::array<std::pair<const char*, Value>, N>& names, const st
     throw std::invalid_argument("unknown " + std::string(what) + " '" + name + "' (known: " + known + ")");
 }
 
-const std::array<std::pair<const char*, ViewKind>, 2> viewNames{{{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}}};
+const std::array<std::pair<const char*, ViewKind>, 3> viewNames{
+    {{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}, {"pano", ViewKind::Pano}}};
 
 const std::array<std::pair<const char*, ColoringKind>, 8> coloringNames{{
     {"rgb", ColoringKind::Rgb},
@@ -155,7 +156,9 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
                                                 "their reference positions relative to the first")
         ->required();
     command.add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
-    command.add_option("--view", mViews, "top or oblique; several give one row each (default top)")->delimiter(',');
+    command.add_option("--view", mViews, "top, oblique or pano (from the panorama's centre); several give one row "
+                                         "each (default top)")
+        ->delimiter(',');
     command.add_option("--mode", mModes,
                        "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark or mesh-distance; "
                        "several give one column each (default rgb)")
@@ -179,6 +182,16 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
     command.add_option("--warn", mWarn, "The warning band of distances MIN,MAX (default -0.25,0.25)");
     auto* signedFlag = command.add_flag("--signed", mSigned, "Distances below a mesh's faces are negative (default)");
     command.add_flag("--unsigned", mUnsigned, "Distances are never negative")->excludes(signedFlag);
+    auto* pano = command.add_option("--pano", options.pano, "An equirectangular panorama image (PNG, JPEG) drawn "
+                                                            "with the clouds");
+    command.add_option("--pano-depth", options.panoDepth,
+                       "The panorama's distances from its centre (Radiance HDR of the same aspect ratio)")
+        ->needs(pano);
+    command.add_option("--pano-cube", options.panoCube, "Six cube-face images +x,-x,+y,-y,+z,-z instead of --pano")
+        ->delimiter(',')
+        ->excludes(pano);
+    command.add_option("--pano-at", mPanoAt, "The panorama's centre X,Y,Z in the stores' coordinates (default: the "
+                                             "middle of the stores)");
 }
 
 void SceneCommandLine::finish()
@@ -206,6 +219,33 @@ void SceneCommandLine::finish()
         mOptions.warn = parseRange(mWarn, "--warn");
     if (mSigned || mUnsigned)
         mOptions.signedDistance = mSigned;
+    if (!mOptions.panoCube.empty() && mOptions.panoCube.size() != 6)
+        throw std::invalid_argument("--pano-cube needs six faces, not " + std::to_string(mOptions.panoCube.size()));
+    if (!mPanoAt.empty()) {
+        const std::size_t first = mPanoAt.find(',');
+        const std::size_t second = first == std::string::npos ? first : mPanoAt.find(',', first + 1);
+        if (second == std::string::npos)
+            throw std::invalid_argument("--pano-at must be X,Y,Z, not '" + mPanoAt + "'");
+        // Store coordinates need doubles: floats keep only centimetres of georeferenced values.
+        const auto coordinate = [&](const std::string& text) {
+            std::size_t used = 0;
+            double value = 0.0;
+            try {
+                value = std::stod(text, &used);
+            } catch (const std::exception&) {
+                used = 0;
+            }
+            if (used == 0 || used != text.size() || !std::isfinite(value))
+                throw std::invalid_argument("--pano-at must be three numbers X,Y,Z, not '" + mPanoAt + "'");
+            return value;
+        };
+        mOptions.panoAt = {coordinate(mPanoAt.substr(0, first)),
+                           coordinate(mPanoAt.substr(first + 1, second - first - 1)),
+                           coordinate(mPanoAt.substr(second + 1))};
+    }
+    const bool hasPano = mOptions.pano || !mOptions.panoCube.empty();
+    if (std::find(mOptions.views.begin(), mOptions.views.end(), ViewKind::Pano) != mOptions.views.end() && !hasPano)
+        throw std::invalid_argument("--view pano needs --pano or --pano-cube");
     const bool meshDistance = std::find(mOptions.colorings.begin(), mOptions.colorings.end(),
                                         ColoringKind::MeshDistance) != mOptions.colorings.end();
     if (meshDistance && !mOptions.distanceMesh)

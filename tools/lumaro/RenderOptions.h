@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
+
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -15,7 +17,9 @@
 
 namespace Tool {
 
-enum class ViewKind { Top, Oblique };
+// Top: orthographic from above; oblique: the overview of thumbnails; pano: from the panorama's
+// centre, looking along +x.
+enum class ViewKind { Top, Oblique, Pano };
 
 // How the points of a panel are coloured.
 enum class ColoringKind { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance };
@@ -53,6 +57,13 @@ struct RenderOptions {
     std::optional<DistanceRange> passFail;
     std::optional<DistanceRange> warn;
     std::optional<bool> signedDistance;
+    // A panorama drawn with the clouds: an equirectangular image with an optional distance image
+    // (Radiance HDR), or six cube faces; centred at panoAt in the stores' coordinates (by default
+    // the middle of the stores' box).
+    std::optional<std::filesystem::path> pano;
+    std::optional<std::filesystem::path> panoDepth;
+    std::vector<std::filesystem::path> panoCube;
+    std::optional<std::array<double, 3>> panoAt;
 };
 
 // What `lumaro pick` is asked for: the scene of `render` (its first view and colouring), a pixel,
@@ -120,6 +131,7 @@ private:
     std::string mWarn;
     bool mSigned = false;
     bool mUnsigned = false;
+    std::string mPanoAt;
 };
 
 // The subcommands `render`, `pick` and `thumbnail`; finish() converts what the parsed one was

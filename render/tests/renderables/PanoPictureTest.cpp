@@ -8,6 +8,7 @@
 #include <lumaro/render/renderables/PanoRenderable.h>
 
 #include <lumaro/graphics/GeneratedPanoramaLoader.h>
+#include <lumaro/graphics/ImagePanoramaLoader.h>
 
 #include <cmath>
 #include <numbers>
@@ -129,7 +130,7 @@ TEST_F(PanoPicture, PlaceholdersLieJustInsideTheFarPlaneAndLevelsNeverGoBack)
         << "level 0 replaced level 1";
 }
 
-// Distances of 5 around a panorama placed at (8, 8, 8) by its matrix: picks read points 5 away;
+// Measured distances of 5 around a panorama placed at (8, 8, 8) by its matrix: picks read points 5 away;
 // a point 3 away hides the panorama, one 7.5 away is hidden by it.
 TEST_F(PanoPicture, MeasuredDistancesPlaceThePanoramaAmongThePoints)
 {
@@ -140,9 +141,14 @@ TEST_F(PanoPicture, MeasuredDistancesPlaceThePanoramaAmongThePoints)
                                                          {farther.x(), farther.y(), 8.0, 255, 255, 255}}}});
     cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder.path()), "cloud", 1000, 1.0);
     cloud->setMaxPointSize(3.0f); // a disc over the projected centre's pixel
-    const auto loader = std::make_shared<Graphics::GeneratedPanoramaLoader>(
-        PanoramaLayout{ProjectionKind::Equirectangular, 2, 4, {{8, 8}}, 1, 1},
-        [](auto) { return Math::Color(0, 0, 255, 255); }, [](auto) { return 5.0f; });
+    // The panorama from files: a blue image and its distance image, 5 everywhere.
+    Graphics::ColorImage blue(64, 32);
+    blue.fill(Math::Color(0, 0, 255, 255));
+    blue.writePng(folder.path() / "pano.png");
+    Graphics::DepthImage distances(32, 16);
+    distances.fill(5.0f);
+    distances.writeHdr(folder.path() / "pano.hdr");
+    const auto loader = Graphics::ImagePanoramaLoader::equirectangular(folder.path() / "pano.png", folder.path() / "pano.hdr", 2, 4);
     const auto pano = PanoRenderable::create(loader, "pano");
     Eigen::Matrix4f placed = Eigen::Matrix4f::Identity();
     placed.block<3, 1>(0, 3) = centre;

@@ -166,7 +166,12 @@ case "$command" in
             --output "$output" >/dev/null || exit 1
         echo "demo: wrote $output (rows: top and oblique view; columns: colour, intensity, elevation)" ;;
     bench)
+        # The device-independent benchmarks natively, then those that need a device under Wine. A
+        # filter that matches nothing in one of the two programs is no error.
         configure_and_build native-release lumaro_bench || exit 1
-        "$(build_dir_of native-release)/bin/lumaro_bench" ${1:+--benchmark_filter="$1"} ;;
+        "$(build_dir_of native-release)/bin/lumaro_bench" ${1:+--benchmark_filter="$1"} || [ -n "${1:-}" ] || exit 1
+        configure_and_build mingw lumaro_gpu_bench || exit 1
+        with_wine wine "$(build_dir_of mingw)/bin/lumaro_gpu_bench.exe" ${1:+--benchmark_filter="$1"} \
+            || [ -n "${1:-}" ] || exit 1 ;;
     *) echo "dev: unknown command '$command'" >&2; exit 2 ;;
 esac

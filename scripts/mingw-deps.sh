@@ -75,6 +75,16 @@ install -D -m 644 laszip-build/src/liblaszip3.a "$prefix/lib/liblaszip3.a"
 install -D -m 644 laszip-src/include/laszip/laszip_api.h "$prefix/include/laszip/laszip_api.h"
 install -D -m 644 laszip-build/include/laszip/laszip_api_version.h "$prefix/include/laszip/laszip_api_version.h"
 
+# Google Benchmark, the version of the native build's libbenchmark-dev: for the benchmarks that
+# need a Direct3D device and so run as Windows programs under Wine.
+upstream_source benchmark "$(dpkg-query -W -f='${source:Upstream-Version}' libbenchmark-dev)" benchmark-src
+cmake -S benchmark-src -B benchmark-build -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DBUILD_SHARED_LIBS=OFF -DBENCHMARK_ENABLE_TESTING=OFF \
+    -DBENCHMARK_ENABLE_GTEST_TESTS=OFF -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF >/dev/null
+cmake --build benchmark-build >/dev/null
+cmake --install benchmark-build >/dev/null
+
 cd /
 rm -rf "$work"
 echo "MinGW libraries installed in $prefix"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "gpu/StoreMatrix.h"
+
 #include <Eigen/Core>
 
 #include <cstddef>
@@ -92,10 +94,5 @@ struct PointCloudNodeConstants {
 static_assert(offsetof(PointCloudNodeConstants, nodeIndex) == 12);
 static_assert(offsetof(PointCloudNodeConstants, nodeDepth) == 16);
 static_assert(sizeof(PointCloudNodeConstants) == 32);
-
-inline void storeMatrix(float (&to)[16], const Eigen::Matrix4f& matrix)
-{
-    std::memcpy(to, matrix.data(), sizeof(to));
-}
 
 } // namespace Render

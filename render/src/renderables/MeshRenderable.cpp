@@ -2,6 +2,7 @@
 
 #include "MeshConstants.h"
 #include "MeshDrawer.h"
+#include "gpu/StoreMatrix.h"
 #include "ObjMeshLoader.h"
 
 #include <lumaro/render/core/Camera.h>
@@ -17,15 +18,6 @@
 #endif
 
 namespace Render {
-
-namespace {
-
-void copyMatrix(const Eigen::Matrix4f& matrix, float (&target)[16])
-{
-    std::copy_n(matrix.data(), 16, target);
-}
-
-} // namespace
 
 std::shared_ptr<MeshRenderable> MeshRenderable::create(const std::filesystem::path& path, double unitScale,
                                                        const std::string& name)
@@ -72,7 +64,7 @@ void MeshRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
         std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
     }
     constants.unitScale = static_cast<float>(mUnitScale);
-    copyMatrix(worldMatrix(), constants.modelMatrix);
+    storeMatrix(constants.modelMatrix, worldMatrix());
     if (mCamera)
         takeCamera(*mCamera);
     mDrawer = createMeshDrawer(device, context, constants);
@@ -88,7 +80,7 @@ void MeshRenderable::onUpdateRenderMode(RenderMode) {}
 
 void MeshRenderable::onUpdateProjectionMatrix(const std::shared_ptr<Camera>& camera)
 {
-    copyMatrix(camera->viewProjectionMatrix(), modifyConstants().viewProjectionMatrix);
+    storeMatrix(modifyConstants().viewProjectionMatrix, camera->viewProjectionMatrix());
 }
 
 void MeshRenderable::onUpdateViewMatrix(const std::shared_ptr<Camera>& camera)
@@ -157,13 +149,13 @@ MeshConstants& MeshRenderable::modifyConstants()
 
 void MeshRenderable::takeWorldMatrix()
 {
-    copyMatrix(worldMatrix(), modifyConstants().modelMatrix);
+    storeMatrix(modifyConstants().modelMatrix, worldMatrix());
 }
 
 void MeshRenderable::takeCamera(const Camera& camera)
 {
     MeshConstants& constants = modifyConstants();
-    copyMatrix(camera.viewProjectionMatrix(), constants.viewProjectionMatrix);
+    storeMatrix(constants.viewProjectionMatrix, camera.viewProjectionMatrix());
     const Math::Point<float, 3> eye = camera.eye();
     std::copy_n(eye.data(), 3, constants.cameraPosition);
 }

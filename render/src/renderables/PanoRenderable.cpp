@@ -2,6 +2,7 @@
 
 #include "PanoConstants.h"
 #include "PanoDrawer.h"
+#include "gpu/StoreMatrix.h"
 
 #include <lumaro/render/core/Camera.h>
 
@@ -46,11 +47,6 @@ bool loadsBefore(const TileRequest& a, const TileRequest& b, const Eigen::Vector
     return a.kind == TileKind::Color && b.kind == TileKind::Depth;
 }
 
-void copyMatrix(const Eigen::Matrix4f& matrix, float (&target)[16])
-{
-    std::copy_n(matrix.data(), 16, target);
-}
-
 Eigen::Matrix4f matrixOf(const float (&source)[16])
 {
     return Eigen::Map<const Eigen::Matrix4f>(source);
@@ -88,7 +84,7 @@ void PanoRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
     }
     mCamera = std::move(camera);
     PanoConstants& constants = modifyConstants();
-    copyMatrix(worldMatrix(), constants.model);
+    storeMatrix(constants.model, worldMatrix());
     constants.scale = worldMatrix().block<3, 1>(0, 0).norm();
     if (mCamera) {
         takeCamera(*mCamera);
@@ -296,9 +292,9 @@ void PanoRenderable::takeCamera(const Camera& camera)
 {
     PanoConstants& constants = modifyConstants();
     const Eigen::Matrix4f world = matrixOf(constants.model);
-    copyMatrix(camera.viewProjectionMatrix(), constants.viewProjection);
-    copyMatrix((camera.viewProjectionMatrix() * world).inverse(), constants.inverseModelViewProjection);
-    copyMatrix((camera.viewMatrix() * world).inverse(), constants.inverseModelView);
+    storeMatrix(constants.viewProjection, camera.viewProjectionMatrix());
+    storeMatrix(constants.inverseModelViewProjection, (camera.viewProjectionMatrix() * world).inverse());
+    storeMatrix(constants.inverseModelView, (camera.viewMatrix() * world).inverse());
     constants.zNear = camera.zNear();
     constants.zFar = camera.zFar();
 }
@@ -307,9 +303,9 @@ void PanoRenderable::takeWorldMatrix()
 {
     PanoConstants& constants = modifyConstants();
     const Eigen::Matrix4f world = worldMatrix();
-    copyMatrix(world, constants.model);
+    storeMatrix(constants.model, world);
     constants.scale = world.block<3, 1>(0, 0).norm();
-    copyMatrix((matrixOf(constants.viewProjection) * world).inverse(), constants.inverseModelViewProjection);
+    storeMatrix(constants.inverseModelViewProjection, (matrixOf(constants.viewProjection) * world).inverse());
 }
 
 void PanoRenderable::updateObjectViewDirection()

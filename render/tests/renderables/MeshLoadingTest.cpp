@@ -1,6 +1,8 @@
 // Reading OBJ meshes and what a mesh renderable knows of itself without a device: OBJ files
 // written here with values worked out by hand, and the shared test meshes against their
 // recorded facts.
+#include "FixedMeshLoader.h"
+
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
 
@@ -34,20 +36,6 @@ std::vector<MeshLoader::Part> readParts(const std::filesystem::path& path)
     Render::createObjMeshLoader(path)->load([&](const MeshLoader::Part& part) { parts.push_back(part); });
     return parts;
 }
-
-// Delivers fixed parts, as a loader of another source would.
-class FixedLoader : public MeshLoader {
-public:
-    explicit FixedLoader(std::vector<Part> parts) : mParts(std::move(parts)) {}
-    void load(std::function<void(const Part&)> onPart) override
-    {
-        for (const Part& part : mParts)
-            onPart(part);
-    }
-
-private:
-    std::vector<Part> mParts;
-};
 
 Vertex at(float x, float y, float z)
 {
@@ -151,7 +139,7 @@ TEST(ObjMeshLoader, RefusesWhatItCannotRead)
 TEST(MeshRenderable, MeasuresItsPartsInScaledModelUnits)
 {
     const auto mesh = MeshRenderable::create(
-        std::make_shared<FixedLoader>(std::vector<MeshLoader::Part>{
+        std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{
             {at(1000, 2000, 0), at(3000, 2000, 0), at(1000, 4000, -500)},
             {at(0, 0, 0), at(1, 1, 1), at(2, 2, 2), at(5000, 0, 0)}, // a stray fourth corner: one triangle
             {}}),
@@ -176,7 +164,7 @@ TEST(MeshRenderable, MeasuresItsPartsInScaledModelUnits)
 
 TEST(MeshRenderable, TakesUpToEightClippingPlanesAndIgnoresTheSameVolumeAgain)
 {
-    const auto mesh = MeshRenderable::create(std::make_shared<FixedLoader>(std::vector<MeshLoader::Part>{}), 1.0, "m");
+    const auto mesh = MeshRenderable::create(std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{}), 1.0, "m");
     const auto planes = [](std::size_t count) {
         Math::ConvexPolytope<float, 3> volume;
         for (std::size_t i = 0; i < count; ++i)

@@ -3,6 +3,7 @@
 // the headlight formula worked out from each pixel's own world position; and colouring a real
 // cloud by its distance to a mesh against the same distance to a plane.
 #include "../pointcloud/PictureFixture.h"
+#include "FixedMeshLoader.h"
 
 #include <lumaro/render/renderables/GroupRenderable.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
@@ -23,15 +24,6 @@ using Render::RenderMode;
 using P = Math::Point<float, 3>;
 
 const P eye(8.125f, 6.125f, 100.0f);
-
-class FixedLoader : public MeshLoader {
-public:
-    explicit FixedLoader(Part part) : mPart(std::move(part)) {}
-    void load(std::function<void(const Part&)> onPart) override { onPart(mPart); }
-
-private:
-    Part mPart;
-};
 
 class MeshPicture : public PointCloudPicture {
 protected:
@@ -86,7 +78,7 @@ TEST_F(MeshPicture, AZeroNormalShowsTheAmbientLightOnly)
     MeshLoader::Part part;
     for (const P& corner : {P(1, 1, 0), P(15, 1, 0), P(1, 11, 0)})
         part.emplace_back(corner, Eigen::Vector3f::Zero(), Math::Point<float, 2>(0, 0), Math::Color(200, 100, 50, 255));
-    showMesh(MeshRenderable::create(std::make_shared<FixedLoader>(part), 1.0, "flat"));
+    showMesh(MeshRenderable::create(std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{part}), 1.0, "flat"));
     const Math::Color pixel = image.at(10, 30);
     EXPECT_NEAR(pixel.r(), 40, 1);
     EXPECT_NEAR(pixel.g(), 20, 1);

@@ -119,21 +119,33 @@ const DepthImage& ImagePanoramaLoader::distanceSource()
     return *m_decodedDistance;
 }
 
+ImagePanoramaLoader::Footprints ImagePanoramaLoader::footprintsOf(TileId tile, std::size_t sourceWidth,
+                                                                  std::size_t sourceHeight) const
+{
+    const std::size_t index = tileIndexWithinLevel(tile) % (tileRows() * tileColumns());
+    const std::size_t width = tileWidth(level(tile));
+    const std::size_t height = tileHeight(level(tile));
+    Footprints result;
+    for (std::size_t x = 0; x < width; ++x)
+        result.columns.push_back(footprint(index % tileColumns() * width + x, tileColumns() * width, sourceWidth));
+    for (std::size_t y = 0; y < height; ++y)
+        result.rows.push_back(footprint(index / tileColumns() * height + y, tileRows() * height, sourceHeight));
+    return result;
+}
+
 ColorImage ImagePanoramaLoader::loadColorTile(TileId tile)
 {
     checkTile(tile, numColorLevels(), "colour");
-    const std::size_t perFace = tileRows() * tileColumns();
-    const std::size_t index = tileIndexWithinLevel(tile);
-    const ColorImage& source = colorSource(projectionKind() == ProjectionKind::Equirectangular ? 0 : index / perFace);
-    const std::size_t width = tileWidth(level(tile));
-    const std::size_t height = tileHeight(level(tile));
-    const std::size_t left = index % tileColumns() * width;
-    const std::size_t top = index % perFace / tileColumns() * height;
-    ColorImage result(width, height);
-    for (std::size_t y = 0; y < height; ++y) {
-        const auto [firstRow, endRow] = footprint(top + y, tileRows() * height, source.height());
-        for (std::size_t x = 0; x < width; ++x) {
-            const auto [firstColumn, endColumn] = footprint(left + x, tileColumns() * width, source.width());
+    const std::size_t face = projectionKind() == ProjectionKind::Equirectangular
+                                 ? 0
+                                 : tileIndexWithinLevel(tile) / (tileRows() * tileColumns());
+    const ColorImage& source = colorSource(face);
+    const Footprints footprints = footprintsOf(tile, source.width(), source.height());
+    ColorImage result(footprints.columns.size(), footprints.rows.size());
+    for (std::size_t y = 0; y < result.height(); ++y) {
+        const auto [firstRow, endRow] = footprints.rows[y];
+        for (std::size_t x = 0; x < result.width(); ++x) {
+            const auto [firstColumn, endColumn] = footprints.columns[x];
             std::array<std::size_t, 4> sum{};
             for (std::size_t sy = firstRow; sy < endRow; ++sy)
                 for (std::size_t sx = firstColumn; sx < endColumn; ++sx) {
@@ -157,18 +169,14 @@ DepthImage ImagePanoramaLoader::loadDepthTile(TileId tile)
 {
     checkTile(tile, numDepthLevels(), "depth");
     const DepthImage& source = distanceSource();
-    const std::size_t index = tileIndexWithinLevel(tile);
-    const std::size_t width = tileWidth(level(tile));
-    const std::size_t height = tileHeight(level(tile));
-    const std::size_t left = index % tileColumns() * width;
-    const std::size_t top = index / tileColumns() * height;
-    DepthImage result(width, height);
-    for (std::size_t y = 0; y < height; ++y) {
-        const auto [firstRow, endRow] = footprint(top + y, tileRows() * height, source.height());
+    const Footprints footprints = footprintsOf(tile, source.width(), source.height());
+    DepthImage result(footprints.columns.size(), footprints.rows.size());
+    for (std::size_t y = 0; y < result.height(); ++y) {
+        const auto [firstRow, endRow] = footprints.rows[y];
         const std::size_t sy = (firstRow + endRow - 1) / 2;
-        for (std::size_t x = 0; x < width; ++x) {
+        for (std::size_t x = 0; x < result.width(); ++x) {
             // Distances are not averaged: across an edge that would invent surfaces in between.
-            const auto [firstColumn, endColumn] = footprint(left + x, tileColumns() * width, source.width());
+            const auto [firstColumn, endColumn] = footprints.columns[x];
             const float distance = source.at((firstColumn + endColumn - 1) / 2, sy);
             result.at(x, y) = std::isfinite(distance) && distance > 0.0f ? distance : std::numeric_limits<float>::max();
         }

@@ -26,6 +26,7 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <numbers>
 #include <string>
 #include <vector>
 
@@ -54,8 +55,8 @@ private:
     std::size_t mExpected;
 };
 
-// Reading a mesh can fail in the reader's words (which end in a line break and may not say which
-// file): say which, on one line.
+// Reading a mesh or a panorama can fail in the reader's words (which may end in a line break and
+// not say which file): say which, on one line.
 template <typename Read>
 auto readFile(const std::string& what, const std::filesystem::path& path, Read read)
 {
@@ -145,7 +146,8 @@ public:
                                     Eigen::Vector3f(Eigen::Vector3f::UnitZ()));
             const float reach = std::max(2.0f * (mBox.isEmpty() ? 1.0f : mBox.diagonal()), 10.0f);
             const float aspect = static_cast<float>(mOptions.width) / static_cast<float>(mOptions.height);
-            const float fovY = 2.0f * std::atan(std::tan(0.25f * 3.14159265f) / std::max(aspect, 1.0f)) * 180.0f / 3.14159265f;
+            constexpr float pi = std::numbers::pi_v<float>;
+            const float fovY = 2.0f * std::atan(std::tan(0.25f * pi) / std::max(aspect, 1.0f)) * 180.0f / pi;
             mRenderer.setPerspective(fovY, reach * 1e-4f, reach, 0.0f, 0.0f);
         } else if (view == ViewKind::Top) {
             const Render::TopView top = Render::topView(mBox, mOptions.width, mOptions.height);

@@ -18,7 +18,7 @@ namespace {
 
 // The shader has four colour and four depth registers; a loader's missing levels are filled
 // with small placeholder arrays.
-constexpr std::size_t shaderLevels = 4;
+constexpr std::size_t shaderLevels = PanoConstants::shaderLevels;
 constexpr unsigned placeholderSide = 8;
 
 D3D11_TEXTURE2D_DESC tileDesc(DXGI_FORMAT format, bool upload)
@@ -88,16 +88,12 @@ public:
 
     void uploadColorTile(std::size_t level, std::size_t slice, const Graphics::ColorImage& tile) override
     {
-        const Level& target = mColorLevels.at(level);
-        target.upload.drawImageTile(mContext.Get(), tile, D3D11_MAP_WRITE, 0);
-        target.tiles.copySubRegion(mContext.Get(), target.upload, 0, 0, 0, static_cast<unsigned>(slice), 0);
+        upload(mColorLevels.at(level), slice, tile);
     }
 
     void uploadDepthTile(std::size_t level, std::size_t slice, const Graphics::DepthImage& tile) override
     {
-        const Level& target = mDepthLevels.at(level);
-        target.upload.drawImageTile(mContext.Get(), tile, D3D11_MAP_WRITE, 0);
-        target.tiles.copySubRegion(mContext.Get(), target.upload, 0, 0, 0, static_cast<unsigned>(slice), 0);
+        upload(mDepthLevels.at(level), slice, tile);
     }
 
     void draw(const PanoConstants& constants, bool constantsChanged) override
@@ -128,6 +124,14 @@ public:
     }
 
 private:
+    // Through the level's staging texture into its array slice.
+    template <typename Image>
+    void upload(const Level& target, std::size_t slice, const Image& tile) const
+    {
+        target.upload.drawImageTile(mContext.Get(), tile, D3D11_MAP_WRITE, 0);
+        target.tiles.copySubRegion(mContext.Get(), target.upload, 0, 0, 0, static_cast<unsigned>(slice), 0);
+    }
+
     template <typename MakeFilled>
     static Level makeLevel(ID3D11Device* device, const Graphics::PanoramaLoader& loader, std::size_t level, bool real,
                            DXGI_FORMAT format, unsigned slices, MakeFilled makeFilled)

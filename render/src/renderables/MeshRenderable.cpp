@@ -58,11 +58,7 @@ void MeshRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
 
     MeshConstants& constants = modifyConstants();
     constants = MeshConstants();
-    const std::vector<Math::HalfSpace<float, 3>>& planes = mClippingVolume.halfSpaces();
-    for (std::size_t i = 0; i < planes.size(); ++i) {
-        const Eigen::Vector4f coefficients = planes[i].plane().coefficients();
-        std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
-    }
+    storeClippingPlanes();
     constants.unitScale = static_cast<float>(mUnitScale);
     storeMatrix(constants.modelMatrix, worldMatrix());
     if (mCamera)
@@ -122,12 +118,7 @@ void MeshRenderable::setClippingVolume(const Math::ConvexPolytope<float, 3>& vol
     if (volume == mClippingVolume)
         return;
     mClippingVolume = volume;
-    MeshConstants& constants = modifyConstants();
-    for (std::size_t i = 0; i < static_cast<std::size_t>(CLIPPING_PLANES_MAX_COUNT); ++i) {
-        const Eigen::Vector4f coefficients =
-            i < volume.size() ? volume.halfSpaces()[i].plane().coefficients() : Eigen::Vector4f::Zero();
-        std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
-    }
+    storeClippingPlanes();
     setNeedsRedraw(true);
 }
 
@@ -145,6 +136,16 @@ MeshConstants& MeshRenderable::modifyConstants()
 {
     mConstantsDirty = true;
     return *mConstants;
+}
+
+void MeshRenderable::storeClippingPlanes()
+{
+    MeshConstants& constants = modifyConstants();
+    const std::vector<Math::HalfSpace<float, 3>>& planes = mClippingVolume.halfSpaces();
+    for (std::size_t i = 0; i < static_cast<std::size_t>(CLIPPING_PLANES_MAX_COUNT); ++i) {
+        const Eigen::Vector4f coefficients = i < planes.size() ? planes[i].plane().coefficients() : Eigen::Vector4f::Zero();
+        std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
+    }
 }
 
 void MeshRenderable::takeWorldMatrix()

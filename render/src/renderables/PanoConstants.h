@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lumaro/graphics/PanoramaLoader.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -8,7 +10,9 @@ namespace Render {
 // cbConstant of "shaders/pano.hlsl" (register b0), byte for byte (1824 bytes). Every element of
 // the two per-tile arrays has a 16-byte register of its own. Matrices are column-major.
 struct PanoConstants {
-    static constexpr std::size_t maxTilesPerLevel = 48;
+    static constexpr std::size_t maxTilesPerLevel = Graphics::PanoramaLoader::maxTilesPerLevel;
+    // Texture registers: this many colour levels (t0..), then as many depth levels.
+    static constexpr std::size_t shaderLevels = 4;
 
     struct Level {
         std::uint32_t value = 0;

@@ -22,9 +22,6 @@ namespace Render {
 
 namespace {
 
-// Texture registers: four colour levels, then four depth levels.
-constexpr std::size_t shaderLevels = 4;
-
 enum class TileKind : std::uint32_t { Color = 0, Depth = 1 };
 
 struct TileRequest {
@@ -74,6 +71,7 @@ void PanoRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
                           ComPtr<ID3D11DeviceContext> context)
 {
     if (mLoader) {
+        constexpr std::size_t shaderLevels = PanoConstants::shaderLevels;
         if (mLoader->numColorLevels() > shaderLevels || mLoader->numDepthLevels() > shaderLevels)
             throw std::invalid_argument("A panorama of " + std::to_string(mLoader->numColorLevels()) + " colour and " +
                                         std::to_string(mLoader->numDepthLevels()) +
@@ -83,14 +81,13 @@ void PanoRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
                                         " tiles per level has more than the 48 that can be drawn");
     }
     mCamera = std::move(camera);
-    PanoConstants& constants = modifyConstants();
-    storeMatrix(constants.model, worldMatrix());
-    constants.scale = worldMatrix().block<3, 1>(0, 0).norm();
+    takeWorldMatrix();
     if (mCamera) {
         takeCamera(*mCamera);
         mViewDirection = mCamera->viewDirection();
     }
     updateObjectViewDirection();
+    PanoConstants& constants = modifyConstants();
     if (mLoader) {
         constants.projectionType = static_cast<std::uint32_t>(mLoader->projectionKind());
         constants.colorLevels = static_cast<std::uint32_t>(mLoader->numColorLevels());

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Graphics {
@@ -49,6 +50,14 @@ private:
     ImagePanoramaLoader(PanoramaLayout layout, Sources sources);
     static PanoramaLayout layoutFor(ProjectionKind projection, std::size_t width, std::size_t height,
                                     std::size_t tileRows, std::size_t tileColumns, bool withDistances);
+
+    // The source texels [first, end) that each column and each row of a tile covers, in a source
+    // image (a face for cube maps) of the given size.
+    struct Footprints {
+        std::vector<std::pair<std::size_t, std::size_t>> columns;
+        std::vector<std::pair<std::size_t, std::size_t>> rows;
+    };
+    Footprints footprintsOf(TileId tile, std::size_t sourceWidth, std::size_t sourceHeight) const;
 
     // The decoded source of a face (0 for an equirectangular image), decoded on first use.
     const ColorImage& colorSource(std::size_t face);

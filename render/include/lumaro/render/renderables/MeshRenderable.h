@@ -70,6 +70,8 @@ public:
 private:
     void addMeshPart(const MeshLoader::Part& vertices);
     MeshConstants& modifyConstants();
+    // The stored clipping volume's planes into the constants, zero planes after them.
+    void storeClippingPlanes();
     void takeWorldMatrix();
     void takeCamera(const Camera& camera);
 

@@ -38,7 +38,7 @@ class LUMARO_RENDER_API PanoRenderable : public Renderable, public std::enable_s
     };
 
 public:
-    static constexpr int MAX_TILES_PER_LEVEL = 48;
+    static constexpr int MAX_TILES_PER_LEVEL = static_cast<int>(Graphics::PanoramaLoader::maxTilesPerLevel);
 
     static std::shared_ptr<PanoRenderable> create(const std::shared_ptr<Graphics::PanoramaLoader>& loader,
                                                   std::string name);

@@ -42,7 +42,7 @@ std::filesystem::path Location::file(std::string_view relativePath) const
 bool Location::exists() const
 {
     std::error_code error;
-    return std::filesystem::is_regular_file(file("metadata.json"), error)
+    return std::filesystem::is_regular_file(m_folder, error) || std::filesystem::is_regular_file(file("metadata.json"), error)
         || std::filesystem::is_regular_file(file("ept.json"), error);
 }
 

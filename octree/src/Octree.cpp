@@ -1,5 +1,6 @@
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/copc/CopcTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
 #include "ModelTransform.h"
@@ -31,6 +32,9 @@ std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {poi
 std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
 {
     std::error_code error;
+    if (std::filesystem::is_regular_file(location.path(), error)) {
+        return std::make_shared<Copc::CopcTree>(location, unitScale);
+    }
     if (std::filesystem::is_regular_file(location.file("metadata.json"), error)) {
         return std::make_shared<PoTree::PotreeTree>(location, unitScale);
     }
@@ -146,6 +150,39 @@ ModelTransform Octree::modelTransform(const std::array<double, 3>& scale, const 
     return transform;
 }
 
+std::optional<OctreeNodeId> Octree::firstNodeWithPoints(std::stop_token stop) const
+{
+    std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
+    while (!pending.empty()) {
+        const OctreeNodeId node = pending.front();
+        pending.pop_front();
+        if (pointCount(node) > 0) {
+            return node;
+        }
+        for (const OctreeNodeId child : children(node, stop)) {
+            pending.push_back(child);
+        }
+    }
+    return std::nullopt;
+}
+
+bool Octree::decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf) const
+{
+    const std::lock_guard lock(m_colorMutex);
+    if (!m_colorsAre16Bit) {
+        bool wide = false;
+        if (availableAttributes().contains(PointAttribute::Color)) {
+            if (const std::optional<OctreeNodeId> sampled = firstNodeWithPoints()) {
+                for (const auto& color : colorsOf(*sampled)) {
+                    wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
+                }
+            }
+        }
+        m_colorsAre16Bit = wide;
+    }
+    return *m_colorsAre16Bit;
+}
+
 std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
 {
     const std::lock_guard lock(m_intensityMutex);
@@ -154,32 +191,25 @@ std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
     }
     std::uint16_t full = 65535;
     if (availableAttributes().contains(PointAttribute::Intensity)) {
-        std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
-        while (!pending.empty()) {
-            const OctreeNodeId node = pending.front();
-            pending.pop_front();
-            std::optional<NodePointData> sample;
-            try {
-                if (pointCount(node) == 0) {
-                    for (const OctreeNodeId child : children(node, stop)) {
-                        pending.push_back(child);
-                    }
-                    continue;
+        std::optional<NodePointData> sample;
+        try {
+            const std::optional<OctreeNodeId> sampled = firstNodeWithPoints(stop);
+            if (sampled) {
+                sample = nodePointData(*sampled, stop, PointAttribute::Intensity);
+                if (!sample) {
+                    return std::nullopt;
                 }
-                sample = nodePointData(node, stop, PointAttribute::Intensity);
-            } catch (const OperationCancelled&) {
-                return std::nullopt;
             }
-            if (!sample) {
-                return std::nullopt;
-            }
+        } catch (const OperationCancelled&) {
+            return std::nullopt;
+        }
+        if (sample) {
             std::vector<std::uint16_t> intensities(sample->intensities().begin(), sample->intensities().end());
             if (!intensities.empty()) {
                 const auto percentile = intensities.begin() + static_cast<std::ptrdiff_t>((intensities.size() - 1) * 99 / 100);
                 std::nth_element(intensities.begin(), percentile, intensities.end());
                 full = std::max<std::uint16_t>(*percentile, 1);
             }
-            break;
         }
     }
     m_fullIntensity = full;

@@ -1,5 +1,6 @@
 #include "PointWriter.h"
 
+#include <lumaro/octree/copc/CopcTree.h>
 #include <lumaro/octree/entwine/EntwineTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
@@ -76,8 +77,10 @@ std::size_t writePotreeNode(const PoTree::PotreeTree& tree, Octree::OctreeNodeId
     return writeRawPoints(node, *raw, tree.metadata().scale, tree.metadata().offset, out, line);
 }
 
-// An EPT node's scale and offset are its own (a LAZ file's header may differ from the schema).
-std::size_t writeEptNode(const Entwine::EntwineTree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
+// EPT and COPC nodes carry their own scale and offset (an EPT LAZ file's header may differ from
+// the schema).
+template <class Tree>
+std::size_t writeDecodedNode(const Tree& tree, Octree::OctreeNodeId node, std::ostream& out, std::string& line)
 {
     const auto decoded = tree.decodedPoints(node, std::stop_token());
     return writeRawPoints(node, decoded->points, decoded->scale, decoded->offset, out, line);
@@ -109,6 +112,7 @@ std::size_t writePoints(const Octree::Octree& tree, std::size_t maxLevel, std::o
 {
     const auto* potree = dynamic_cast<const PoTree::PotreeTree*>(&tree);
     const auto* ept = dynamic_cast<const Entwine::EntwineTree*>(&tree);
+    const auto* copc = dynamic_cast<const Copc::CopcTree*>(&tree);
     std::string line;
     std::size_t written = 0;
     std::vector<Octree::OctreeNodeId> pending{Octree::OctreeNodeId::root()};
@@ -116,7 +120,8 @@ std::size_t writePoints(const Octree::Octree& tree, std::size_t maxLevel, std::o
         const Octree::OctreeNodeId node = pending.back();
         pending.pop_back();
         written += potree ? writePotreeNode(*potree, node, out, line)
-                   : ept  ? writeEptNode(*ept, node, out, line)
+                   : ept  ? writeDecodedNode(*ept, node, out, line)
+                   : copc ? writeDecodedNode(*copc, node, out, line)
                           : writeGenericNode(tree, node, out, line);
         if (node.level() < maxLevel) {
             const auto children = tree.children(node);

@@ -321,9 +321,16 @@ std::filesystem::path makeThumbnail(const ThumbnailOptions& options)
                                 options.background, options.maxLevel);
         return *options.output;
     }
-    Render::createThumbnail(std::filesystem::path(options.store), options.width, options.height, options.background,
-                            options.maxLevel);
-    return std::filesystem::path(options.store) / "thumbnail.png";
+    const std::filesystem::path store(options.store);
+    if (std::filesystem::is_regular_file(store)) { // a COPC file: the thumbnail goes beside it
+        std::filesystem::path output = store;
+        output.replace_extension(".png");
+        Render::createThumbnail(PoTree::FileSystemLocation(store), output, options.width, options.height,
+                                options.background, options.maxLevel);
+        return output;
+    }
+    Render::createThumbnail(store, options.width, options.height, options.background, options.maxLevel);
+    return store / "thumbnail.png";
 }
 
 } // namespace Tool

@@ -152,7 +152,7 @@ Render::RenderMode renderModeOf(ColoringKind coloring)
 
 SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : mOptions(options)
 {
-    command.add_option("STORE", options.stores, "Folders of Potree 2.0 or Entwine stores; several are placed by "
+    command.add_option("STORE", options.stores, "Potree 2.0 or Entwine store folders or COPC files; several are placed by "
                                                 "their reference positions relative to the first")
         ->required();
     command.add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
@@ -262,7 +262,7 @@ CommandLine::CommandLine(CLI::App& app)
     : render(app.add_subcommand("render", "Render point-cloud stores into a PNG image")),
       pick(app.add_subcommand("pick", "Pick the point (and optionally fit a plane) under a pixel of the picture "
                                       "that render would make; prints JSON in the stores' coordinates")),
-      thumbnail(app.add_subcommand("thumbnail", "Make a thumbnail of a Potree or Entwine store"))
+      thumbnail(app.add_subcommand("thumbnail", "Make a thumbnail of a Potree, Entwine or COPC store"))
 {
     mRenderScene = std::make_unique<SceneCommandLine>(*render, renderOptions);
     render->add_option("--output,-o", renderOptions.output, "The PNG file to write")->required();
@@ -277,9 +277,9 @@ CommandLine::CommandLine(CLI::App& app)
     pick->add_option("--plane", mPlane,
                      "Also fit a plane to the points around the pixel, with inliers this near to it (store units)");
 
-    thumbnail->add_option("STORE", thumbnailOptions.store, "Folder of a Potree 2.0 or Entwine store")->required();
+    thumbnail->add_option("STORE", thumbnailOptions.store, "Potree 2.0 or Entwine store folder, or COPC file")->required();
     thumbnail->add_option("--output,-o", thumbnailOptions.output,
-                          "The PNG file to write (default: thumbnail.png in the store's folder)");
+                          "The PNG file to write (default: thumbnail.png in the store's folder; beside a COPC file, its name ending in .png)");
     thumbnail->add_option("--size", mThumbnailSize, "WIDTHxHEIGHT (default 512x512)");
     thumbnail->add_option("--background", mThumbnailBackground, "Background colour RRGGBB (default ffffff)");
     thumbnail->add_option("--max-level", mThumbnailMaxLevel, "Deepest octree level to load (default 21)");

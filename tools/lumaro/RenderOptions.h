@@ -79,7 +79,7 @@ struct PickOptions {
 // What `lumaro thumbnail` is asked for.
 struct ThumbnailOptions {
     std::string store;
-    std::optional<std::filesystem::path> output; // default: thumbnail.png in the store's folder
+    std::optional<std::filesystem::path> output; // default: thumbnail.png in the store's folder, or beside a COPC file
     std::size_t width = 512;
     std::size_t height = 512;
     Math::Color background = Math::Color::white(255);

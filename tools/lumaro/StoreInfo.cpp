@@ -1,6 +1,7 @@
 #include "StoreInfo.h"
 
 #include <lumaro/octree/TreeSummary.h>
+#include <lumaro/octree/copc/CopcTree.h>
 #include <lumaro/octree/entwine/EntwineTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
@@ -60,6 +61,18 @@ nlohmann::json eptFacts(const Entwine::EntwineTree& tree)
             {"schema", schema}};
 }
 
+nlohmann::json copcFacts(const Copc::CopcTree& tree)
+{
+    const Copc::FileHead& head = tree.head();
+    return {{"kind", "copc"},
+            {"point_format", head.pointFormat},
+            {"bytes_per_point", head.recordLength},
+            {"scale", head.scale},
+            {"offset", head.offset},
+            {"gps_time", {head.gpsTimeMinimum, head.gpsTimeMaximum}},
+            {"hierarchy_pages_read", tree.pagesRead().size()}};
+}
+
 } // namespace
 
 nlohmann::json storeInfo(const Octree::Octree& tree)
@@ -94,6 +107,9 @@ nlohmann::json storeInfo(const Octree::Octree& tree)
     }
     if (const auto* ept = dynamic_cast<const Entwine::EntwineTree*>(&tree)) {
         info.update(eptFacts(*ept));
+    }
+    if (const auto* copc = dynamic_cast<const Copc::CopcTree*>(&tree)) {
+        info.update(copcFacts(*copc));
     }
     return info;
 }

@@ -21,34 +21,6 @@ using ::Octree::boxOf;
 using ::Octree::OctreeNodeId;
 using ::Octree::PointAttribute;
 
-// Decoding garbage (a damaged LAZ stream decodes without complaint) shows as points far outside
-// their node. Half a quantisation step of slack allows for points rounded onto the boundary.
-void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box,
-                         const std::filesystem::path& file)
-{
-    const ::Octree::RawPoints& raw = decoded.points;
-    if (!raw.attributes.contains(PointAttribute::Position)) {
-        return;
-    }
-    std::array<double, 3> low{};
-    std::array<double, 3> high{};
-    for (int axis = 0; axis < 3; ++axis) {
-        const double slack = std::abs(decoded.scale[axis]) / 2 + 1e-9 * (box.max()[axis] - box.min()[axis]);
-        low[axis] = box.min()[axis] - slack;
-        high[axis] = box.max()[axis] + slack;
-    }
-    for (std::size_t i = 0; i < raw.count; ++i) {
-        for (int axis = 0; axis < 3; ++axis) {
-            const double world = static_cast<double>(raw.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
-            if (!(world >= low[axis] && world <= high[axis])) {
-                throw std::runtime_error(file.string() + ": point " + std::to_string(i) + " lies outside its node ("
-                                         + "coordinate " + std::to_string(world) + " on axis " + std::to_string(axis)
-                                         + "); the data are corrupt");
-            }
-        }
-    }
-}
-
 } // namespace
 
 EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale)
@@ -160,7 +132,7 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
         decoded = decodeLaszipPoints(bytes, node.pointCount, wanted, file, stop);
         break;
     }
-    requirePointsInside(decoded, node.bounds, file);
+    requirePointsInside(decoded, node.bounds, file.string());
     return decoded;
 }
 
@@ -177,31 +149,8 @@ std::optional<DecodedPoints> EntwineTree::decodedPoints(OctreeNodeId id, std::st
 
 bool EntwineTree::colorsAre16Bit() const
 {
-    const std::lock_guard lock(m_colorMutex);
-    if (m_colorsAre16Bit) {
-        return *m_colorsAre16Bit;
-    }
-    bool wide = false;
-    if (m_available.contains(PointAttribute::Color)) {
-        std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
-        while (!pending.empty()) {
-            const Node node = requireNode(pending.front());
-            pending.pop_front();
-            if (node.pointCount == 0) {
-                for (const OctreeNodeId child : children(node.key.nodeId())) {
-                    pending.push_back(child);
-                }
-                continue;
-            }
-            const DecodedPoints sample = decode(node, {}, PointAttribute::Color);
-            for (const auto& color : sample.points.colors) {
-                wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
-            }
-            break;
-        }
-    }
-    m_colorsAre16Bit = wide;
-    return wide;
+    return decideColorsAre16Bit(
+        [this](OctreeNodeId id) { return decode(requireNode(id), {}, PointAttribute::Color).points.colors; });
 }
 
 std::optional<::Octree::NodePointData> EntwineTree::nodePointData(OctreeNodeId id, std::stop_token stop,

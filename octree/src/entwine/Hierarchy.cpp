@@ -1,7 +1,6 @@
 #include <lumaro/octree/entwine/Hierarchy.h>
 
 #include <lumaro/core/ReadLocalFile.h>
-#include <lumaro/octree/OperationCancelled.h>
 
 #include <nlohmann/json.hpp>
 
@@ -14,13 +13,6 @@ namespace Entwine {
 
 namespace {
 
-using Octree::OctreeNodeId;
-
-Key ancestorAt(const Key& key, std::uint32_t depth)
-{
-    const std::uint32_t shift = key.depth - depth;
-    return Key{depth, key.x >> shift, key.y >> shift, key.z >> shift};
-}
 
 std::filesystem::path fileOf(const std::filesystem::path& folder, const Key& key)
 {
@@ -51,100 +43,50 @@ std::vector<Hierarchy::Entry> Hierarchy::parseFile(std::string_view json, const 
     return entries;
 }
 
-Hierarchy::Hierarchy(std::filesystem::path folder) : m_folder(std::move(folder))
+namespace {
+
+std::vector<SubtreeIndex<Hierarchy::Count>::Entry> countsOf(const std::vector<Hierarchy::Entry>& entries)
 {
-    const std::lock_guard lock(m_mutex);
-    const Key root;
-    const std::filesystem::path file = fileOf(m_folder, root);
-    for (const auto& [key, count] : parseFile(Core::readLocalFile(file), file)) {
-        m_counts[key.nodeId()] = count;
+    std::vector<SubtreeIndex<Hierarchy::Count>::Entry> counts;
+    counts.reserve(entries.size());
+    for (const auto& [key, count] : entries) {
+        counts.emplace_back(key, Hierarchy::Count{count});
     }
-    const auto found = m_counts.find(root.nodeId());
-    if (found == m_counts.end() || found->second == SUBTREE_ELSEWHERE) {
-        throw std::runtime_error(file.string() + ": does not give the point count of the root 0-0-0-0");
-    }
-    m_filesRead.push_back(root);
+    return counts;
 }
 
-std::vector<Hierarchy::Entry> Hierarchy::readSubtreeFile(const Key& key) const
+std::vector<SubtreeIndex<Hierarchy::Count>::Entry> readFile(const std::filesystem::path& file)
 {
-    const std::filesystem::path file = fileOf(m_folder, key);
-    std::vector<Entry> entries = parseFile(Core::readLocalFile(file), file);
-    bool listsItself = false;
-    for (const auto& [entryKey, count] : entries) {
-        if (!key.contains(entryKey)) {
-            throw std::runtime_error(file.string() + ": lists " + entryKey.toString() + ", which is not inside the subtree of "
-                                     + key.toString());
-        }
-        listsItself = listsItself || (entryKey == key && count != SUBTREE_ELSEWHERE);
-    }
-    if (!listsItself) {
-        throw std::runtime_error(file.string() + ": does not give the point count of " + key.toString());
-    }
-    return entries;
+    return countsOf(Hierarchy::parseFile(Core::readLocalFile(file), file));
+}
+
+} // namespace
+
+Hierarchy::Hierarchy(std::filesystem::path folder)
+    : m_folder(std::move(folder)),
+      m_index(readFile(fileOf(m_folder, Key{})), fileOf(m_folder, Key{}).string(),
+              [this](const Key& key, const Count&) { return readFile(fileOf(m_folder, key)); },
+              [this](const Key& key, const Count&) { return fileOf(m_folder, key).string(); })
+{
 }
 
 std::optional<std::uint64_t> Hierarchy::pointCount(const Key& key, std::stop_token stop) const
 {
-    if (key.depth > OctreeNodeId::MAX_REPRESENTABLE_LEVEL) {
+    const std::optional<Count> count = m_index.find(key, stop);
+    if (!count) {
         return std::nullopt;
     }
-    while (true) {
-        Key unread;
-        {
-            const std::lock_guard lock(m_mutex);
-            // A listed node is only part of the tree when every node above it is.
-            bool complete = true;
-            for (std::uint32_t depth = 0; depth <= key.depth && complete; ++depth) {
-                const Key step = ancestorAt(key, depth);
-                const auto found = m_counts.find(step.nodeId());
-                if (found == m_counts.end()) {
-                    return std::nullopt;
-                }
-                if (found->second == SUBTREE_ELSEWHERE) {
-                    unread = step;
-                    complete = false;
-                } else if (depth == key.depth) {
-                    return static_cast<std::uint64_t>(found->second);
-                }
-            }
-        }
-        // The file is read without the lock; when another thread read it meanwhile, the first
-        // one's entries stay.
-        if (stop.stop_requested()) {
-            throw Octree::OperationCancelled();
-        }
-        const std::vector<Entry> entries = readSubtreeFile(unread);
-        const std::lock_guard lock(m_mutex);
-        if (m_counts[unread.nodeId()] == SUBTREE_ELSEWHERE) {
-            for (const auto& [entryKey, count] : entries) {
-                m_counts[entryKey.nodeId()] = count;
-            }
-            m_filesRead.push_back(unread);
-        }
-    }
+    return static_cast<std::uint64_t>(count->value);
 }
 
 std::vector<Key> Hierarchy::children(const Key& key, std::stop_token stop) const
 {
-    std::vector<Key> result;
-    if (key.depth >= OctreeNodeId::MAX_REPRESENTABLE_LEVEL || !pointCount(key, stop)) {
-        return result;
-    }
-    const std::lock_guard lock(m_mutex);
-    for (unsigned index = 0; index < 8; ++index) {
-        const Key child = key.child(index);
-        if (m_counts.contains(child.nodeId())) {
-            result.push_back(child);
-        }
-    }
-    return result;
+    return m_index.children(key, stop);
 }
 
 std::vector<Key> Hierarchy::filesRead() const
 {
-    const std::lock_guard lock(m_mutex);
-    return m_filesRead;
+    return m_index.partsRead();
 }
 
 } // namespace Entwine

@@ -112,57 +112,60 @@ std::uint64_t pointCountOf(const laszip_header& header)
                                                : header.extended_number_of_point_records;
 }
 
-// The attributes described by the LAS extra-bytes record, placed in each point's extra bytes.
+// The attributes described by a LAS extra-bytes record, placed in each point's extra bytes.
 // Entwine stores there the schema dimensions that the LAS point format has no field for.
-std::vector<Dimension> extraBytesDimensions(const laszip_header& header)
+std::vector<Dimension> extraBytesDimensions(std::string_view record)
 {
     static constexpr std::array<std::size_t, 10> baseSizes{1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
     std::vector<Dimension> dimensions;
-    for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
-        const laszip_vlr& vlr = header.vlrs[v];
-        if (fixedText(vlr.user_id, sizeof(vlr.user_id)) != "LASF_Spec"
-            || vlr.record_id != EXTRA_BYTES_RECORD_ID || !vlr.data) {
+    std::size_t offset = 0;
+    for (std::size_t at = 0; at + EXTRA_BYTES_ENTRY_SIZE <= record.size(); at += EXTRA_BYTES_ENTRY_SIZE) {
+        const auto* entry = reinterpret_cast<const unsigned char*>(record.data() + at);
+        const unsigned type = entry[2];
+        const unsigned options = entry[3];
+        if (type == 0) {
+            offset += options; // undocumented bytes: the options byte holds their count
             continue;
         }
-        std::size_t offset = 0;
-        for (std::size_t at = 0; at + EXTRA_BYTES_ENTRY_SIZE <= vlr.record_length_after_header;
-             at += EXTRA_BYTES_ENTRY_SIZE) {
-            const laszip_U8* entry = vlr.data + at;
-            const unsigned type = entry[2];
-            const unsigned options = entry[3];
-            if (type == 0) {
-                offset += options; // undocumented bytes: the options byte holds their count
-                continue;
-            }
-            if (type > 30) {
-                break; // unknown types have unknown sizes, so nothing after them can be placed
-            }
-            const std::size_t size = baseSizes[(type - 1) % 10] * ((type - 1) / 10 + 1);
-            if (type <= 10) {
-                const char* name = reinterpret_cast<const char*>(entry + 4);
-                Dimension dimension;
-                dimension.name = fixedText(name, 32);
-                dimension.size = size;
-                dimension.type = type >= 9 ? DimensionType::Float
-                                           : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
-                dimension.byteOffset = offset;
-                double scale = 1.0;
-                double valueOffset = 0.0;
-                std::memcpy(&scale, entry + 112, sizeof(double));
-                std::memcpy(&valueOffset, entry + 136, sizeof(double));
-                if ((options & 8u) != 0 && std::isfinite(scale) && scale != 0.0) {
-                    dimension.scale = scale;
-                }
-                if ((options & 16u) != 0 && std::isfinite(valueOffset)) {
-                    dimension.offset = valueOffset;
-                }
-                dimensions.push_back(dimension);
-            }
-            offset += size;
+        if (type > 30) {
+            break; // unknown types have unknown sizes, so nothing after them can be placed
         }
-        break;
+        const std::size_t size = baseSizes[(type - 1) % 10] * ((type - 1) / 10 + 1);
+        if (type <= 10) {
+            const char* name = reinterpret_cast<const char*>(entry + 4);
+            Dimension dimension;
+            dimension.name = fixedText(name, 32);
+            dimension.size = size;
+            dimension.type = type >= 9 ? DimensionType::Float
+                                       : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
+            dimension.byteOffset = offset;
+            double scale = 1.0;
+            double valueOffset = 0.0;
+            std::memcpy(&scale, entry + 112, sizeof(double));
+            std::memcpy(&valueOffset, entry + 136, sizeof(double));
+            if ((options & 8u) != 0 && std::isfinite(scale) && scale != 0.0) {
+                dimension.scale = scale;
+            }
+            if ((options & 16u) != 0 && std::isfinite(valueOffset)) {
+                dimension.offset = valueOffset;
+            }
+            dimensions.push_back(dimension);
+        }
+        offset += size;
     }
     return dimensions;
+}
+
+std::string_view extraBytesRecordOf(const laszip_header& header)
+{
+    for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
+        const laszip_vlr& vlr = header.vlrs[v];
+        if (fixedText(vlr.user_id, sizeof(vlr.user_id)) == "LASF_Spec" && vlr.record_id == EXTRA_BYTES_RECORD_ID
+            && vlr.data) {
+            return {reinterpret_cast<const char*>(vlr.data), vlr.record_length_after_header};
+        }
+    }
+    return {};
 }
 
 const Dimension* findDimension(const std::vector<Dimension>& dimensions, std::string_view name)
@@ -176,6 +179,20 @@ const Dimension* findDimension(const std::vector<Dimension>& dimensions, std::st
 }
 
 } // namespace
+
+Octree::PointAttributes lasPointAttributes(unsigned format, std::string_view extraBytesRecord)
+{
+    Octree::PointAttributes provided =
+        PointAttribute::Position | PointAttribute::Intensity | PointAttribute::Classification | PointAttribute::ScanIndex;
+    if (formatHasRgb(format)) {
+        provided = provided | PointAttribute::Color;
+    }
+    const std::vector<Dimension> extra = extraBytesDimensions(extraBytesRecord);
+    if (findDimension(extra, "NormalX") && findDimension(extra, "NormalY") && findDimension(extra, "NormalZ")) {
+        provided = provided | PointAttribute::Normal;
+    }
+    return provided;
+}
 
 DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expectedCount, Octree::PointAttributes wanted,
                                  const std::filesystem::path& file, std::stop_token stop)
@@ -195,19 +212,12 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
                                  + " points, but the hierarchy counts " + std::to_string(expectedCount));
     }
     const unsigned format = header.point_data_format;
-    const std::vector<Dimension> extra = extraBytesDimensions(header);
+    const std::string_view extraBytesRecord = extraBytesRecordOf(header);
+    const std::vector<Dimension> extra = extraBytesDimensions(extraBytesRecord);
     const Dimension* originId = findDimension(extra, "OriginId");
     const std::array<const Dimension*, 3> normalDimensions{
         findDimension(extra, "NormalX"), findDimension(extra, "NormalY"), findDimension(extra, "NormalZ")};
-
-    Octree::PointAttributes provided =
-        PointAttribute::Position | PointAttribute::Intensity | PointAttribute::Classification | PointAttribute::ScanIndex;
-    if (formatHasRgb(format)) {
-        provided = provided | PointAttribute::Color;
-    }
-    if (normalDimensions[0] && normalDimensions[1] && normalDimensions[2]) {
-        provided = provided | PointAttribute::Normal;
-    }
+    const Octree::PointAttributes provided = lasPointAttributes(format, extraBytesRecord);
 
     DecodedPoints decoded;
     decoded.scale = {header.x_scale_factor, header.y_scale_factor, header.z_scale_factor};

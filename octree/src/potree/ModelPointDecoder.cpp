@@ -14,6 +14,8 @@ namespace PoTree {
 
 namespace {
 
+using ::Octree::loadUnaligned;
+
 using ::Octree::ModelTransform;
 using ::Octree::NodePointData;
 

@@ -15,6 +15,8 @@ namespace PoTree {
 
 namespace {
 
+using ::Octree::loadUnaligned;
+
 // Real nodes decompress to a few megabytes; a record claiming far more is corrupt, and believing
 // it would allocate gigabytes before the decompressor could notice.
 constexpr std::uint64_t MAX_DECOMPRESSED_NODE_BYTES = std::uint64_t(1) << 30;

@@ -14,6 +14,8 @@ namespace PoTree {
 
 namespace {
 
+using ::Octree::loadUnaligned;
+
 using ::Octree::PointAttribute;
 using ::Octree::PointAttributes;
 using ::Octree::RawPoints;

@@ -10,7 +10,8 @@
 namespace Octree {
 
 // Where an octree store lives: the folder that holds its metadata file (metadata.json of a
-// Potree 2.0 store, ept.json of an Entwine store). Locations are values: they are copied,
+// Potree 2.0 store, ept.json of an Entwine store), or the file that is the whole store (a COPC
+// .copc.laz file). Locations are values: they are copied,
 // compared and hashed, because caches and colour palettes are keyed by them. Only a concrete kind
 // of location (PoTree::FileSystemLocation) can create one.
 class Location {
@@ -21,16 +22,16 @@ public:
     Location& operator=(Location&&) noexcept = default;
     ~Location() = default;
 
-    // The store's folder, absolute and normalised.
+    // The store's folder (or its one file), absolute and normalised.
     const std::filesystem::path& path() const { return m_folder; }
 
-    // The path of a file of the store, e.g. file("hierarchy.bin").
+    // The path of a file in the store's folder, e.g. file("hierarchy.bin").
     std::filesystem::path file(std::string_view relativePath) const;
 
-    // True when the folder holds the metadata of a store of a known kind.
+    // True when the folder holds the metadata of a store of a known kind, or the path is a file.
     bool exists() const;
 
-    // The folder as UTF-8 text, for messages.
+    // The path as UTF-8 text, for messages.
     std::string toString() const;
 
     friend bool operator==(const Location& a, const Location& b) { return a.m_folder == b.m_folder; }
@@ -40,7 +41,7 @@ public:
     }
 
 protected:
-    // `path` is the store's folder or its metadata file (metadata.json or ept.json).
+    // `path` is the store's folder, its metadata file (metadata.json or ept.json) or its one file.
     explicit Location(const std::filesystem::path& path);
 
 private:

@@ -36,9 +36,9 @@ struct ModelTransform;
 // with reads whose results the caller mixes with results read after it.
 class Octree {
 public:
-    // Opens the store at `location`, choosing its kind by the metadata file in the folder:
-    // metadata.json makes a Potree 2.0 store, ept.json an Entwine store. Throws
-    // std::runtime_error naming the folder when neither is there or the store cannot be read.
+    // Opens the store at `location`: a file is a COPC file; in a folder, metadata.json makes a
+    // Potree 2.0 store and ept.json an Entwine store. Throws std::runtime_error naming the path
+    // when there is no such store or it cannot be read.
     static std::shared_ptr<Octree> open(const Location& location, double unitScale = 1.0);
 
     virtual ~Octree() = default;
@@ -129,6 +129,17 @@ protected:
     // The mapping modelPointData applies, for decoders that write model data directly.
     ModelTransform modelTransform(const std::array<double, 3>& scale, const std::array<double, 3>& offset) const;
 
+    // The first node with points in breadth-first order (the root, as a rule, which samples the
+    // whole cloud); std::nullopt for a store without points. Read failures throw; a stop throws
+    // OperationCancelled.
+    std::optional<OctreeNodeId> firstNodeWithPoints(std::stop_token stop = {}) const;
+
+    // Whether the store's colours use the 16-bit range, so that they become 8-bit by dividing by
+    // 256. Decided once for the whole store from the stored colours of firstNodeWithPoints(),
+    // which `colorsOf` decodes: one decision keeps neighbouring nodes equally bright.
+    using StoredColors = std::vector<std::array<std::uint16_t, 3>>;
+    bool decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf) const;
+
 private:
     Location m_location;
     std::atomic<double> m_unitScale;
@@ -142,6 +153,8 @@ private:
     // Not std::call_once: with MinGW's threads a throwing call_once never releases its waiters.
     mutable std::mutex m_intensityMutex;
     mutable std::optional<std::uint16_t> m_fullIntensity;
+    mutable std::mutex m_colorMutex;
+    mutable std::optional<bool> m_colorsAre16Bit;
 };
 
 } // namespace Octree

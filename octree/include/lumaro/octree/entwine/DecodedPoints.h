@@ -1,8 +1,10 @@
 #pragma once
 
+#include <lumaro/math/NBoundingBox.h>
 #include <lumaro/octree/RawPoints.h>
 
 #include <array>
+#include <string>
 
 namespace Entwine {
 
@@ -16,5 +18,11 @@ struct DecodedPoints {
     std::array<double, 3> scale{1.0, 1.0, 1.0};
     std::array<double, 3> offset{};
 };
+
+// Decoding garbage (a damaged LAZ stream decodes without complaint) shows as points far outside
+// their node. Throws std::runtime_error led by `source` when a decoded position lies outside
+// `box` (world coordinates) by more than half a quantisation step, the slack for points rounded
+// onto the boundary.
+void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box, const std::string& source);
 
 } // namespace Entwine

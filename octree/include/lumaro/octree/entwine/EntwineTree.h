@@ -78,8 +78,6 @@ private:
     Metadata m_metadata;
     ::Octree::PointAttributes m_available;
     Hierarchy m_hierarchy;
-    mutable std::mutex m_colorMutex;
-    mutable std::optional<bool> m_colorsAre16Bit;
 };
 
 } // namespace Entwine

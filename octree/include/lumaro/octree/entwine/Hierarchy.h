@@ -1,14 +1,13 @@
 #pragma once
 
 #include <lumaro/octree/entwine/Key.h>
+#include <lumaro/octree/entwine/SubtreeIndex.h>
 
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -45,15 +44,15 @@ public:
     // The hierarchy files read so far, by the key that names them.
     std::vector<Key> filesRead() const;
 
-private:
-    // The entries of the file that holds the subtree of `key`, checked to lie in that subtree
-    // and to give the count of `key` itself.
-    std::vector<Entry> readSubtreeFile(const Key& key) const;
+    // A count as the index keeps it.
+    struct Count {
+        std::int64_t value = 0;
+        bool describedElsewhere() const { return value == SUBTREE_ELSEWHERE; }
+    };
 
+private:
     std::filesystem::path m_folder;
-    mutable std::mutex m_mutex;
-    mutable std::unordered_map<Octree::OctreeNodeId, std::int64_t> m_counts;
-    mutable std::vector<Key> m_filesRead;
+    SubtreeIndex<Count> m_index;
 };
 
 } // namespace Entwine

@@ -10,6 +10,12 @@
 
 namespace Entwine {
 
+// The attributes that LAS points of `format` have: positions, intensities, classifications, a scan
+// index (the point source id, or an extra-bytes attribute OriginId), colours for the formats with
+// RGB, and normals when the extra-bytes description `extraBytesRecord` (the data of the
+// LASF_Spec/4 record; empty when there is none) names NormalX, NormalY and NormalZ.
+Octree::PointAttributes lasPointAttributes(unsigned format, std::string_view extraBytesRecord);
+
 // Decodes a LAZ (or plain LAS) file held in memory with LASzip. Positions keep the file header's
 // own scale and offset, which may differ from the store's schema. The scan index comes from an
 // extra-bytes attribute named OriginId, else from the point source id; normals from extra-bytes

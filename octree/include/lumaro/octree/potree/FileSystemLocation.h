@@ -6,11 +6,11 @@
 
 namespace PoTree {
 
-// A store in a folder of the local file system. Adds no state to Octree::Location, so converting
+// A store in the local file system: a folder, or one file. Adds no state to Octree::Location, so converting
 // it to one loses nothing.
 class FileSystemLocation : public Octree::Location {
 public:
-    // `path` is the store's folder or its metadata file.
+    // `path` is the store's folder, its metadata file, or the file that is the whole store.
     explicit FileSystemLocation(const std::filesystem::path& path) : Octree::Location(path) {}
 };
 

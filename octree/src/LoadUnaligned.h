@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace PoTree {
+namespace Octree {
 
 // Reads a value from a byte position that need not be aligned for its type (chunk columns and
 // interleaved records are packed).
@@ -14,4 +14,4 @@ T loadUnaligned(const char* bytes)
     return value;
 }
 
-} // namespace PoTree
+} // namespace Octree

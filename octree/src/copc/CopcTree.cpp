@@ -1,0 +1,157 @@
+#include <lumaro/octree/copc/CopcTree.h>
+
+#include <lumaro/core/ReadLocalFile.h>
+#include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/entwine/LaszipDecoder.h>
+
+#include "BoxOf.h"
+#include "ChunkDecoder.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <system_error>
+
+namespace Copc {
+
+namespace {
+
+using ::Octree::OctreeNodeId;
+using ::Octree::PointAttribute;
+
+std::uint64_t sizeOf(const std::filesystem::path& file)
+{
+    std::error_code error;
+    const std::uint64_t size = std::filesystem::file_size(file, error);
+    if (error) {
+        throw std::runtime_error("point cloud store not found: " + file.string() + " (" + error.message() + ")");
+    }
+    return size;
+}
+
+FileHead readHead(const std::filesystem::path& file, std::uint64_t fileSize)
+{
+    const std::string start = Core::readLocalFileRange(file, 0, std::min<std::uint64_t>(fileSize, FileHead::LAS_HEADER_SIZE));
+    const std::uint64_t needed = std::min(FileHead::bytesNeeded(start, file), fileSize);
+    return FileHead::parse(Core::readLocalFileRange(file, 0, needed), fileSize, file);
+}
+
+Math::NBoundingBox<double, 3> cubeOf(const FileHead& head)
+{
+    std::array<double, 3> min{};
+    std::array<double, 3> max{};
+    for (int axis = 0; axis < 3; ++axis) {
+        min[axis] = head.center[axis] - head.halfSize;
+        max[axis] = head.center[axis] + head.halfSize;
+    }
+    return ::Octree::boxOf(min, max);
+}
+
+} // namespace
+
+CopcTree::CopcTree(const ::Octree::Location& location, double unitScale)
+    : CopcTree(location, unitScale, readHead(location.path(), sizeOf(location.path())), sizeOf(location.path()))
+{
+}
+
+CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, FileHead head, std::uint64_t fileSize)
+    : ::Octree::Octree(location, unitScale, cubeOf(head), ::Octree::boxOf(head.minimum, head.maximum), head.spacing),
+      m_head(std::move(head)),
+      m_limits{fileSize, m_head.pointDataOffset + 8, m_head.pointCount},
+      m_available(Entwine::lasPointAttributes(m_head.pointFormat, m_head.extraBytesRecord)),
+      m_index(readPage(m_head.rootPageOffset, m_head.rootPageSize), pageName(m_head.rootPageOffset),
+              [this](const Entwine::Key&, const HierarchyEntry& page) {
+                  return readPage(page.offset, static_cast<std::uint64_t>(page.byteSize));
+              },
+              [this](const Entwine::Key&, const HierarchyEntry& page) { return pageName(page.offset); })
+{
+}
+
+std::string CopcTree::pageName(std::uint64_t offset) const
+{
+    return file().string() + ": the hierarchy page at byte " + std::to_string(offset);
+}
+
+std::vector<std::pair<Entwine::Key, HierarchyEntry>> CopcTree::readPage(std::uint64_t offset, std::uint64_t size) const
+{
+    return parseHierarchyPage(Core::readLocalFileRange(file(), offset, size), m_limits, pageName(offset));
+}
+
+std::optional<HierarchyEntry> CopcTree::entry(OctreeNodeId id, std::stop_token stop) const
+{
+    return m_index.find(Entwine::Key::of(id), stop);
+}
+
+HierarchyEntry CopcTree::requireEntry(OctreeNodeId id) const
+{
+    const std::optional<HierarchyEntry> found = entry(id);
+    if (!found) {
+        throw std::invalid_argument(file().string() + ": the COPC file has no node " + Entwine::Key::of(id).toString());
+    }
+    return *found;
+}
+
+std::vector<OctreeNodeId> CopcTree::children(OctreeNodeId id, std::stop_token stop) const
+{
+    std::vector<OctreeNodeId> result;
+    for (const Entwine::Key& child : m_index.children(Entwine::Key::of(id), stop)) {
+        result.push_back(child.nodeId());
+    }
+    return result;
+}
+
+bool CopcTree::contains(OctreeNodeId id) const { return entry(id).has_value(); }
+
+std::uint64_t CopcTree::pointCount(OctreeNodeId id) const
+{
+    return static_cast<std::uint64_t>(std::max(requireEntry(id).pointCount, 0));
+}
+
+Entwine::DecodedPoints CopcTree::decode(OctreeNodeId id, std::stop_token stop, ::Octree::PointAttributes wanted) const
+{
+    const HierarchyEntry node = requireEntry(id);
+    const Entwine::Key key = Entwine::Key::of(id);
+    Entwine::DecodedPoints decoded;
+    decoded.scale = m_head.scale;
+    decoded.offset = m_head.offset;
+    decoded.points.attributes = wanted & m_available;
+    if (node.pointCount <= 0) {
+        return decoded;
+    }
+    if (stop.stop_requested()) {
+        throw ::Octree::OperationCancelled();
+    }
+    const std::string chunk = Core::readLocalFileRange(file(), node.offset, static_cast<std::uint64_t>(node.byteSize));
+    const std::string source =
+        file().string() + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
+    decoded = decodeChunk(m_head, chunk, static_cast<std::uint32_t>(node.pointCount), wanted & m_available, source, stop);
+    Entwine::requirePointsInside(decoded, key.bounds(cubeOf(m_head)), source);
+    return decoded;
+}
+
+std::optional<Entwine::DecodedPoints> CopcTree::decodedPoints(OctreeNodeId id, std::stop_token stop,
+                                                              ::Octree::PointAttributes wanted) const
+{
+    try {
+        return decode(id, stop, wanted);
+    } catch (const ::Octree::OperationCancelled&) {
+        return std::nullopt;
+    }
+}
+
+bool CopcTree::colorsAre16Bit() const
+{
+    return decideColorsAre16Bit([this](OctreeNodeId id) { return decode(id, {}, PointAttribute::Color).points.colors; });
+}
+
+std::optional<::Octree::NodePointData> CopcTree::nodePointData(OctreeNodeId id, std::stop_token stop,
+                                                               ::Octree::PointAttributes wanted) const
+{
+    const std::optional<Entwine::DecodedPoints> decoded = decodedPoints(id, stop, wanted);
+    if (!decoded) {
+        return std::nullopt;
+    }
+    const bool wide = decoded->points.attributes.contains(PointAttribute::Color) && colorsAre16Bit();
+    return modelPointData(decoded->points, decoded->scale, decoded->offset, wide);
+}
+
+} // namespace Copc

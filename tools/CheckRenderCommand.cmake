@@ -2,9 +2,18 @@
 # way they get it right.
 #   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DSECOND_STORE=<folder>
 #         -DMESH_STORE=<folder> -DMESH=<obj of MESH_STORE's site> -DPANO=<equirectangular image>
+#         -DCOPC=<COPC file of MESH_STORE's points>
 #         -DOUTPUT=<png> [-DRENDER=ON]
 #         -P CheckRenderCommand.cmake
 cmake_minimum_required(VERSION 3.24)
+
+# A coordinate as whole millimetres (CMake's arithmetic is integer only).
+function(millimetres value output)
+    string(REGEX MATCH "^(-?[0-9]+)\\.?([0-9]*)" unused "${value}")
+    set(fraction "${CMAKE_MATCH_2}000")
+    string(SUBSTRING "${fraction}" 0 3 fraction)
+    set(${output} "${CMAKE_MATCH_1}${fraction}" PARENT_SCOPE)
+endfunction()
 
 function(run_lumaro status output errors)
     execute_process(COMMAND ${EMULATOR} "${LUMARO}" ${ARGN}
@@ -104,6 +113,40 @@ if(RENDER)
     string(JSON z ERROR_VARIABLE noPoint GET "${out}" point 2)
     if(NOT status EQUAL 0 OR noPoint OR x LESS 635619 OR x GREATER 638983 OR z LESS 406 OR z GREATER 587)
         message(FATAL_ERROR "lumaro pick with a mesh printed (${status}):\n${out}\n${err}")
+    endif()
+
+    # The COPC file holds the points of MESH_STORE in the same cube: with every node loaded and
+    # one-pixel points, a pick finds the same point in both, to the step of one unit in the last
+    # stored digit that the Potree converter's rounding may add.
+    set(picks "")
+    foreach(store "${MESH_STORE}" "${COPC}")
+        run_lumaro(status out err pick "${store}" --size 96x64 --min-node-size 0 --max-point-size 1 --at 40,30 --tolerance 4)
+        string(JSON point ERROR_VARIABLE noPoint GET "${out}" point)
+        if(NOT status EQUAL 0 OR noPoint OR point STREQUAL "null")
+            message(FATAL_ERROR "lumaro pick on ${store} printed (${status}):\n${out}\n${err}")
+        endif()
+        list(APPEND picks "${point}")
+    endforeach()
+    list(GET picks 0 potreePoint)
+    list(GET picks 1 copcPoint)
+    foreach(axis 0 1 2)
+        string(JSON a GET "${potreePoint}" ${axis})
+        string(JSON b GET "${copcPoint}" ${axis})
+        millimetres("${a}" a)
+        millimetres("${b}" b)
+        math(EXPR difference "${a} - ${b}")
+        if(difference LESS -11 OR difference GREATER 11)
+            message(FATAL_ERROR "a pick finds ${copcPoint} in the COPC file but ${potreePoint} in the Potree store")
+        endif()
+    endforeach()
+    # A COPC file's thumbnail goes beside it by default.
+    get_filename_component(outputFolder "${OUTPUT}" DIRECTORY)
+    file(COPY "${COPC}" DESTINATION "${outputFolder}/copc")
+    get_filename_component(copcName "${COPC}" NAME)
+    run_lumaro(status out err thumbnail "${outputFolder}/copc/${copcName}" --size 32x16)
+    string(REGEX REPLACE "\\.laz$" ".png" copcThumbnail "${outputFolder}/copc/${copcName}")
+    if(NOT status EQUAL 0 OR NOT EXISTS "${copcThumbnail}")
+        message(FATAL_ERROR "lumaro thumbnail of a COPC file wrote no ${copcThumbnail} (${status}):\n${err}")
     endif()
 
     # A panorama around the first store, seen from its centre and from above.

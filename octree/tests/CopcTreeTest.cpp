@@ -1,5 +1,6 @@
 // COPC files that the tests write themselves, for what the real file does not have: point formats
 // 6 and 8, extra bytes, 16-bit colours, child hierarchy pages, nodes without points, chunk size 0.
+#include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/copc/CopcTree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
@@ -169,6 +170,13 @@ TEST(CopcHierarchy, ChildPagesAreReadOnlyWhenTheWalkReachesThem)
 
     // The root page names both children (by their page pointers) without reading their pages.
     EXPECT_EQ(tree.children(OctreeNodeId::root()), (std::vector<OctreeNodeId>{idOf("1-0-1-1"), idOf("1-1-0-0")}));
+    EXPECT_EQ(tree.pagesRead().size(), 1u);
+
+    // A stopped walk reads neither a page nor a chunk.
+    std::stop_source stopped;
+    stopped.request_stop();
+    EXPECT_THROW(tree.children(idOf("1-1-0-0"), stopped.get_token()), Octree::OperationCancelled);
+    EXPECT_FALSE(tree.nodePointData(OctreeNodeId::root(), stopped.get_token()));
     EXPECT_EQ(tree.pagesRead().size(), 1u);
 
     EXPECT_EQ(tree.pointCount(idOf("2-2-1-0")), 1u); // two pages on the way

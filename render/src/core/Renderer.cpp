@@ -376,6 +376,11 @@ void Renderer::requestRedraw()
     camera_->setNeedsRedraw(true);
 }
 
+const Texture2d& Renderer::outputColorTexture() const
+{
+    return outputPass_.texture("color");
+}
+
 bool Renderer::needsRedraw() const
 {
     if (camera_->needsRedraw())

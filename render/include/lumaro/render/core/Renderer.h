@@ -115,6 +115,10 @@ public:
 
     // Draws one frame: the scene into the scene pass, then post-processing into the output pass.
     void render();
+    // The finished picture of the last frame (B8G8R8A8, the viewport's size), on the renderer's
+    // device: a host with a swap chain of its own copies it to the back buffer. Re-created by
+    // setViewport when the size changes.
+    const Texture2d& outputColorTexture() const;
     // The camera's redraw flag, else the scene's (false without a scene).
     bool needsRedraw() const;
     // The scene's bounds in world coordinates; empty without a scene.

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "RenderOptions.h"
+
+#include <lumaro/math/NBoundingBox.h>
+#include <lumaro/math/Point.h>
+#include <lumaro/render/core/Renderer.h>
+#include <lumaro/render/pointcloud/PointCloudRenderable.h>
+#include <lumaro/render/renderables/GroupRenderable.h>
+
+#include <Eigen/Core>
+
+#include <memory>
+#include <vector>
+
+namespace Tool {
+
+// The stores of the options as one scene of a renderer of its own: a group of clouds, each placed
+// by its reference position relative to the first, whose reference position is the scene's
+// origin, with the options' meshes, distance mesh and panorama. Nothing is loaded yet: look()
+// loads synchronously (the command), or the host starts the clouds' own loading threads (the
+// viewer). Throws for a store, mesh or panorama that cannot be opened, naming it.
+class StoreScene {
+public:
+    explicit StoreScene(const RenderOptions& options);
+
+    Render::Renderer& renderer() { return mRenderer; }
+    const std::vector<std::shared_ptr<Render::PointCloudRenderable>>& clouds() const { return mClouds; }
+    // The scene's box (in scene coordinates) as the clouds' metadata give it.
+    const Math::NBoundingBox<float, 3>& box() const { return mBox; }
+
+    // The stores' coordinates of a point of the scene, in double precision.
+    Eigen::Vector3d storeCoordinates(const Math::Point<float, 3>& point) const;
+
+    // Places the camera for the view and loads every cloud for it (a progress bar on stderr).
+    void look(ViewKind view);
+
+    // Sets the colouring (walking again when the mesh-distance mode starts) and renders.
+    void color(ColoringKind coloring);
+
+private:
+    // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
+    void addPanorama(Render::GroupRenderable& group);
+    // A damaged node or hierarchy chunk only warns.
+    void load(Render::PointCloudRenderable& cloud);
+
+    const RenderOptions& mOptions;
+    Render::Renderer mRenderer;
+    std::vector<std::shared_ptr<Render::PointCloudRenderable>> mClouds;
+    Eigen::Vector3d mOrigin = Eigen::Vector3d::Zero();
+    Math::NBoundingBox<float, 3> mBox;
+    Math::Point<float, 3> mPanoCentre{0.0f, 0.0f, 0.0f};
+};
+
+} // namespace Tool

@@ -132,6 +132,14 @@ public:
         return Graphics::ColorImage::read(file);
     }
 
+    // Resizes the window so that its client area is `width` x `height`.
+    void resizeClientArea(int width, int height)
+    {
+        RECT frame{0, 0, width, height};
+        AdjustWindowRect(&frame, static_cast<DWORD>(GetWindowLongW(m_window, GWL_STYLE)), FALSE);
+        SetWindowPos(m_window, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top, SWP_NOMOVE | SWP_NOZORDER);
+    }
+
     // Closes the window; true when the process ended within `timeout`, with `exitCode`.
     bool closeAndWait(std::chrono::milliseconds timeout, DWORD& exitCode)
     {
@@ -236,6 +244,13 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
         EXPECT_GE(value, facts["tight_bounds"]["min"][axis].get<double>() - 0.01) << title;
         EXPECT_LE(value, facts["tight_bounds"]["max"][axis].get<double>() + 0.01) << title;
     }
+
+    // The picture follows the window's size.
+    viewer.resizeClientArea(WIDTH + 80, HEIGHT + 60);
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.screenshot().width() == WIDTH + 80u; }, 10s));
+    const Graphics::ColorImage resized = viewer.screenshot();
+    EXPECT_EQ(resized.height(), HEIGHT + 60u);
+    EXPECT_GT(census(resized).drawn, 0u);
 
     DWORD exitCode = 1;
     EXPECT_TRUE(viewer.closeAndWait(1000ms, exitCode)) << "the viewer did not end within a second of closing";

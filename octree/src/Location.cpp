@@ -1,5 +1,9 @@
 #include <lumaro/octree/Location.h>
+#include <lumaro/octree/potree/FileSystemLocation.h>
 
+#include <algorithm>
+#include <cctype>
+#include <stdexcept>
 #include <system_error>
 
 namespace Octree {
@@ -30,9 +34,63 @@ std::filesystem::path storeFolder(const std::filesystem::path& path)
     return absolute;
 }
 
+std::string lowerCase(std::string_view text)
+{
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return lower;
+}
+
+// Two URLs of one store must compare equal: the scheme and host are case-blind, a default port
+// is no port, and a metadata file or trailing slash names the folder.
+std::string normalisedUrl(std::string_view url)
+{
+    const std::size_t schemeEnd = url.find("://");
+    const std::string scheme = lowerCase(url.substr(0, schemeEnd == std::string_view::npos ? 0 : schemeEnd));
+    if (scheme != "http" && scheme != "https") {
+        throw std::invalid_argument("not an http:// or https:// URL: " + std::string(url));
+    }
+    std::string_view rest = url.substr(schemeEnd + 3);
+    const std::size_t hostEnd = std::min(rest.find('/'), rest.size());
+    std::string host = lowerCase(rest.substr(0, hostEnd));
+    if (host.empty()) {
+        throw std::invalid_argument("the URL names no host: " + std::string(url));
+    }
+    const std::string defaultPort = scheme == "http" ? ":80" : ":443";
+    if (host.size() > defaultPort.size() && host.ends_with(defaultPort)) {
+        host.resize(host.size() - defaultPort.size());
+    }
+    std::string path(rest.substr(hostEnd));
+    for (const char* metadata : {"/metadata.json", "/ept.json"}) {
+        if (path.ends_with(metadata)) {
+            path.resize(path.size() - std::string_view(metadata).size());
+        }
+    }
+    while (!path.empty() && path.back() == '/') {
+        path.pop_back();
+    }
+    return scheme + "://" + host + path;
+}
+
 } // namespace
 
 Location::Location(const std::filesystem::path& path) : m_folder(storeFolder(path)) {}
+
+Location::Location(FromUrl, std::string_view url) : m_url(normalisedUrl(url)) {}
+
+bool isUrl(std::string_view text)
+{
+    const std::string start = lowerCase(text.substr(0, 8));
+    return start.starts_with("http://") || start.starts_with("https://");
+}
+
+Location locationOf(std::string_view text)
+{
+    if (isUrl(text)) {
+        return WebLocation(text);
+    }
+    return PoTree::FileSystemLocation(std::filesystem::path(text));
+}
 
 std::filesystem::path Location::file(std::string_view relativePath) const
 {
@@ -41,6 +99,9 @@ std::filesystem::path Location::file(std::string_view relativePath) const
 
 bool Location::exists() const
 {
+    if (isUrl()) {
+        return true; // known only by asking the server, which opening the store does
+    }
     std::error_code error;
     return std::filesystem::is_regular_file(m_folder, error) || std::filesystem::is_regular_file(file("metadata.json"), error)
         || std::filesystem::is_regular_file(file("ept.json"), error);
@@ -48,6 +109,9 @@ bool Location::exists() const
 
 std::string Location::toString() const
 {
+    if (isUrl()) {
+        return m_url;
+    }
     const auto text = m_folder.generic_u8string();
     return std::string(text.begin(), text.end());
 }

@@ -1,5 +1,6 @@
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/copc/CopcTree.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
@@ -31,6 +32,21 @@ std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {poi
 
 std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
 {
+    if (location.isUrl()) {
+        // A URL names a COPC file by its extension; a folder by the metadata file found in it.
+        if (location.url().ends_with(".laz")) {
+            return std::make_shared<Copc::CopcTree>(location, unitScale);
+        }
+        const std::shared_ptr<StoreReader> reader = StoreReader::open(location);
+        if (reader->exists("metadata.json")) {
+            return std::make_shared<PoTree::PotreeTree>(location, unitScale);
+        }
+        if (reader->exists("ept.json")) {
+            return openEntwineTree(location, unitScale);
+        }
+        throw std::runtime_error("no point cloud store at " + location.toString()
+                                 + " (neither metadata.json nor ept.json is there)");
+    }
     std::error_code error;
     if (std::filesystem::is_regular_file(location.path(), error)) {
         return std::make_shared<Copc::CopcTree>(location, unitScale);

@@ -1,6 +1,5 @@
 #include <lumaro/octree/copc/CopcTree.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/entwine/LaszipDecoder.h>
 
@@ -18,21 +17,12 @@ namespace {
 using ::Octree::OctreeNodeId;
 using ::Octree::PointAttribute;
 
-std::uint64_t sizeOf(const std::filesystem::path& file)
+FileHead readHead(const ::Octree::StoreReader& reader, std::uint64_t fileSize)
 {
-    std::error_code error;
-    const std::uint64_t size = std::filesystem::file_size(file, error);
-    if (error) {
-        throw std::runtime_error("point cloud store not found: " + file.string() + " (" + error.message() + ")");
-    }
-    return size;
-}
-
-FileHead readHead(const std::filesystem::path& file, std::uint64_t fileSize)
-{
-    const std::string start = Core::readLocalFileRange(file, 0, std::min<std::uint64_t>(fileSize, FileHead::LAS_HEADER_SIZE));
-    const std::uint64_t needed = std::min(FileHead::bytesNeeded(start, file), fileSize);
-    return FileHead::parse(Core::readLocalFileRange(file, 0, needed), fileSize, file);
+    const std::filesystem::path name = reader.describe("");
+    const std::string start = reader.readRange("", 0, std::min<std::uint64_t>(fileSize, FileHead::LAS_HEADER_SIZE));
+    const std::uint64_t needed = std::min(FileHead::bytesNeeded(start, name), fileSize);
+    return FileHead::parse(needed <= start.size() ? start.substr(0, needed) : reader.readRange("", 0, needed), fileSize, name);
 }
 
 Math::NBoundingBox<double, 3> cubeOf(const FileHead& head)
@@ -49,12 +39,26 @@ Math::NBoundingBox<double, 3> cubeOf(const FileHead& head)
 } // namespace
 
 CopcTree::CopcTree(const ::Octree::Location& location, double unitScale)
-    : CopcTree(location, unitScale, readHead(location.path(), sizeOf(location.path())), sizeOf(location.path()))
+    : CopcTree(location, unitScale, ::Octree::StoreReader::open(location))
 {
 }
 
-CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, FileHead head, std::uint64_t fileSize)
+CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader)
+    : CopcTree(location, unitScale, reader, reader->size(""))
+{
+}
+
+CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+                   std::uint64_t fileSize)
+    : CopcTree(location, unitScale, reader, readHead(*reader, fileSize), fileSize)
+{
+}
+
+CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+                   FileHead head, std::uint64_t fileSize)
     : ::Octree::Octree(location, unitScale, cubeOf(head), ::Octree::boxOf(head.minimum, head.maximum), head.spacing),
+      m_reader(std::move(reader)),
+      m_source(m_reader->describe("")),
       m_head(std::move(head)),
       m_limits{fileSize, m_head.pointDataOffset + 8, m_head.pointCount},
       m_available(Entwine::lasPointAttributes(m_head.pointFormat, m_head.extraBytesRecord)),
@@ -68,12 +72,12 @@ CopcTree::CopcTree(const ::Octree::Location& location, double unitScale, FileHea
 
 std::string CopcTree::pageName(std::uint64_t offset) const
 {
-    return file().string() + ": the hierarchy page at byte " + std::to_string(offset);
+    return m_source + ": the hierarchy page at byte " + std::to_string(offset);
 }
 
 std::vector<std::pair<Entwine::Key, HierarchyEntry>> CopcTree::readPage(std::uint64_t offset, std::uint64_t size) const
 {
-    return parseHierarchyPage(Core::readLocalFileRange(file(), offset, size), m_limits, pageName(offset));
+    return parseHierarchyPage(m_reader->readRange("", offset, size), m_limits, pageName(offset));
 }
 
 std::optional<HierarchyEntry> CopcTree::entry(OctreeNodeId id, std::stop_token stop) const
@@ -85,7 +89,7 @@ HierarchyEntry CopcTree::requireEntry(OctreeNodeId id) const
 {
     const std::optional<HierarchyEntry> found = entry(id);
     if (!found) {
-        throw std::invalid_argument(file().string() + ": the COPC file has no node " + Entwine::Key::of(id).toString());
+        throw std::invalid_argument(m_source + ": the COPC file has no node " + Entwine::Key::of(id).toString());
     }
     return *found;
 }
@@ -120,9 +124,9 @@ Entwine::DecodedPoints CopcTree::decode(OctreeNodeId id, std::stop_token stop, :
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
-    const std::string chunk = Core::readLocalFileRange(file(), node.offset, static_cast<std::uint64_t>(node.byteSize));
+    const std::string chunk = m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop);
     const std::string source =
-        file().string() + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
+        m_source + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
     decoded = decodeChunk(m_head, chunk, static_cast<std::uint32_t>(node.pointCount), wanted & m_available, source, stop);
     Entwine::requirePointsInside(decoded, key.bounds(cubeOf(m_head)), source);
     return decoded;

@@ -1,6 +1,5 @@
 #include <lumaro/octree/entwine/EntwineTree.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/entwine/BinaryDecoder.h>
 #include <lumaro/octree/entwine/LaszipDecoder.h>
@@ -24,16 +23,23 @@ using ::Octree::PointAttribute;
 } // namespace
 
 EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale)
-    : EntwineTree(location, unitScale, Metadata::load(location.file("ept.json")))
+    : EntwineTree(location, unitScale, ::Octree::StoreReader::open(location))
 {
 }
 
-EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, Metadata metadata)
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader)
+    : EntwineTree(location, unitScale, reader, Metadata::parse(reader->read("ept.json"), reader->describe("ept.json")))
+{
+}
+
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+                         Metadata metadata)
     : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
                        boxOf(metadata.conformingMin, metadata.conformingMax), metadata.rootSpacing()),
+      m_reader(std::move(reader)),
       m_metadata(std::move(metadata)),
       m_available(m_metadata.schema.pointAttributes()),
-      m_hierarchy(location.file("ept-hierarchy"))
+      m_hierarchy(m_reader, "ept-hierarchy")
 {
 }
 
@@ -63,9 +69,14 @@ std::vector<EntwineTree::Node> EntwineTree::allNodes() const
     return nodes;
 }
 
+std::string EntwineTree::dataName(const Key& key) const
+{
+    return "ept-data/" + key.toString() + "." + std::string(fileExtension(m_metadata.dataType));
+}
+
 std::filesystem::path EntwineTree::dataFile(const Key& key) const
 {
-    return location().file("ept-data") / (key.toString() + "." + std::string(fileExtension(m_metadata.dataType)));
+    return m_reader->describe(dataName(key));
 }
 
 std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id, std::stop_token stop) const
@@ -101,11 +112,11 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
     const std::filesystem::path file = dataFile(node.key);
     // Decoders size their output by the count before the data can tell otherwise.
     if (node.pointCount > m_metadata.points) {
-        throw std::runtime_error(location().file("ept-hierarchy").string() + ": node " + node.key.toString()
+        throw std::runtime_error(m_reader->describe("ept-hierarchy") + ": node " + node.key.toString()
                                  + " claims " + std::to_string(node.pointCount) + " points, but the whole store holds "
                                  + std::to_string(m_metadata.points));
     }
-    const std::string bytes = Core::readLocalFile(file);
+    const std::string bytes = m_reader->read(dataName(node.key), stop);
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }

@@ -1,10 +1,10 @@
 #include <lumaro/octree/entwine/Hierarchy.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 
 #include <nlohmann/json.hpp>
 
 #include "FileErrors.h"
+#include "LocalStoreReader.h"
 #include "ParseJsonObject.h"
 
 #include <stdexcept>
@@ -13,11 +13,6 @@ namespace Entwine {
 
 namespace {
 
-
-std::filesystem::path fileOf(const std::filesystem::path& folder, const Key& key)
-{
-    return folder / (key.toString() + ".json");
-}
 
 } // namespace
 
@@ -55,18 +50,30 @@ std::vector<SubtreeIndex<Hierarchy::Count>::Entry> countsOf(const std::vector<Hi
     return counts;
 }
 
-std::vector<SubtreeIndex<Hierarchy::Count>::Entry> readFile(const std::filesystem::path& file)
-{
-    return countsOf(Hierarchy::parseFile(Core::readLocalFile(file), file));
-}
-
 } // namespace
 
-Hierarchy::Hierarchy(std::filesystem::path folder)
-    : m_folder(std::move(folder)),
-      m_index(readFile(fileOf(m_folder, Key{})), fileOf(m_folder, Key{}).string(),
-              [this](const Key& key, const Count&) { return readFile(fileOf(m_folder, key)); },
-              [this](const Key& key, const Count&) { return fileOf(m_folder, key).string(); })
+std::string Hierarchy::fileOf(const Key& key) const
+{
+    return (m_folder.empty() ? "" : m_folder + "/") + key.toString() + ".json";
+}
+
+std::vector<SubtreeIndex<Hierarchy::Count>::Entry> Hierarchy::readFile(const Key& key) const
+{
+    const std::string name = fileOf(key);
+    return countsOf(parseFile(m_reader->read(name), m_reader->describe(name)));
+}
+
+Hierarchy::Hierarchy(std::shared_ptr<const Octree::StoreReader> reader, std::string folder)
+    : m_reader(std::move(reader)),
+      m_folder(std::move(folder)),
+      m_index(readFile(Key{}), m_reader->describe(fileOf(Key{})),
+              [this](const Key& key, const Count&) { return readFile(key); },
+              [this](const Key& key, const Count&) { return m_reader->describe(fileOf(key)); })
+{
+}
+
+Hierarchy::Hierarchy(const std::filesystem::path& folder)
+    : Hierarchy(std::make_shared<Octree::LocalStoreReader>(folder), "")
 {
 }
 

@@ -1,15 +1,20 @@
 #include <lumaro/octree/potree/FileLoader.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/octree/OperationCancelled.h>
 
 namespace PoTree {
 
 FileLoader::FileLoader(const Octree::Location& location)
-    : m_metadataPath(location.file("metadata.json")),
-      m_hierarchyPath(location.file("hierarchy.bin")),
-      m_octreePath(location.file("octree.bin"))
+    : m_reader(Octree::StoreReader::open(location)),
+      m_metadataPath(m_reader->describe("metadata.json")),
+      m_hierarchyPath(m_reader->describe("hierarchy.bin")),
+      m_octreePath(m_reader->describe("octree.bin"))
 {
+}
+
+Metadata FileLoader::loadMetadata() const
+{
+    return Metadata::parse(m_reader->read("metadata.json"), m_metadataPath);
 }
 
 bool FileLoader::fetchHierarchyChunk(std::uint64_t offset, std::uint64_t size, std::string& bytes,
@@ -19,7 +24,12 @@ bool FileLoader::fetchHierarchyChunk(std::uint64_t offset, std::uint64_t size, s
     if (stop.stop_requested()) {
         return false;
     }
-    bytes = Core::readLocalFileRange(m_hierarchyPath, offset, size);
+    try {
+        bytes = m_reader->readRange("hierarchy.bin", offset, size, stop);
+    } catch (const Octree::OperationCancelled&) {
+        bytes.clear();
+        return false;
+    }
     return true;
 }
 
@@ -33,7 +43,7 @@ std::future<std::string> FileLoader::fetchOctreeChunk(std::uint64_t offset, std:
         if (stop.stop_requested()) {
             throw Octree::OperationCancelled();
         }
-        promise.set_value(Core::readLocalFileRange(m_octreePath, offset, size));
+        promise.set_value(m_reader->readRange("octree.bin", offset, size, stop));
     } catch (...) {
         promise.set_exception(std::current_exception());
     }

@@ -49,15 +49,20 @@ std::shared_ptr<Node> readChunkChecked(const FileLoader& loader, const Node& nod
 } // namespace
 
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale)
-    : PotreeTree(location, unitScale, Metadata::load(location.file("metadata.json")))
+    : PotreeTree(location, unitScale, FileLoader(location))
 {
 }
 
-PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata)
+PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader)
+    : PotreeTree(location, unitScale, loader, loader.loadMetadata())
+{
+}
+
+PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader, Metadata metadata)
     : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
                        boxOf(metadata.tightMin(), metadata.tightMax()), metadata.spacing),
       m_metadata(std::move(metadata)),
-      m_loader(location),
+      m_loader(std::move(loader)),
       m_available(AttributeLayout::of(m_metadata).available()),
       m_root(std::make_shared<Node>(OctreeNodeId::root(), boxOf(m_metadata.cubeMin, m_metadata.cubeMax)))
 {

@@ -22,8 +22,13 @@ public:
     Location& operator=(Location&&) noexcept = default;
     ~Location() = default;
 
-    // The store's folder (or its one file), absolute and normalised.
+    // The store's folder (or its one file), absolute and normalised; empty for a URL.
     const std::filesystem::path& path() const { return m_folder; }
+
+    // Whether the store is on a web server, and its URL, normalised: scheme and host in lower
+    // case, no default port, no metadata file name, no trailing slash. Empty for a local store.
+    bool isUrl() const { return !m_url.empty(); }
+    const std::string& url() const { return m_url; }
 
     // The path of a file in the store's folder, e.g. file("hierarchy.bin").
     std::filesystem::path file(std::string_view relativePath) const;
@@ -31,22 +36,41 @@ public:
     // True when the folder holds the metadata of a store of a known kind, or the path is a file.
     bool exists() const;
 
-    // The path as UTF-8 text, for messages.
+    // The path as UTF-8 text, or the URL, for messages.
     std::string toString() const;
 
-    friend bool operator==(const Location& a, const Location& b) { return a.m_folder == b.m_folder; }
+    friend bool operator==(const Location& a, const Location& b) { return a.m_url == b.m_url && a.m_folder == b.m_folder; }
     friend std::strong_ordering operator<=>(const Location& a, const Location& b)
     {
+        if (const auto byUrl = a.m_url <=> b.m_url; byUrl != 0) {
+            return byUrl;
+        }
         return a.m_folder.compare(b.m_folder) <=> 0;
     }
 
 protected:
     // `path` is the store's folder, its metadata file (metadata.json or ept.json) or its one file.
     explicit Location(const std::filesystem::path& path);
+    // `url` is an http:// or https:// URL of the same; throws std::invalid_argument otherwise.
+    struct FromUrl {};
+    Location(FromUrl, std::string_view url);
 
 private:
     std::filesystem::path m_folder;
+    std::string m_url;
 };
+
+// A store on a web server, by the URL of its folder, metadata file or COPC file.
+class WebLocation : public Location {
+public:
+    explicit WebLocation(std::string_view url) : Location(FromUrl{}, url) {}
+};
+
+// True for text that starts with http:// or https:// (in any case).
+bool isUrl(std::string_view text);
+
+// The location that a user's text names: a URL, or a path on disk.
+Location locationOf(std::string_view text);
 
 } // namespace Octree
 
@@ -54,6 +78,6 @@ template <>
 struct std::hash<Octree::Location> {
     std::size_t operator()(const Octree::Location& location) const noexcept
     {
-        return std::filesystem::hash_value(location.path());
+        return std::filesystem::hash_value(location.path()) ^ (std::hash<std::string>()(location.url()) << 1);
     }
 };

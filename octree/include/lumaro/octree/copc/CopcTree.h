@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/octree/Octree.h>
+#include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/copc/FileHead.h>
 #include <lumaro/octree/copc/HierarchyPage.h>
 #include <lumaro/octree/entwine/DecodedPoints.h>
@@ -9,7 +10,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
+#include <string>
 #include <stop_token>
 #include <vector>
 
@@ -26,7 +29,8 @@ public:
     // problem when it is missing, not LAS 1.4, not COPC, or its root page is malformed.
     explicit CopcTree(const ::Octree::Location& location, double unitScale = 1.0);
 
-    const std::filesystem::path& file() const { return location().path(); }
+    // The file's path or URL, as messages name it.
+    const std::string& source() const { return m_source; }
     const FileHead& head() const { return m_head; }
 
     // The node's hierarchy entry (reading pages on the way), or std::nullopt when the tree has
@@ -62,13 +66,19 @@ public:
     bool colorsAre16Bit() const;
 
 private:
-    CopcTree(const ::Octree::Location& location, double unitScale, FileHead head, std::uint64_t fileSize);
+    CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
+    CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+             std::uint64_t fileSize);
+    CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+             FileHead head, std::uint64_t fileSize);
 
     HierarchyEntry requireEntry(::Octree::OctreeNodeId id) const;
     Entwine::DecodedPoints decode(::Octree::OctreeNodeId id, std::stop_token stop, ::Octree::PointAttributes wanted) const;
     std::vector<std::pair<Entwine::Key, HierarchyEntry>> readPage(std::uint64_t offset, std::uint64_t size) const;
     std::string pageName(std::uint64_t offset) const;
 
+    std::shared_ptr<::Octree::StoreReader> m_reader;
+    std::string m_source;
     FileHead m_head;
     HierarchyLimits m_limits;
     ::Octree::PointAttributes m_available;

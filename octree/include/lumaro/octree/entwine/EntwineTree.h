@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/octree/Octree.h>
+#include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/entwine/DecodedPoints.h>
 #include <lumaro/octree/entwine/Hierarchy.h>
 #include <lumaro/octree/entwine/Key.h>
@@ -8,6 +9,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -39,7 +41,7 @@ public:
     // Every node of the tree in breadth-first order (reads the whole hierarchy).
     std::vector<Node> allNodes() const;
 
-    // The path of a node's data file, e.g. <store>/ept-data/1-0-1-0.laz.
+    // The path (or URL) of a node's data file, e.g. <store>/ept-data/1-0-1-0.laz.
     std::filesystem::path dataFile(const Key& key) const;
 
     using ::Octree::Octree::children;
@@ -70,11 +72,15 @@ public:
     bool colorsAre16Bit() const;
 
 private:
-    EntwineTree(const ::Octree::Location& location, double unitScale, Metadata metadata);
+    EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
+    EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
+                Metadata metadata);
+    std::string dataName(const Key& key) const;
 
     Node requireNode(::Octree::OctreeNodeId id) const;
     DecodedPoints decode(const Node& node, std::stop_token stop, ::Octree::PointAttributes wanted) const;
 
+    std::shared_ptr<::Octree::StoreReader> m_reader;
     Metadata m_metadata;
     ::Octree::PointAttributes m_available;
     Hierarchy m_hierarchy;

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/entwine/Key.h>
 #include <lumaro/octree/entwine/SubtreeIndex.h>
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
+#include <string>
 #include <stop_token>
 #include <string_view>
 #include <utility>
@@ -27,9 +30,12 @@ public:
     // JSON object, a name is not a key, or a count is not an integer of at least -1.
     static std::vector<Entry> parseFile(std::string_view json, const std::filesystem::path& file);
 
-    // `folder` is the store's ept-hierarchy folder; reads its root file 0-0-0-0.json, which must
-    // list the root. Throws std::runtime_error naming the file otherwise.
-    explicit Hierarchy(std::filesystem::path folder);
+    // The files below `folder` of the store that `reader` reads ("ept-hierarchy"); reads the root
+    // file 0-0-0-0.json, which must list the root. Throws std::runtime_error naming the file
+    // otherwise.
+    Hierarchy(std::shared_ptr<const Octree::StoreReader> reader, std::string folder);
+    // The same for an ept-hierarchy folder on disk.
+    explicit Hierarchy(const std::filesystem::path& folder);
 
     // The node's point count; std::nullopt when the tree has no such node. Reads the files on
     // the way to it that were not read yet, without holding the lock: a missing or malformed file
@@ -51,7 +57,11 @@ public:
     };
 
 private:
-    std::filesystem::path m_folder;
+    std::string fileOf(const Key& key) const;
+    std::vector<SubtreeIndex<Count>::Entry> readFile(const Key& key) const;
+
+    std::shared_ptr<const Octree::StoreReader> m_reader;
+    std::string m_folder;
     SubtreeIndex<Count> m_index;
 };
 

@@ -1,19 +1,26 @@
 #pragma once
 
 #include <lumaro/octree/Location.h>
+#include <lumaro/octree/StoreReader.h>
+#include <lumaro/octree/potree/Metadata.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <future>
+#include <memory>
 #include <stop_token>
 #include <string>
 
 namespace PoTree {
 
-// Reads the raw bytes of a Potree 2.0 store.
+// Reads the raw bytes of a Potree 2.0 store, on disk or on a web server. The paths name the
+// store's files for messages (a URL's as given).
 class FileLoader {
 public:
     explicit FileLoader(const Octree::Location& location);
+
+    // metadata.json, parsed. Throws std::runtime_error naming it when it is missing or malformed.
+    Metadata loadMetadata() const;
 
     const std::filesystem::path& metadataPath() const { return m_metadataPath; }
     const std::filesystem::path& hierarchyPath() const { return m_hierarchyPath; }
@@ -29,6 +36,7 @@ public:
     std::future<std::string> fetchOctreeChunk(std::uint64_t offset, std::uint64_t size, std::stop_token stop) const;
 
 private:
+    std::shared_ptr<Octree::StoreReader> m_reader;
     std::filesystem::path m_metadataPath;
     std::filesystem::path m_hierarchyPath;
     std::filesystem::path m_octreePath;

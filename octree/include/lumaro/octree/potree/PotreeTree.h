@@ -48,7 +48,8 @@ public:
                                                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
 
 private:
-    PotreeTree(const ::Octree::Location& location, double unitScale, Metadata metadata);
+    PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader);
+    PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader, Metadata metadata);
 
     // The node with its own hierarchy chunk read (proxies on the way are expanded, reading their
     // chunks without holding m_hierarchyMutex); nullptr when the tree has no such node. Expanded

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <lumaro/octree/StoreReader.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Octree {
+
+// How an HttpStoreReader treats a server. The defaults suit stores on the internet.
+struct HttpPolicy {
+    // Attempts of a request that failed for a reason that may pass (a timeout, a dropped
+    // connection, a 5xx or 429 answer); the waits between them double from firstRetryDelay.
+    int attempts = 4;
+    std::chrono::milliseconds firstRetryDelay{100};
+    std::chrono::seconds connectTimeout{10};
+    // A transfer slower than one byte a second for this long has timed out.
+    std::chrono::seconds stallTimeout{30};
+};
+
+// A store on a web server, read with HTTP(S) range requests through libcurl. Connections are kept
+// and reused (a pool of them, so several threads read at once); a request stops within about
+// 50 ms of its stop token being signalled. A 404 or 403, an answer that is not the range asked
+// for, and a server that ignores Range and starts sending a whole file fail at once with a message
+// that names the URL; a timeout, a dropped connection or a 5xx answer is retried with back-off
+// before it fails the same way. Certificates are checked against the system's store; the variable
+// CURL_CA_BUNDLE names another bundle (a test's own certificate authority, say).
+class HttpStoreReader final : public StoreReader {
+public:
+    explicit HttpStoreReader(std::string baseUrl, HttpPolicy policy = {});
+    ~HttpStoreReader() override;
+    HttpStoreReader(const HttpStoreReader&) = delete;
+    HttpStoreReader& operator=(const HttpStoreReader&) = delete;
+
+    std::string read(std::string_view name, std::stop_token stop) const override;
+    std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size, std::stop_token stop) const override;
+    std::uint64_t size(std::string_view name, std::stop_token stop) const override;
+    bool exists(std::string_view name) const override;
+    std::string describe(std::string_view name) const override;
+
+    // Body bytes received so far, over all requests (for measurements).
+    std::uint64_t bytesReceived() const { return m_bytesReceived.load(std::memory_order_relaxed); }
+
+    struct Connection;
+    struct Request;
+
+private:
+    std::string perform(const Request& request, std::stop_token stop) const;
+
+    std::unique_ptr<Connection> takeConnection() const;
+    void returnConnection(std::unique_ptr<Connection> connection) const;
+
+    std::string m_baseUrl;
+    HttpPolicy m_policy;
+    mutable std::mutex m_poolMutex;
+    mutable std::vector<std::unique_ptr<Connection>> m_idle;
+    mutable std::atomic<std::uint64_t> m_bytesReceived{0};
+};
+
+} // namespace Octree

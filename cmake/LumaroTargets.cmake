@@ -38,12 +38,12 @@ function(lumaro_library)
     target_link_libraries(${arg_NAME} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS} lumaro_build_settings)
 endfunction()
 
-# lumaro_test(NAME <target> SOURCES ... DEPENDS ... [ENVIRONMENT VAR=value ...])
+# lumaro_test(NAME <target> SOURCES ... DEPENDS ... [ENVIRONMENT VAR=value] [FIXTURES NAME])
 # A GoogleTest program; its tests are listed when ctest runs (under Wine for the Windows build,
 # where listing them at build time would start Wine inside the build). ENVIRONMENT is set for
-# every test of the program.
+# every test of the program; FIXTURES names a CTest fixture that every test of it needs.
 function(lumaro_test)
-    cmake_parse_arguments(arg "" "NAME" "SOURCES;DEPENDS;ENVIRONMENT" ${ARGN})
+    cmake_parse_arguments(arg "" "NAME;FIXTURES" "SOURCES;DEPENDS;ENVIRONMENT" ${ARGN})
     if(NOT LUMARO_BUILD_TESTS OR NOT arg_SOURCES)
         return()
     endif()
@@ -52,7 +52,13 @@ function(lumaro_test)
     target_compile_definitions(${arg_NAME} PRIVATE LUMARO_TEST_DATA_DIR="${LUMARO_TEST_DATA_DIR}")
     set(properties)
     if(arg_ENVIRONMENT)
-        set(properties PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
+        list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
+    endif()
+    if(arg_FIXTURES)
+        list(APPEND properties FIXTURES_REQUIRED "${arg_FIXTURES}")
+    endif()
+    if(properties)
+        list(PREPEND properties PROPERTIES)
     endif()
     gtest_discover_tests(${arg_NAME} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
         WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}" ${properties})

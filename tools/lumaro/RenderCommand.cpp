@@ -2,7 +2,7 @@
 #include "StoreScene.h"
 
 #include <lumaro/graphics/ColorImage.h>
-#include <lumaro/octree/potree/FileSystemLocation.h>
+#include <lumaro/octree/Location.h>
 #include <lumaro/render/renderables/Thumbnail.h>
 
 #include <algorithm>
@@ -100,18 +100,19 @@ nlohmann::json pickInStores(const PickOptions& options)
 
 std::filesystem::path makeThumbnail(const ThumbnailOptions& options)
 {
-    if (!PoTree::FileSystemLocation(options.store).exists())
+    const Octree::Location location = Octree::locationOf(options.store);
+    if (!location.exists())
         throw std::runtime_error("no point-cloud store in " + options.store);
-    if (options.output) {
-        Render::createThumbnail(PoTree::FileSystemLocation(options.store), *options.output, options.width, options.height,
-                                options.background, options.maxLevel);
-        return *options.output;
+    if (options.output || location.isUrl()) { // a remote store's thumbnail goes to the current folder
+        const std::filesystem::path output = options.output.value_or("thumbnail.png");
+        Render::createThumbnail(location, output, options.width, options.height, options.background, options.maxLevel);
+        return output;
     }
     const std::filesystem::path store(options.store);
     if (std::filesystem::is_regular_file(store)) { // a COPC file: the thumbnail goes beside it
         std::filesystem::path output = store;
         output.replace_extension(".png");
-        Render::createThumbnail(PoTree::FileSystemLocation(store), output, options.width, options.height,
+        Render::createThumbnail(location, output, options.width, options.height,
                                 options.background, options.maxLevel);
         return output;
     }

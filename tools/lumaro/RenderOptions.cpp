@@ -152,7 +152,7 @@ Render::RenderMode renderModeOf(ColoringKind coloring)
 
 SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : mOptions(options)
 {
-    command.add_option("STORE", options.stores, "Potree 2.0 or Entwine store folders or COPC files; several are placed by "
+    command.add_option("STORE", options.stores, "Potree 2.0 or Entwine store folders or COPC files, on disk or as http(s):// URLs; several are placed by "
                                                 "their reference positions relative to the first")
         ->required();
     command.add_option("--size", mSize, "Size of each picture, WIDTHxHEIGHT (default 1280x720)");
@@ -277,7 +277,7 @@ CommandLine::CommandLine(CLI::App& app)
     pick->add_option("--plane", mPlane,
                      "Also fit a plane to the points around the pixel, with inliers this near to it (store units)");
 
-    thumbnail->add_option("STORE", thumbnailOptions.store, "Potree 2.0 or Entwine store folder, or COPC file")->required();
+    thumbnail->add_option("STORE", thumbnailOptions.store, "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")->required();
     thumbnail->add_option("--output,-o", thumbnailOptions.output,
                           "The PNG file to write (default: thumbnail.png in the store's folder; beside a COPC file, its name ending in .png)");
     thumbnail->add_option("--size", mThumbnailSize, "WIDTHxHEIGHT (default 512x512)");

@@ -3,7 +3,7 @@
 #include "ErrorText.h"
 
 #include <lumaro/graphics/ImagePanoramaLoader.h>
-#include <lumaro/octree/potree/FileSystemLocation.h>
+#include <lumaro/octree/Location.h>
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
@@ -72,7 +72,7 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
     const auto group = Render::GroupRenderable::create("stores");
     for (const std::string& store : options.stores) {
         auto cloud = Render::PointCloudRenderable::create(
-            PoTree::FileSystemLocation(store), std::filesystem::path(store).filename().string(), options.budget, 1.0);
+            Octree::locationOf(store), std::filesystem::path(store).filename().string(), options.budget, 1.0);
         cloud->setOctreeNodePriorityThreshold(options.minNodeSize);
         if (options.maxPointSize)
             cloud->setMaxPointSize(*options.maxPointSize);

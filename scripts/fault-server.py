@@ -11,6 +11,9 @@ injects the faults a remote store meets. The first segments of a path choose the
   /wrong-range/PATH              206 with a Content-Range one byte off
   /slow/PATH                     the body at one byte every 100 ms
 
+  /stats                         {"most_delayed_at_once": N}: the most /delay requests in progress
+                                 at one time since the start or the last /stats/reset
+
 Counts are per fault and path, so every test that uses its own prefix sees its own faults.
 """
 import argparse
@@ -24,6 +27,7 @@ import time
 
 seen = collections.Counter()
 seen_lock = threading.Lock()
+delayed = {"now": 0, "most": 0}
 
 
 def count(key):
@@ -48,6 +52,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def answer(self, head):
         parts = self.path.lstrip("/").split("/")
         fault = parts[0]
+        if fault == "stats":
+            with seen_lock:
+                if parts[1:] == ["reset"]:
+                    delayed["most"] = 0
+                return self.plain(200, '{"most_delayed_at_once": %d}' % delayed["most"])
         args = []
         arity = {"ok": 0, "delay": 1, "status": 2, "drop": 1, "ignore-range": 0, "truncate": 0,
                  "wrong-range": 0, "slow": 0}
@@ -57,7 +66,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
         path = os.path.join(self.root, *rest)
         key = (fault, tuple(args), "/".join(rest))
         if fault == "delay":
+            with seen_lock:
+                delayed["now"] += 1
+                delayed["most"] = max(delayed["most"], delayed["now"])
             time.sleep(int(args[0]) / 1000.0)
+            with seen_lock:
+                delayed["now"] -= 1
         if fault == "status" and count(key) <= int(args[1]):
             return self.plain(int(args[0]), "injected")
         if fault == "drop" and count(key) <= int(args[0]):

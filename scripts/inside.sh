@@ -169,7 +169,12 @@ case "$command" in
         # The device-independent benchmarks natively, then those that need a device under Wine. A
         # filter that matches nothing in one of the two programs is no error.
         configure_and_build native-release lumaro_bench || exit 1
-        "$(build_dir_of native-release)/bin/lumaro_bench" ${1:+--benchmark_filter="$1"} || [ -n "${1:-}" ] || exit 1
+        # The remote-store benchmarks read the test data from a web server of their own.
+        web_state="$(build_dir_of native-release)/web-server"
+        "$repo/scripts/web-server.sh" start "$web_state" "$repo/testdata" || exit 1
+        LUMARO_WEB_SERVER="$web_state/server.json" "$(build_dir_of native-release)/bin/lumaro_bench" \
+            ${1:+--benchmark_filter="$1"} || { "$repo/scripts/web-server.sh" stop "$web_state"; [ -n "${1:-}" ] || exit 1; }
+        "$repo/scripts/web-server.sh" stop "$web_state"
         configure_and_build mingw lumaro_gpu_bench || exit 1
         with_wine wine "$(build_dir_of mingw)/bin/lumaro_gpu_bench.exe" ${1:+--benchmark_filter="$1"} \
             || [ -n "${1:-}" ] || exit 1 ;;

@@ -64,6 +64,18 @@ cmake -S deflate-src -B deflate-build -G Ninja \
 cmake --build deflate-build >/dev/null
 cmake --install deflate-build >/dev/null
 
+# libcurl, the version of the native build's libcurl4-openssl-dev, with Windows' own TLS
+# (Schannel) and nothing else: HTTP(S) transfers of stores.
+upstream_source curl "$(dpkg-query -W -f='${source:Upstream-Version}' libcurl4-openssl-dev)" curl-src
+cmake -S curl-src -B curl-build -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_INSTALL_PREFIX="$prefix" -DBUILD_SHARED_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DBUILD_CURL_EXE=OFF \
+    -DBUILD_TESTING=OFF -DBUILD_LIBCURL_DOCS=OFF -DBUILD_MISC_DOCS=OFF -DENABLE_CURL_MANUAL=OFF \
+    -DCURL_USE_SCHANNEL=ON -DCURL_USE_OPENSSL=OFF -DCURL_USE_LIBPSL=OFF -DCURL_USE_LIBSSH2=OFF -DUSE_LIBIDN2=OFF \
+    -DUSE_NGHTTP2=OFF -DCURL_ZLIB=OFF -DCURL_BROTLI=OFF -DCURL_ZSTD=OFF -DHTTP_ONLY=ON >/dev/null
+cmake --build curl-build >/dev/null
+cmake --install curl-build >/dev/null
+
 # LASzip 3.5.0 from trixie.
 upstream_source laszip 3.5.0 laszip-src
 # Only the library that implements the C API; its dynamic-loading shim (laszip_api) is not needed.

@@ -25,6 +25,8 @@ void useCurl()
     static const CurlLibrary library;
 }
 
+std::atomic<std::uint64_t> receivedByAllReaders{0};
+
 // A failure that another attempt will not cure.
 struct PermanentFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -118,6 +120,7 @@ std::size_t onBody(char* data, std::size_t size, std::size_t count, void* user)
     }
     transfer->body.append(data, bytes);
     transfer->received->fetch_add(bytes, std::memory_order_relaxed);
+    receivedByAllReaders.fetch_add(bytes, std::memory_order_relaxed);
     return bytes;
 }
 
@@ -300,6 +303,11 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
                                                                 + std::to_string(request.range->first + request.range->second - 1) + ")"
                                                           : "")
                              + ": " + lastProblem + " (after " + std::to_string(m_policy.attempts) + " attempts)");
+}
+
+std::uint64_t bytesReceivedOverHttp()
+{
+    return receivedByAllReaders.load(std::memory_order_relaxed);
 }
 
 std::string HttpStoreReader::read(std::string_view name, std::stop_token stop) const

@@ -13,6 +13,7 @@
 
 #include "LocationPalette.h"
 #include "MeshDistances.h"
+#include "NodePrefetcher.h"
 #include "NodeRating.h"
 #include "PointCloudConstants.h"
 #include "PointCloudDrawer.h"
@@ -20,7 +21,7 @@
 
 #include <algorithm>
 #include <map>
-#include <queue>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -35,6 +36,8 @@ namespace Render {
 namespace {
 
 constexpr std::size_t vertexCacheCapacity = 30000000;
+// Node requests a walk keeps in flight for a store on a web server.
+constexpr std::size_t remoteNodesInFlight = 8;
 constexpr std::size_t vertexCacheExpectedEntries = 4000;
 constexpr std::size_t meshDistanceCacheCapacity = 1000;
 constexpr std::size_t queryCacheCapacity = 2000000;
@@ -264,8 +267,23 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
         NodePriority priority;
     };
     const auto lessImportant = [](const Pending& a, const Pending& b) { return a.priority < b.priority; };
-    std::priority_queue<Pending, std::vector<Pending>, decltype(lessImportant)> heap(lessImportant);
-    heap.push({Octree::OctreeNodeId::root(), NodePriority::keep()});
+    // A max-heap in a vector, so that the prefetcher can look beyond its top.
+    std::vector<Pending> heap{{Octree::OctreeNodeId::root(), NodePriority::keep()}};
+    // A store far away is read several nodes at once: the best pending ones are fetched ahead.
+    std::optional<NodePrefetcher> prefetcher;
+    if (mOctree->location().isUrl())
+        prefetcher.emplace(static_cast<NodeVertexSource&>(*this), remoteNodesInFlight, stop);
+    const auto prefetchBest = [&] {
+        while (prefetcher && prefetcher->hasRoom()) {
+            const Pending* best = nullptr;
+            for (const Pending& pending : heap)
+                if (!prefetcher->wasRequested(pending.node) && (!best || lessImportant(*best, pending)))
+                    best = &pending;
+            if (!best)
+                return;
+            prefetcher->request(best->node);
+        }
+    };
     auto lastPublication = std::chrono::steady_clock::now();
     bool changed = redrawn;
     // A damaged part of the store costs only that part: the walk goes on, and the first error is
@@ -282,8 +300,12 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
             lastPublication = std::chrono::steady_clock::now();
             changed = false;
         }
-        const Pending next = heap.top();
-        heap.pop();
+        std::pop_heap(heap.begin(), heap.end(), lessImportant);
+        const Pending next = heap.back();
+        heap.pop_back();
+        prefetchBest();
+        if (prefetcher)
+            prefetcher->await(next.node);
 
         bool descend = false;
         try {
@@ -315,8 +337,10 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
                 if (mOctree->nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
                     continue;
                 const NodePriority priority = rating.rate(level + 1, mOctree->boundingCube(child));
-                if (priority > NodePriority::discard())
-                    heap.push({child, priority});
+                if (priority > NodePriority::discard()) {
+                    heap.push_back({child, priority});
+                    std::push_heap(heap.begin(), heap.end(), lessImportant);
+                }
             }
         } catch (const Octree::OperationCancelled&) {
             return;

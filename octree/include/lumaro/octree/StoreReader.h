@@ -36,4 +36,7 @@ public:
     virtual std::string describe(std::string_view name) const = 0;
 };
 
+// Body bytes received over HTTP(S) by every store reader of the process so far (for measurements).
+std::uint64_t bytesReceivedOverHttp();
+
 } // namespace Octree

@@ -1,6 +1,7 @@
 // The COPC file of the test data against the facts an independent reader recorded for it and
 // against the uncompressed LAS file of the same points beside it.
 #include <lumaro/octree/copc/CopcTree.h>
+#include <lumaro/octree/entwine/Key.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <lumaro/core/ReadLocalFile.h>
@@ -25,12 +26,7 @@ nlohmann::json facts()
     return nlohmann::json::parse(Core::readLocalFile(TestSupport::testStore("copc/1.2-with-color.facts.json")));
 }
 
-OctreeNodeId idOf(const std::string& key)
-{
-    unsigned depth = 0, x = 0, y = 0, z = 0;
-    EXPECT_EQ(std::sscanf(key.c_str(), "%u-%u-%u-%u", &depth, &x, &y, &z), 4);
-    return OctreeNodeId::fromGridPosition(depth, x, y, z);
-}
+OctreeNodeId idOf(const std::string& key) { return Entwine::Key::parse(key).nodeId(); }
 
 std::shared_ptr<CopcTree> openFile()
 {

@@ -2,6 +2,7 @@
 // 6 and 8, extra bytes, 16-bit colours, child hierarchy pages, nodes without points, chunk size 0.
 #include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/copc/CopcTree.h>
+#include <lumaro/octree/entwine/Key.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <lumaro/testsupport/CopcFileWriter.h>
@@ -22,12 +23,7 @@ using TestSupport::CopcPoint;
 
 constexpr double SCALE = 0.01;
 
-OctreeNodeId idOf(const std::string& key)
-{
-    unsigned depth = 0, x = 0, y = 0, z = 0;
-    EXPECT_EQ(std::sscanf(key.c_str(), "%u-%u-%u-%u", &depth, &x, &y, &z), 4);
-    return OctreeNodeId::fromGridPosition(depth, x, y, z);
-}
+OctreeNodeId idOf(const std::string& key) { return Entwine::Key::parse(key).nodeId(); }
 
 // `count` points spread inside the node's cell of a root cube [0, 16]^3, with distinct values in
 // every field. `wide` colours use the 16-bit range.

@@ -33,16 +33,17 @@ std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {poi
 std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
 {
     if (location.isUrl()) {
-        // A URL names a COPC file by its extension; a folder by the metadata file found in it.
-        if (location.url().ends_with(".laz")) {
-            return std::make_shared<Copc::CopcTree>(location, unitScale);
-        }
+        // A URL names a COPC file by its extension; a folder by the metadata file found in it. The
+        // reader that looked is the store's reader, with its open connections.
         const std::shared_ptr<StoreReader> reader = StoreReader::open(location);
+        if (location.url().ends_with(".laz")) {
+            return std::make_shared<Copc::CopcTree>(location, unitScale, reader);
+        }
         if (reader->exists("metadata.json")) {
-            return std::make_shared<PoTree::PotreeTree>(location, unitScale);
+            return std::make_shared<PoTree::PotreeTree>(location, unitScale, reader);
         }
         if (reader->exists("ept.json")) {
-            return openEntwineTree(location, unitScale);
+            return openEntwineTree(location, unitScale, reader);
         }
         throw std::runtime_error("no point cloud store at " + location.toString()
                                  + " (neither metadata.json nor ept.json is there)");
@@ -55,7 +56,7 @@ std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
         return std::make_shared<PoTree::PotreeTree>(location, unitScale);
     }
     if (std::filesystem::is_regular_file(location.file("ept.json"), error)) {
-        return openEntwineTree(location, unitScale);
+        return openEntwineTree(location, unitScale, StoreReader::open(location));
     }
     if (!std::filesystem::is_directory(location.path(), error)) {
         throw std::runtime_error("point cloud store not found: " + location.toString());

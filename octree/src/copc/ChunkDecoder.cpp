@@ -2,6 +2,7 @@
 
 #include <lumaro/octree/entwine/LaszipDecoder.h>
 
+#include "LasFields.h"
 #include "LoadUnaligned.h"
 
 #include <cstring>
@@ -35,8 +36,8 @@ std::string variableLengthRecord(const char* user, std::uint16_t id, std::string
 // for RGB and NIR, then one per extra byte.
 std::size_t layerCount(const FileHead& head)
 {
-    const std::size_t core = head.pointFormat == 6 ? 30 : head.pointFormat == 7 ? 36 : 38;
-    return 9 + (head.pointFormat == 7 ? 1 : head.pointFormat == 8 ? 2 : 0) + (head.recordLength - core);
+    return 9 + (head.pointFormat == 7 ? 1 : head.pointFormat == 8 ? 2 : 0)
+         + (head.recordLength - Octree::corePointLength(head.pointFormat));
 }
 
 void checkFraming(const FileHead& head, std::string_view chunk, std::uint32_t pointCount, const std::string& source)

@@ -1,6 +1,7 @@
 #include <lumaro/octree/copc/FileHead.h>
 
 #include "FileErrors.h"
+#include "LasFields.h"
 #include "LoadUnaligned.h"
 
 #include <algorithm>
@@ -21,17 +22,10 @@ constexpr std::uint16_t LAYERED_CHUNKS = 3;
 
 enum LaszipItem : std::uint16_t { Point14 = 10, Rgb14 = 11, RgbNir14 = 12, Byte14 = 14 };
 
-std::string fixedText(const char* text, std::size_t size)
-{
-    return std::string(text, static_cast<std::size_t>(std::find(text, text + size, '\0') - text));
-}
-
 std::array<double, 3> threeDoubles(const char* bytes)
 {
     return {loadUnaligned<double>(bytes), loadUnaligned<double>(bytes + 8), loadUnaligned<double>(bytes + 16)};
 }
-
-std::size_t minimumRecordLength(unsigned format) { return format == 6 ? 30 : format == 7 ? 36 : 38; }
 
 // The LASzip record must describe the layered chunks of exactly the header's point layout, or a
 // chunk would be decoded with the wrong fields.
@@ -105,7 +99,7 @@ FileHead FileHead::parse(std::string_view bytes, std::uint64_t fileSize, const s
     if (head.pointFormat < 6 || head.pointFormat > 8) {
         errors.fail("holds points of format " + std::to_string(head.pointFormat) + "; COPC files hold formats 6, 7 or 8");
     }
-    if (head.recordLength < minimumRecordLength(head.pointFormat)) {
+    if (head.recordLength < Octree::corePointLength(head.pointFormat)) {
         errors.fail("has " + std::to_string(head.recordLength) + "-byte records, too short for point format "
                     + std::to_string(head.pointFormat));
     }
@@ -131,7 +125,7 @@ FileHead FileHead::parse(std::string_view bytes, std::uint64_t fileSize, const s
             errors.fail("record " + std::to_string(r) + " of " + std::to_string(records) + " starts at byte "
                         + std::to_string(at) + ", past the start of the point data (" + std::to_string(needed) + ")");
         }
-        const std::string user = fixedText(data + at + 2, 16);
+        const std::string user(Octree::fixedLasText(data + at + 2, 16));
         const auto id = loadUnaligned<std::uint16_t>(data + at + 18);
         const auto length = loadUnaligned<std::uint16_t>(data + at + 20);
         if (at + VLR_HEADER_SIZE + length > needed) {

@@ -3,6 +3,7 @@
 #include <lumaro/octree/OperationCancelled.h>
 
 #include "ColumnReader.h"
+#include "LasFields.h"
 #include "MemoryStreamBuffer.h"
 
 // LASzip's header declares its stream functions with unqualified std names after a
@@ -95,12 +96,6 @@ private:
     bool m_open = false;
 };
 
-// A fixed-size LAS text field, which is zero-padded but need not end with a zero.
-std::string_view fixedText(const char* text, std::size_t size)
-{
-    return std::string_view(text, static_cast<std::size_t>(std::find(text, text + size, '\0') - text));
-}
-
 bool formatHasRgb(unsigned format)
 {
     return format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
@@ -134,7 +129,7 @@ std::vector<Dimension> extraBytesDimensions(std::string_view record)
         if (type <= 10) {
             const char* name = reinterpret_cast<const char*>(entry + 4);
             Dimension dimension;
-            dimension.name = fixedText(name, 32);
+            dimension.name = Octree::fixedLasText(name, 32);
             dimension.size = size;
             dimension.type = type >= 9 ? DimensionType::Float
                                        : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
@@ -160,7 +155,7 @@ std::string_view extraBytesRecordOf(const laszip_header& header)
 {
     for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
         const laszip_vlr& vlr = header.vlrs[v];
-        if (fixedText(vlr.user_id, sizeof(vlr.user_id)) == "LASF_Spec" && vlr.record_id == EXTRA_BYTES_RECORD_ID
+        if (Octree::fixedLasText(vlr.user_id, sizeof(vlr.user_id)) == "LASF_Spec" && vlr.record_id == EXTRA_BYTES_RECORD_ID
             && vlr.data) {
             return {reinterpret_cast<const char*>(vlr.data), vlr.record_length_after_header};
         }

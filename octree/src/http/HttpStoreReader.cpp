@@ -197,6 +197,12 @@ void HttpStoreReader::returnConnection(std::unique_ptr<Connection> connection) c
 
 std::string HttpStoreReader::perform(const Request& request, std::stop_token stop) const
 {
+    std::string range;
+    if (request.range) {
+        range = std::to_string(request.range->first) + "-" + std::to_string(request.range->first + request.range->second - 1);
+    }
+    // What failure messages lead with: the URL, and the bytes asked for.
+    const std::string what = request.url + (request.range ? " (bytes " + range + ")" : "");
     std::chrono::milliseconds delay = m_policy.firstRetryDelay;
     std::string lastProblem;
     for (int attempt = 1; attempt <= m_policy.attempts; ++attempt) {
@@ -223,9 +229,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
         if (const char* bundle = std::getenv("CURL_CA_BUNDLE"); bundle && *bundle) {
             curl_easy_setopt(easy, CURLOPT_CAINFO, bundle);
         }
-        std::string range;
         if (request.range) {
-            range = std::to_string(request.range->first) + "-" + std::to_string(request.range->first + request.range->second - 1);
             curl_easy_setopt(easy, CURLOPT_RANGE, range.c_str());
         }
         if (request.headOnly) {
@@ -286,7 +290,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
             }
             return std::move(transfer.body);
         } catch (const PermanentFailure& failure) {
-            throw std::runtime_error(request.url + (request.range ? " (bytes " + range + ")" : "") + ": " + failure.what());
+            throw std::runtime_error(what + ": " + failure.what());
         } catch (const PassingFailure& failure) {
             lastProblem = failure.what();
         }
@@ -299,10 +303,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
             delay *= 2;
         }
     }
-    throw std::runtime_error(request.url + (request.range ? " (bytes " + std::to_string(request.range->first) + "-"
-                                                                + std::to_string(request.range->first + request.range->second - 1) + ")"
-                                                          : "")
-                             + ": " + lastProblem + " (after " + std::to_string(m_policy.attempts) + " attempts)");
+    throw std::runtime_error(what + ": " + lastProblem + " (after " + std::to_string(m_policy.attempts) + " attempts)");
 }
 
 std::uint64_t bytesReceivedOverHttp()

@@ -4,8 +4,10 @@
 
 namespace PoTree {
 
-FileLoader::FileLoader(const Octree::Location& location)
-    : m_reader(Octree::StoreReader::open(location)),
+FileLoader::FileLoader(const Octree::Location& location) : FileLoader(Octree::StoreReader::open(location)) {}
+
+FileLoader::FileLoader(std::shared_ptr<Octree::StoreReader> reader)
+    : m_reader(std::move(reader)),
       m_metadataPath(m_reader->describe("metadata.json")),
       m_hierarchyPath(m_reader->describe("hierarchy.bin")),
       m_octreePath(m_reader->describe("octree.bin"))

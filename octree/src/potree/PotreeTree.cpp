@@ -53,6 +53,11 @@ PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale)
 {
 }
 
+PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader)
+    : PotreeTree(location, unitScale, FileLoader(std::move(reader)))
+{
+}
+
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader)
     : PotreeTree(location, unitScale, loader, loader.loadMetadata())
 {

@@ -18,7 +18,7 @@ bool NodePrefetcher::hasRoom()
 
 void NodePrefetcher::request(Octree::OctreeNodeId node)
 {
-    if (!m_requested.emplace(node, true).second) {
+    if (!m_requested.insert(node).second) {
         return;
     }
     m_inFlight.emplace(node, std::async(std::launch::async, [this, node] {

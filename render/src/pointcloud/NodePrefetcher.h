@@ -7,6 +7,7 @@
 #include <future>
 #include <stop_token>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace Render {
 
@@ -38,7 +39,7 @@ private:
     std::size_t m_maxInFlight;
     std::stop_token m_stop;
     std::unordered_map<Octree::OctreeNodeId, std::future<void>> m_inFlight;
-    std::unordered_map<Octree::OctreeNodeId, bool> m_requested;
+    std::unordered_set<Octree::OctreeNodeId> m_requested;
 };
 
 } // namespace Render

@@ -28,6 +28,8 @@ public:
     // `location` names the .copc.laz file. Throws std::runtime_error naming the file and the
     // problem when it is missing, not LAS 1.4, not COPC, or its root page is malformed.
     explicit CopcTree(const ::Octree::Location& location, double unitScale = 1.0);
+    // The same, reading through `reader` (one that Octree::open made already).
+    CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
     // The file's path or URL, as messages name it.
     const std::string& source() const { return m_source; }
@@ -66,7 +68,6 @@ public:
     bool colorsAre16Bit() const;
 
 private:
-    CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
     CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
              std::uint64_t fileSize);
     CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,

@@ -32,6 +32,8 @@ public:
     // Reads ept.json and the root hierarchy file; throws std::runtime_error naming the file when
     // either is missing or malformed.
     explicit EntwineTree(const ::Octree::Location& location, double unitScale = 1.0);
+    // The same, reading through `reader` (one that Octree::open made already).
+    EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
     const Metadata& metadata() const { return m_metadata; }
 
@@ -72,7 +74,6 @@ public:
     bool colorsAre16Bit() const;
 
 private:
-    EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
     EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
                 Metadata metadata);
     std::string dataName(const Key& key) const;

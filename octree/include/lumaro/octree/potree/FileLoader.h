@@ -18,6 +18,7 @@ namespace PoTree {
 class FileLoader {
 public:
     explicit FileLoader(const Octree::Location& location);
+    explicit FileLoader(std::shared_ptr<Octree::StoreReader> reader);
 
     // metadata.json, parsed. Throws std::runtime_error naming it when it is missing or malformed.
     Metadata loadMetadata() const;

@@ -22,6 +22,8 @@ public:
     // Reads metadata.json and the first hierarchy chunk; throws std::runtime_error naming the
     // file when either is missing or malformed.
     explicit PotreeTree(const ::Octree::Location& location, double unitScale = 1.0);
+    // The same, reading through `reader` (one that Octree::open made already).
+    PotreeTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
     const Metadata& metadata() const { return m_metadata; }
     const FileLoader& loader() const { return m_loader; }

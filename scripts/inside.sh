@@ -178,5 +178,13 @@ case "$command" in
         configure_and_build mingw lumaro_gpu_bench || exit 1
         with_wine wine "$(build_dir_of mingw)/bin/lumaro_gpu_bench.exe" ${1:+--benchmark_filter="$1"} \
             || [ -n "${1:-}" ] || exit 1 ;;
+    mutants)
+        # Deliberate faults, one at a time, against the tests that must catch them; Windows faults
+        # run their tests under Wine.
+        if grep -q 'check: mingw' "$repo/scripts/mutants.txt"; then
+            with_wine python3 "$repo/scripts/mutants.py" "$@"
+        else
+            python3 "$repo/scripts/mutants.py" "$@"
+        fi ;;
     *) echo "dev: unknown command '$command'" >&2; exit 2 ;;
 esac

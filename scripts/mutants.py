@@ -7,7 +7,7 @@ Each fault in scripts/mutants.txt is a block:
     file: path/in/repository
     from: text that occurs exactly once in the file
     to: what it becomes
-    check: PRESET TARGET [TARGET...]
+    check: BUILD-FOLDER TARGET [TARGET...]   (native, native-tsan or mingw)
 
 A fault is caught when the build fails or when a test of the named test programs fails. The file is restored
 after each fault, whatever happens. Run through `./dev mutants [FILTER]` (a regex on the titles).
@@ -45,6 +45,8 @@ def run(mutant, prefix):
     preset, *targets = mutant["check"].split()
     labels = "^(" + "|".join(targets) + ")$"
     build = repo / "build" / f"{prefix}{preset}"
+    if not (build / "CMakeCache.txt").exists():
+        return f"NOT RUN ({build} is not configured)"
     try:
         source.write_text(original.replace(mutant["from"], mutant["to"]))
         built = subprocess.run(["cmake", "--build", str(build), "--target", *targets],

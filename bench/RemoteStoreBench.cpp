@@ -6,16 +6,15 @@
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
+#include <lumaro/testsupport/TestStores.h>
+
 #include <benchmark/benchmark.h>
-#include <nlohmann/json.hpp>
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -34,13 +33,11 @@ std::optional<Octree::Location> locationOf(Where where)
     if (where == OnDisk) {
         return PoTree::FileSystemLocation(std::string(LUMARO_TEST_DATA_DIR) + "/" + STORE);
     }
-    const char* file = std::getenv("LUMARO_WEB_SERVER");
-    if (!file) {
+    const auto servers = TestSupport::webServers();
+    if (!servers) {
         return std::nullopt;
     }
-    const nlohmann::json server = nlohmann::json::parse(Core::readLocalFile(file));
-    const std::string base = where == OverHttp ? server["http"].get<std::string>()
-                                               : server["faults"].get<std::string>() + "/delay/20";
+    const std::string base = where == OverHttp ? servers->http : servers->faults + "/delay/20";
     return Octree::WebLocation(base + "/" + STORE);
 }
 

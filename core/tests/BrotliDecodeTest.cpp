@@ -8,10 +8,6 @@
 #include <string>
 #include <vector>
 
-#ifdef LUMARO_HAVE_BROTLI_ENCODER
-#include <brotli/encode.h>
-#endif
-
 namespace {
 
 using namespace std::string_literals;
@@ -95,75 +91,5 @@ TEST(BrotliDecodeTest, TheDecodedSizeIsChecked)
     EXPECT_TRUE(contains(exactFailureOf(helloStream, 6), "decompresses to 5 bytes, expected 6"))
         << exactFailureOf(helloStream, 6);
 }
-
-#ifdef LUMARO_HAVE_BROTLI_ENCODER
-
-std::string compress(const std::string& data, int quality = 9)
-{
-    std::string compressed(BrotliEncoderMaxCompressedSize(data.size()), '\0');
-    std::size_t size = compressed.size();
-    const bool ok = BrotliEncoderCompress(quality, BROTLI_DEFAULT_WINDOW, BROTLI_MODE_GENERIC, data.size(),
-                                          reinterpret_cast<const std::uint8_t*>(data.data()), &size,
-                                          reinterpret_cast<std::uint8_t*>(compressed.data()));
-    if (!ok)
-        throw std::runtime_error("test encoder failed");
-    compressed.resize(size);
-    return compressed;
-}
-
-// Something like node data: repeating records with slowly changing fields and some noise.
-std::string recordLikeData(std::size_t records)
-{
-    std::string data;
-    std::uint32_t noise = 12345;
-    for (std::size_t i = 0; i < records; ++i) {
-        noise = noise * 1103515245u + 12345u;
-        const std::int32_t fields[4] = {static_cast<std::int32_t>(i * 3), static_cast<std::int32_t>(i / 7),
-                                        static_cast<std::int32_t>(noise >> 16), 42};
-        data.append(reinterpret_cast<const char*>(fields), sizeof(fields));
-    }
-    return data;
-}
-
-TEST(BrotliDecodeTest, RoundTripsEncoderOutput)
-{
-    for (const auto& data : {std::string(), std::string("a"), recordLikeData(50000), std::string(5'000'000, '\0')}) {
-        const auto compressed = compress(data);
-        const auto decoded = Core::brotliDecode(compressed);
-        ASSERT_EQ(decoded.size(), data.size());
-        EXPECT_TRUE(decoded == data);
-
-        auto exact = bytesOf(data.size());
-        Core::brotliDecodeExact(compressed, exact);
-        EXPECT_TRUE(textOf(exact) == data);
-
-        EXPECT_EQ(Core::brotliDecode(compressed, data.size()).size(), data.size()) << "a limit equal to the size";
-        if (!data.empty())
-            EXPECT_THROW(Core::brotliDecode(compressed, data.size() - 1), std::runtime_error);
-    }
-}
-
-// Damaged chunks of a store must end in an exception or in some output, never in a crash (the
-// sanitizers watch the decoder's reads and writes here).
-TEST(BrotliDecodeTest, DamagedEncoderOutputNeverCrashes)
-{
-    const auto data = recordLikeData(2000);
-    const auto compressed = compress(data);
-    std::size_t detected = 0;
-    for (std::size_t position = 0; position < compressed.size(); position += 3) {
-        auto damaged = compressed;
-        damaged[position] = static_cast<char>(damaged[position] ^ 0x5a);
-        try {
-            if (Core::brotliDecode(damaged, data.size() * 2) != data)
-                ++detected;
-        } catch (const std::runtime_error&) {
-            ++detected;
-        }
-    }
-    EXPECT_GT(detected, compressed.size() / 6) << "most damage must be noticed";
-    EXPECT_THROW(Core::brotliDecode(compressed.substr(0, compressed.size() / 2)), std::runtime_error);
-}
-
-#endif
 
 } // namespace

@@ -10,36 +10,6 @@
 
 namespace {
 
-// Each test numbers its own class, so every counter starts at 0 whatever ran before.
-struct Renderer : Core::InstanceId<Renderer> {};
-struct Renderable : Core::InstanceId<Renderable> {};
-
-TEST(InstanceIdTest, NumbersInstancesOfEachClassFromZeroIndependently)
-{
-    const Renderer firstRenderer;
-    const Renderable firstRenderable;
-    const Renderable secondRenderable;
-    const Renderer secondRenderer;
-    EXPECT_EQ(firstRenderer.id(), 0u);
-    EXPECT_EQ(secondRenderer.id(), 1u);
-    EXPECT_EQ(firstRenderable.id(), 0u);
-    EXPECT_EQ(secondRenderable.id(), 1u);
-}
-
-TEST(InstanceIdTest, CopiesKeepTheIdentifierAndOnlyNewObjectsDrawOne)
-{
-    struct Item : Core::InstanceId<Item> {};
-    Item first;  // 0
-    Item second; // 1
-    const Item copy(first);
-    EXPECT_EQ(copy.id(), 0u);
-    second = first;
-    EXPECT_EQ(second.id(), 0u);
-    const Item moved(std::move(second));
-    EXPECT_EQ(moved.id(), 0u);
-    const Item fresh;
-    EXPECT_EQ(fresh.id(), 2u) << "copies must not consume numbers";
-}
 
 TEST(InstanceIdTest, ConcurrentConstructionsGetDistinctConsecutiveNumbers)
 {

@@ -36,18 +36,6 @@ TEST_F(LogTest, MessagesReachTheSinkWithTheirLevel)
     EXPECT_EQ(received, expected);
 }
 
-TEST_F(LogTest, TheDefaultSinkWritesOneLinePerMessageToStderr)
-{
-    const auto ours = Core::Log::setSink({});
-    EXPECT_TRUE(ours) << "setSink returns the sink it replaces";
-    ::testing::internal::CaptureStderr();
-    Core::Log::error("tile 3 missing");
-    Core::Log::warning("slow disk");
-    const auto written = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(written, "lumaro error: tile 3 missing\nlumaro warning: slow disk\n");
-    EXPECT_TRUE(received.empty());
-}
-
 TEST_F(LogTest, AThrowingSinkDoesNotFailTheCaller)
 {
     Core::Log::setSink([](Core::Log::Level, std::string_view) { throw std::runtime_error("disk full"); });

@@ -8,28 +8,6 @@
 
 namespace {
 
-TEST(ImageTest, ShapeAndSizeFollowTheStride)
-{
-    Graphics::ColorImage color(3, 2);
-    EXPECT_EQ(color.width(), 3u);
-    EXPECT_EQ(color.height(), 2u);
-    EXPECT_EQ(color.stride(), 12u);
-    EXPECT_EQ(color.sizeInBytes(), 24u);
-
-    color.resize(5, 4, 32); // a driver pitch longer than the 20 bytes of a row
-    EXPECT_EQ(color.width(), 5u);
-    EXPECT_EQ(color.stride(), 32u);
-    EXPECT_EQ(color.sizeInBytes(), 128u);
-
-    Graphics::DepthImage depth(7, 3);
-    EXPECT_EQ(depth.stride(), 28u);
-    EXPECT_EQ(depth.sizeInBytes(), 84u);
-
-    const Graphics::ColorImage none;
-    EXPECT_TRUE(none.empty());
-    EXPECT_EQ(none.sizeInBytes(), 0u);
-}
-
 TEST(ImageTest, BadStridesAndPositionsThrow)
 {
     Graphics::DepthImage depth;
@@ -71,16 +49,6 @@ TEST(ImageTest, TexelsAreAddressedByRowPitch)
     EXPECT_EQ(stored, 9.5F);
     EXPECT_EQ(depth.row(2)[1], 9.5F);
     EXPECT_EQ(depth.row(2).size(), 2u);
-}
-
-TEST(ImageTest, ResizeKeepsContentsOnlyWhenTheShapeIsUnchanged)
-{
-    Graphics::ColorImage image(2, 2);
-    image.fill(Math::Color(9, 9, 9, 9));
-    image.resize(2, 2, 8);
-    EXPECT_EQ(image.at(1, 1), Math::Color(9, 9, 9, 9));
-    image.resize(2, 2, 16);
-    EXPECT_EQ(image.at(1, 1), Math::Color());
 }
 
 } // namespace

@@ -56,31 +56,6 @@ std::size_t tileIndexOf(const std::array<float, 3>& d, ProjectionKind projection
     return face * rows * columns + row * columns + column;
 }
 
-TEST(PanoramaLoaderTest, LayoutQueriesAndTileIds)
-{
-    const auto panorama = loader(layout(ProjectionKind::Equirectangular, 2, 4));
-    EXPECT_EQ(panorama.numColorLevels(), 3u);
-    EXPECT_EQ(panorama.numDepthLevels(), 2u);
-    EXPECT_EQ(panorama.tileRows(), 2u);
-    EXPECT_EQ(panorama.tileColumns(), 4u);
-    EXPECT_EQ(panorama.tileWidth(1), 128u);
-    EXPECT_EQ(panorama.tileHeight(2), 128u);
-    EXPECT_THROW(panorama.tileWidth(3), std::out_of_range);
-    EXPECT_EQ(panorama.tilesPerLevel(), 8u);
-    EXPECT_EQ(panorama.projectionKind(), ProjectionKind::Equirectangular);
-
-    const auto colour = panorama.colorTiles();
-    ASSERT_EQ(colour.size(), 24u);
-    EXPECT_EQ(panorama.depthTiles().size(), 16u);
-    EXPECT_EQ(panorama.level(colour[13]), 1u); // coarse levels first, 8 tiles each
-    EXPECT_EQ(panorama.tileIndexWithinLevel(colour[13]), 5u);
-    const auto id = PanoramaLoader::makeTileId(7, 41);
-    EXPECT_EQ(panorama.level(id), 7u);
-    EXPECT_EQ(panorama.tileIndexWithinLevel(id), 41u);
-
-    EXPECT_EQ(loader(layout(ProjectionKind::CubeMap, 2, 4)).tilesPerLevel(), 48u);
-}
-
 TEST(PanoramaLoaderTest, LayoutsTheRendererCannotHoldAreRejected)
 {
     const auto make = [](PanoramaLayout layout) { return loader(layout); };
@@ -109,44 +84,6 @@ TEST(PanoramaLoaderTest, TileDirectionsPointIntoTheirOwnTiles)
                     << "projection " << int(projection) << ", " << rows << " x " << columns;
             }
         }
-}
-
-TEST(PanoramaLoaderTest, TileDirectionsWorkedByHand)
-{
-    const auto expectDirection = [](const std::array<float, 3>& actual, float x, float y, float z) {
-        EXPECT_NEAR(actual[0], x, 1e-6F);
-        EXPECT_NEAR(actual[1], y, 1e-6F);
-        EXPECT_NEAR(actual[2], z, 1e-6F);
-    };
-    // Two columns: centres at a quarter and three quarters of the turn that starts at azimuth 180.
-    const auto halves = loader(layout(ProjectionKind::Equirectangular, 1, 2));
-    expectDirection(halves.tileDirection(0), 0, 1, 0);
-    expectDirection(halves.tileDirection(1), 0, -1, 0);
-    const auto cube = loader(layout(ProjectionKind::CubeMap, 1, 1));
-    expectDirection(cube.tileDirection(0), 1, 0, 0);
-    expectDirection(cube.tileDirection(3), 0, -1, 0);
-    expectDirection(cube.tileDirection(4), 0, 0, 1);
-    expectDirection(cube.tileDirection(5), 0, 0, -1);
-    EXPECT_THROW(cube.tileDirection(6), std::out_of_range);
-}
-
-TEST(PanoramaLoaderTest, GeneratedTilesHaveTheirLevelsSizeAndValues)
-{
-    auto panorama = loader(layout(ProjectionKind::Equirectangular, 2, 4));
-    const auto colourTile = PanoramaLoader::makeTileId(2, 3);
-    const Graphics::ColorImage colour = panorama.loadColorTile(colourTile);
-    EXPECT_EQ(colour.width(), 256u);
-    EXPECT_EQ(colour.height(), 128u);
-    EXPECT_EQ(colour.at(255, 127), Math::Color::gray(3));
-    const Graphics::DepthImage depth = panorama.loadDepthTile(PanoramaLoader::makeTileId(1, 7));
-    EXPECT_EQ(depth.width(), 128u);
-    EXPECT_EQ(depth.at(0, 0), 1.5F);
-    EXPECT_EQ(panorama.colorTilesLoaded(), 1u);
-    EXPECT_EQ(panorama.depthTilesLoaded(), 1u);
-
-    EXPECT_THROW(panorama.loadDepthTile(PanoramaLoader::makeTileId(2, 0)), std::out_of_range); // two depth levels
-    EXPECT_THROW(panorama.loadColorTile(PanoramaLoader::makeTileId(0, 8)), std::out_of_range);
-    EXPECT_EQ(panorama.colorTilesLoaded(), 1u);
 }
 
 } // namespace

@@ -60,6 +60,13 @@ TEST_F(PngTest, ColorImageIsWrittenAsRgbaWithoutRowPadding)
     EXPECT_EQ(png.height, 2);
     ASSERT_EQ(png.channels, 4);
     EXPECT_EQ(png.pixels, (std::vector<unsigned char>{255, 0, 0, 255, 0, 128, 0, 200, 0, 0, 255, 10, 1, 2, 3, 4}));
+
+    // Reading the file back gives the texels that were written, channel for channel.
+    const Graphics::ColorImage read = Graphics::ColorImage::read(path);
+    ASSERT_EQ(read.width(), 2u);
+    for (std::size_t y = 0; y < 2; ++y)
+        for (std::size_t x = 0; x < 2; ++x)
+            EXPECT_EQ(read.at(x, y), image.at(x, y)) << x << ", " << y;
 }
 
 TEST_F(PngTest, DepthImageMapsItsRangeToEightBitGray)

@@ -38,14 +38,6 @@ TEST(HalfSpaceTest, BoxTestUsesTheExtremeCorners)
     EXPECT_EQ(diagonal.testBox(Box()), BoxTestResult::Outside);
 }
 
-TEST(ConvexPolytopeTest, EmptyVolumePassesEverything)
-{
-    const Math::ConvexPolytope<float, 3> none;
-    EXPECT_TRUE(none.empty());
-    EXPECT_TRUE(none.contains(Point3(1e30f, -1e30f, 0)));
-    EXPECT_EQ(none.testBox(Box(Point3(-1, -1, -1), Point3(1, 1, 1))), BoxTestResult::Inside);
-}
-
 TEST(ConvexPolytopeTest, BoxAgainstASlab)
 {
     const auto volume = slab();

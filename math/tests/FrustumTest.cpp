@@ -23,17 +23,6 @@ Eigen::Matrix4f perspective(float nearZ, float farZ)
     return m;
 }
 
-TEST(FrustumTest, DefaultIsTheClipBox)
-{
-    const Math::Frustum<float> clip;
-    EXPECT_EQ(clip.size(), 6u);
-    EXPECT_TRUE(clip.contains(Point3(1, -1, 0)));
-    EXPECT_TRUE(clip.contains(Point3(0, 0, 1)));
-    EXPECT_FALSE(clip.contains(Point3(0, 0, -0.01f)));
-    EXPECT_FALSE(clip.contains(Point3(1.01f, 0, 0.5f)));
-    EXPECT_FLOAT_EQ(clip.side(Math::Frustum<float>::Far).plane().signedDistance(Point3(0, 0, 0.25f)), 0.75f);
-}
-
 TEST(FrustumTest, PerspectiveVolumeLooksDownNegativeZ)
 {
     const Math::Frustum<float> frustum(perspective(1, 11));

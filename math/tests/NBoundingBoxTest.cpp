@@ -12,28 +12,6 @@ namespace {
 using Box = Math::NBoundingBox<float, 3>;
 using Point3 = Math::Point<float, 3>;
 
-TEST(NBoundingBoxTest, DefaultIsEmptyAndExtendingByAPointGivesThatPoint)
-{
-    Box box;
-    EXPECT_TRUE(box.isEmpty());
-    EXPECT_FLOAT_EQ(box.diagonal(), 0.0f);
-
-    box.extend(Point3(1, 2, 3));
-    EXPECT_FALSE(box.isEmpty());
-    EXPECT_EQ(box.min(), Point3(1, 2, 3));
-    EXPECT_EQ(box.max(), Point3(1, 2, 3));
-
-    box.extend(Point3(-1, 5, 3));
-    EXPECT_EQ(box.min(), Point3(-1, 2, 3));
-    EXPECT_EQ(box.max(), Point3(1, 5, 3));
-}
-
-TEST(NBoundingBoxTest, EmptyInASingleAxisIsEmpty)
-{
-    EXPECT_TRUE(Box(Point3(0, 0, 1), Point3(1, 1, 0)).isEmpty());
-    EXPECT_FALSE(Box(Point3(0, 0, 0), Point3(0, 0, 0)).isEmpty());
-}
-
 TEST(NBoundingBoxTest, ExtendByBoxIgnoresEmptyBoxes)
 {
     Box box(Point3(0, 0, 0), Point3(1, 1, 1));
@@ -46,18 +24,6 @@ TEST(NBoundingBoxTest, ExtendByBoxIgnoresEmptyBoxes)
     Box empty;
     empty.extend(box);
     EXPECT_EQ(empty, box);
-}
-
-TEST(NBoundingBoxTest, CenterSizeDiagonalAndCorners)
-{
-    const Box box(Point3(1, 2, 3), Point3(3, 6, 7));
-    EXPECT_EQ(box.center(), Point3(2, 4, 5));
-    EXPECT_EQ(box.size(), Eigen::Vector3f(2, 4, 4));
-    EXPECT_FLOAT_EQ(box.diagonal(), 6.0f); // sqrt(4 + 16 + 16)
-    EXPECT_EQ(box.corner(0), Point3(1, 2, 3));
-    EXPECT_EQ(box.corner(1), Point3(3, 2, 3));
-    EXPECT_EQ(box.corner(6), Point3(1, 6, 7));
-    EXPECT_EQ(box.corner(7), Point3(3, 6, 7));
 }
 
 TEST(NBoundingBoxTest, ContainsPointsAndBoxesIncludingTheBorder)
@@ -102,36 +68,6 @@ TEST(NBoundingBoxTest, TransformedIsTheBoxAroundTheMovedCorners)
     const Box square(Point3(-0.5, -0.5, 0), Point3(0.5, 0.5, 0));
     const Eigen::Affine3f eighth(Eigen::AngleAxisf(static_cast<float>(EIGEN_PI / 4), Eigen::Vector3f::UnitZ()));
     EXPECT_NEAR(square.transformed(eighth.matrix()).size().x(), std::sqrt(2.0f), 1e-5f);
-}
-
-TEST(NBoundingBoxTest, EmptyBoxStaysEmptyWhenTransformed)
-{
-    const Eigen::Matrix4f scale = Eigen::Vector4f(2, 2, 2, 1).asDiagonal();
-    const Box transformed = Box().transformed(scale);
-    EXPECT_TRUE(transformed.isEmpty());
-    EXPECT_EQ(transformed, Box());
-}
-
-TEST(NBoundingBoxTest, CastAndPrint)
-{
-    const Math::NBoundingBox<double, 3> wide(Math::Point<double, 3>(0.5, 1, 2), Math::Point<double, 3>(1, 2, 3));
-    EXPECT_EQ(wide.cast<float>(), Box(Point3(0.5, 1, 2), Point3(1, 2, 3)));
-
-    std::ostringstream text;
-    text << Box(Point3(0, 1, 2), Point3(3, 4, 5));
-    EXPECT_EQ(text.str(), "[(0, 1, 2) .. (3, 4, 5)]");
-}
-
-TEST(NBoundingBoxTest, WorksInTwoDimensions)
-{
-    using Point2 = Math::Point<int, 2>;
-    using Box2 = Math::NBoundingBox<int, 2>;
-    Box2 box;
-    box.extend(Point2(3, -1));
-    box.extend(Point2(-2, 4));
-    EXPECT_EQ(box.min(), Point2(-2, -1));
-    EXPECT_EQ(box.max(), Point2(3, 4));
-    EXPECT_EQ(Box2::cornerCount, 4u);
 }
 
 } // namespace

@@ -11,30 +11,6 @@ namespace {
 using Plane = Math::NPlane<float, 3>;
 using Point3 = Math::Point<float, 3>;
 
-TEST(NPlaneTest, DefaultIsTheHorizontalPlaneThroughTheOrigin)
-{
-    const Plane plane;
-    EXPECT_EQ(plane.normal(), Eigen::Vector3f(0, 1, 0));
-    EXPECT_FLOAT_EQ(plane.offset(), 0.0f);
-    EXPECT_FLOAT_EQ(plane.signedDistance(Point3(5, -2, 7)), -2.0f);
-}
-
-TEST(NPlaneTest, SignedDistanceIsNormalDotPointPlusOffset)
-{
-    const Plane plane(1, 2, 3, 4);
-    // 1*1 + 2*(-1) + 3*2 + 4
-    EXPECT_FLOAT_EQ(plane.signedDistance(Point3(1, -1, 2)), 9.0f);
-    EXPECT_EQ(plane.coefficients(), Eigen::Vector4f(1, 2, 3, 4));
-    EXPECT_EQ(Plane::fromCoefficients(Eigen::Vector4f(1, 2, 3, 4)), plane);
-}
-
-TEST(NPlaneTest, ThroughPointPutsThatPointOnThePlane)
-{
-    const Plane plane = Plane::throughPoint(Point3(0, 0, 5), Eigen::Vector3f(0, 0, 1));
-    EXPECT_FLOAT_EQ(plane.offset(), -5.0f);
-    EXPECT_FLOAT_EQ(plane.signedDistance(Point3(3, 4, 7)), 2.0f);
-}
-
 TEST(NPlaneTest, NormalizedGivesDistancesInLengthUnitsAndFlippedExchangesSides)
 {
     const Plane plane = Plane(0, 3, 4, 10).normalized();

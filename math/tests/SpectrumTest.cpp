@@ -17,25 +17,6 @@ void expectRgb(Spectrum::SpectrumNames name, float x, float r, float g, float b,
     EXPECT_NEAR(rgb.b, b, tolerance) << "map " << name << " at " << x;
 }
 
-TEST(SpectrumTest, NumbersAreTheRendererContract)
-{
-    EXPECT_EQ(Spectrum::Gray, 0);
-    EXPECT_EQ(Spectrum::Bone, 2);
-    EXPECT_EQ(Spectrum::Turbo, 8);
-    EXPECT_EQ(Spectrum::Inferno, 9);
-    EXPECT_EQ(Spectrum::Plasma, 10);
-    EXPECT_EQ(Spectrum::Magma, 11);
-    EXPECT_EQ(Spectrum::Viridis, 12);
-    EXPECT_EQ(Spectrum::RedWhiteBlue, 13);
-    EXPECT_EQ(Spectrum::LevelOfAccuracy, 14);
-    EXPECT_EQ(Spectrum::PassFail, 15);
-    EXPECT_EQ(Spectrum::TrafficLight, 16);
-    EXPECT_EQ(Spectrum::CoolWarm, 17);
-    EXPECT_EQ(Spectrum::LevelOfAccuracyImperial, 18);
-    EXPECT_THROW(Spectrum(static_cast<Spectrum::SpectrumNames>(42)), std::invalid_argument);
-    EXPECT_THROW(Spectrum(static_cast<Spectrum::SpectrumNames>(-1)), std::invalid_argument);
-}
-
 TEST(SpectrumTest, PiecewiseLinearMapsAtWorkedPoints)
 {
     expectRgb(Spectrum::Gray, 1.5F, 1.5F, 1.5F, 1.5F); // the one map that does not clamp

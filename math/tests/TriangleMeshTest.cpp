@@ -102,18 +102,6 @@ TEST(TriangleMeshTest, BadInputIsNamed)
     EXPECT_THROW(Mesh({P(0, 0, 0), P(INFINITY, 0, 0), P(0, 1, 0)}, {{0, 1, 2}}), std::invalid_argument);
 }
 
-TEST(TriangleMeshTest, TransformedMovesTheGeometryAndKeepsTheTriangles)
-{
-    Eigen::Matrix4f matrix = Eigen::Matrix4f::Identity();
-    matrix(0, 3) = 10; // translate by (10, 0, 5) after scaling by 2
-    matrix(2, 3) = 5;
-    matrix.topLeftCorner<3, 3>() *= 2;
-    const Mesh moved = singleTriangle().transformed(matrix);
-    EXPECT_EQ(moved.triangles(), singleTriangle().triangles());
-    expectNearest(moved, P(11, 1, 7), P(11, 1, 5), 0, 4);
-    EXPECT_EQ(moved.boundingBox(), Box(P(10, 0, 5), P(14, 4, 5)));
-}
-
 TEST(TriangleMeshTest, MayBeWithinDistanceOfABox)
 {
     const Mesh mesh = singleTriangle(); // bounding box (0,0,0)..(2,2,0)

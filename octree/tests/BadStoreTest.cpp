@@ -2,14 +2,15 @@
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
-#include "FailureOf.h"
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/FailureOf.h>
+#include <lumaro/testsupport/PotreeEncoding.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 
-using OctreeTest::hierarchyRecord;
-using OctreeTest::failureOf;
-using OctreeTest::TemporaryFolder;
+using TestSupport::hierarchyRecord;
+using TestSupport::failureOf;
+using TestSupport::TemporaryFolder;
 
 namespace {
 
@@ -21,10 +22,10 @@ std::shared_ptr<Octree::Octree> open(const TemporaryFolder& folder)
 // A valid BROTLI store of one root node with two points, each with position and intensity.
 void writeValidStore(const TemporaryFolder& folder)
 {
-    const std::string columns = OctreeTest::positionCode(1, 1, 1) + OctreeTest::positionCode(101, 201, 301)
-        + OctreeTest::bytesOf<std::uint16_t>(5) + OctreeTest::bytesOf<std::uint16_t>(6);
-    const std::string chunk = OctreeTest::brotliStored(columns);
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    const std::string columns = TestSupport::positionCode(1, 1, 1) + TestSupport::positionCode(101, 201, 301)
+        + TestSupport::bytesOf<std::uint16_t>(5) + TestSupport::bytesOf<std::uint16_t>(6);
+    const std::string chunk = TestSupport::brotliStored(columns);
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, chunk.size()));
     folder.write("octree.bin", chunk);
 }
@@ -38,22 +39,6 @@ void writeValidStore(const TemporaryFolder& folder)
 
 } // namespace
 
-TEST(BadStore, TheValidBaseStoreDecodes)
-{
-    const TemporaryFolder folder;
-    writeValidStore(folder);
-    const auto tree = open(folder);
-    const auto data = tree->nodePointData(Octree::OctreeNodeId::root(), std::stop_token());
-    ASSERT_TRUE(data);
-    ASSERT_EQ(data->size(), 2u);
-    // Codes hold the integer plus one; scale 0.01, offset and origin 0.
-    EXPECT_FLOAT_EQ(data->position(1).x(), 1.00f);
-    EXPECT_FLOAT_EQ(data->position(1).z(), 3.00f);
-    EXPECT_FLOAT_EQ(data->position(0).y(), 0.0f);
-    EXPECT_EQ(data->intensity(1), 6);
-    EXPECT_FALSE(data->hasColors());
-}
-
 TEST(BadStore, MissingStoresAndFolders)
 {
     const TemporaryFolder folder;
@@ -66,7 +51,7 @@ TEST(BadStore, MalformedMetadata)
 {
     const TemporaryFolder folder;
     writeValidStore(folder);
-    auto metadata = OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 22);
+    auto metadata = TestSupport::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 22);
 
     folder.write("metadata.json", metadata.dump().substr(0, 100)); // cut short
     EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "not valid JSON");
@@ -86,7 +71,7 @@ TEST(BadStore, MalformedMetadata)
     folder.write("metadata.json", badChunkSize.dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "hierarchy.firstChunkSize");
 
-    auto wideColor = OctreeTest::syntheticMetadata("DEFAULT", {{"position", 12}, {"rgb", 8}}, 2, 22);
+    auto wideColor = TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"rgb", 8}}, 2, 22);
     folder.write("metadata.json", wideColor.dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"rgb\" attribute must take 6 bytes");
 
@@ -110,13 +95,13 @@ TEST(BadStore, StoresWithoutTwelveBytePositions)
     writeValidStore(folder);
     for (const std::string encoding : {"BROTLI", "DEFAULT"}) {
         SCOPED_TRACE(encoding);
-        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"intensity", 2}}, 2, 22).dump());
+        folder.write("metadata.json", TestSupport::syntheticMetadata(encoding, {{"intensity", 2}}, 2, 22).dump());
         EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"position\"");
         // "Position" is another attribute: names match exactly.
-        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"Position", 12}}, 2, 22).dump());
+        folder.write("metadata.json", TestSupport::syntheticMetadata(encoding, {{"Position", 12}}, 2, 22).dump());
         EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "\"position\"");
         // The size is that of three 32-bit integers in both encodings, not the 16 bytes of a Brotli code.
-        folder.write("metadata.json", OctreeTest::syntheticMetadata(encoding, {{"position", 16}}, 2, 22).dump());
+        folder.write("metadata.json", TestSupport::syntheticMetadata(encoding, {{"position", 16}}, 2, 22).dump());
         EXPECT_FAILURE_MENTIONS(open(folder), "metadata.json", "12 bytes, not 16");
     }
 }
@@ -125,16 +110,16 @@ TEST(BadStore, HierarchyShorterThanItsRecordsClaim)
 {
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "beyond the end");
 
     // The root announces two children, but the chunk has records for only one of them.
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x03, 2, 0, 10) + hierarchyRecord(0, 0, 0, 0, 0));
     EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "announce 3");
 
     folder.write("hierarchy.bin", std::string(10, '\0'));
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 10).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}}, 2, 10).dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "no whole record");
 }
 
@@ -142,7 +127,7 @@ TEST(BadStore, ProxyPastTheEndOfTheHierarchy)
 {
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22));
     const auto tree = open(folder); // the proxy is read only when its node is visited
     EXPECT_FAILURE_MENTIONS(tree->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "beyond the end");
@@ -159,7 +144,7 @@ TEST(BadStore, BadProxyChunkFailsOnEveryVisit)
     // r0 is a proxy whose chunk (at byte 44) announces two children of r0 but describes neither.
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
                                       + hierarchyRecord(0, 0x03, 2, 0, 0));
     const auto tree = open(folder);
@@ -172,34 +157,10 @@ TEST(BadStore, BadProxyChunkFailsOnEveryVisit)
     }
 }
 
-TEST(BadStore, NodeDataPastTheEndOrCorrupt)
-{
-    const TemporaryFolder folder;
-    writeValidStore(folder);
-    const auto chunk = OctreeTest::brotliStored(std::string(36, '\0'));
-
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 5, chunk.size()));
-    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
-                            "beyond the end");
-
-    folder.write("octree.bin", std::string(chunk.size(), '\x5a'));
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, chunk.size()));
-    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
-                            "Brotli");
-
-    folder.write("octree.bin", chunk);
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 1, 0, chunk.size())); // 1 point claimed, 2 stored
-    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
-                            "decompresses to");
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0, 3, 0, chunk.size())); // more than the store's 2 points
-    EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",
-                            "whole store holds 2");
-}
-
 TEST(BadStore, InterleavedNodeOfTheWrongSize)
 {
     const TemporaryFolder folder;
-    folder.write("metadata.json", OctreeTest::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    folder.write("metadata.json", TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, 27)); // 2 points of 14 bytes need 28
     folder.write("octree.bin", std::string(27, '\0'));
     EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",

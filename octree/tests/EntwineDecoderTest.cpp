@@ -6,8 +6,8 @@
 
 #include <lumaro/core/ReadLocalFile.h>
 
-#include "EntwineTestStore.h"
-#include "FailureOf.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
+#include <lumaro/testsupport/FailureOf.h>
 
 #include <gtest/gtest.h>
 #include <zstd.h>
@@ -20,9 +20,9 @@ using Entwine::DimensionType;
 using Entwine::Schema;
 using Octree::PointAttribute;
 using Octree::PointAttributes;
-using OctreeTest::EptTestPoint;
-using OctreeTest::eptTestRecord;
-using OctreeTest::failureOf;
+using TestSupport::EptTestPoint;
+using TestSupport::eptTestRecord;
+using TestSupport::failureOf;
 
 namespace {
 
@@ -32,7 +32,7 @@ const std::filesystem::path lazFile =
 
 Schema testSchema()
 {
-    auto json = OctreeTest::eptTestMetadata("binary", 0);
+    auto json = TestSupport::eptTestMetadata("binary", 0);
     return Entwine::Metadata::parse(json.dump(), "ept.json").schema;
 }
 
@@ -86,16 +86,6 @@ TEST(EntwineBinaryDecoder, ReadsEveryDimensionFromItsPlaceInTheRecord)
     EXPECT_TRUE(raw.visibilities.empty());
 }
 
-TEST(EntwineBinaryDecoder, FillsOnlyTheWantedColumns)
-{
-    const auto decoded = decodeBinaryPoints(testRecords(), testSchema(), 3, PointAttribute::Color | PointAttribute::Normal, file);
-    EXPECT_EQ(decoded.points.attributes, PointAttributes(PointAttribute::Color));
-    EXPECT_EQ(decoded.points.colors.size(), 3u);
-    EXPECT_TRUE(decoded.points.positions.empty());
-    EXPECT_TRUE(decoded.points.intensities.empty());
-    EXPECT_TRUE(decoded.points.normals.empty());
-}
-
 TEST(EntwineBinaryDecoder, ConvertsOtherTypesAndFallsBackToThePointSourceId)
 {
     auto dimension = [](const char* name, DimensionType type, std::size_t size, double scale = 1, double offset = 0) {
@@ -107,7 +97,7 @@ TEST(EntwineBinaryDecoder, ConvertsOtherTypesAndFallsBackToThePointSourceId)
                          dimension("Intensity", DimensionType::Float, 8), dimension("PointSourceId", DimensionType::Unsigned, 2),
                          dimension("NormalX", DimensionType::Float, 4), dimension("NormalY", DimensionType::Float, 4),
                          dimension("NormalZ", DimensionType::Signed, 1, 0.01)});
-    using OctreeTest::bytesOf;
+    using TestSupport::bytesOf;
     auto floatBytes = [](float value) {
         std::uint32_t bits;
         std::memcpy(&bits, &value, sizeof bits);
@@ -145,15 +135,6 @@ TEST(EntwineBinaryDecoder, RejectsFilesWhoseLengthDoesNotFitTheCount)
     EXPECT_EQ(decodeBinaryPoints("", testSchema(), 0, PointAttributes::all(), file).points.count, 0u);
 }
 
-TEST(EntwineZstandardDecoder, RestoresTheRecordsOfOneOrMoreFrames)
-{
-    const std::string records = testRecords();
-    EXPECT_EQ(decompressZstandard(compress(records), records.size(), file), records);
-    const std::string twoFrames = compress(records.substr(0, 30)) + compress(records.substr(30), 19);
-    EXPECT_EQ(decompressZstandard(twoFrames, records.size(), file), records);
-    EXPECT_EQ(decompressZstandard("", 0, file), "");
-}
-
 TEST(EntwineZstandardDecoder, CorruptOrMismatchedDataNameTheFile)
 {
     const std::string records = testRecords();
@@ -172,24 +153,6 @@ TEST(EntwineZstandardDecoder, CorruptOrMismatchedDataNameTheFile)
               file.string() + ": decompresses to 75 bytes, but its point count needs 1099511627776");
 }
 
-TEST(EntwineLaszipDecoder, UsesTheHeadersScaleAndTheSourcesPointFormat)
-{
-    const std::string laz = Core::readLocalFile(lazFile);
-    const auto decoded = decodeLaszipPoints(laz, 1065, PointAttributes::all(), lazFile);
-    // Format 3 (colour, GPS time) with OriginId as extra bytes; scale 0.01, offsets from the header.
-    EXPECT_EQ(decoded.points.attributes, PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-                                             | PointAttribute::Classification | PointAttribute::ScanIndex);
-    EXPECT_EQ(decoded.scale, (std::array<double, 3>{0.01, 0.01, 0.01}));
-    EXPECT_EQ(decoded.offset, (std::array<double, 3>{637301, 851218, 496}));
-    EXPECT_EQ(decoded.points.count, 1065u);
-    // A single source file: every OriginId is 0.
-    EXPECT_EQ(std::count(decoded.points.scanIndices.begin(), decoded.points.scanIndices.end(), 0u), 1065);
-
-    const auto colorsOnly = decodeLaszipPoints(laz, 1065, PointAttribute::Color, lazFile);
-    EXPECT_EQ(colorsOnly.points.colors, decoded.points.colors);
-    EXPECT_TRUE(colorsOnly.points.positions.empty());
-}
-
 TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
 {
     const std::string laz = Core::readLocalFile(lazFile);
@@ -206,7 +169,7 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     EXPECT_EQ(failure("", 1065).rfind(lazFile.string() + ": LASzip cannot read the file", 0), 0u);
     // A header that promises billions of points (legacy count at byte 107) fails on the data.
     std::string inflated = laz;
-    inflated.replace(107, 4, OctreeTest::bytesOf(std::uint32_t{4000000000u}));
+    inflated.replace(107, 4, TestSupport::bytesOf(std::uint32_t{4000000000u}));
     EXPECT_EQ(failure(inflated, 4000000000u).rfind(lazFile.string() + ": LASzip cannot ", 0), 0u);
 }
 

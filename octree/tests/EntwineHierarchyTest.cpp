@@ -1,15 +1,15 @@
 #include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/entwine/Hierarchy.h>
 
-#include "EntwineTestStore.h"
-#include "FailureOf.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
+#include <lumaro/testsupport/FailureOf.h>
 
 #include <gtest/gtest.h>
 
 using Entwine::Hierarchy;
 using Entwine::Key;
-using OctreeTest::EptTestStore;
-using OctreeTest::failureOf;
+using TestSupport::EptTestStore;
+using TestSupport::failureOf;
 
 namespace {
 
@@ -25,17 +25,6 @@ void writeSplitHierarchy(const EptTestStore& store)
 }
 
 } // namespace
-
-TEST(EntwineHierarchy, ParsesKeysAndCountsOfOneFile)
-{
-    const auto entries = Hierarchy::parseFile(R"({"0-0-0-0": 12, "1-1-0-1": -1, "1-0-0-0": 0})", "h.json");
-    ASSERT_EQ(entries.size(), 3u);
-    std::map<std::string, std::int64_t> byName;
-    for (const auto& [key, count] : entries) {
-        byName[key.toString()] = count;
-    }
-    EXPECT_EQ(byName, (std::map<std::string, std::int64_t>{{"0-0-0-0", 12}, {"1-1-0-1", -1}, {"1-0-0-0", 0}}));
-}
 
 TEST(EntwineHierarchy, ReadsSubtreeFilesOnlyWhenThatPartOfTheTreeIsVisited)
 {
@@ -61,20 +50,6 @@ TEST(EntwineHierarchy, ReadsSubtreeFilesOnlyWhenThatPartOfTheTreeIsVisited)
     EXPECT_EQ(hierarchy.pointCount(Key{3, 4, 2, 1}), 3u);
     EXPECT_EQ(hierarchy.filesRead().size(), 3u);
     EXPECT_EQ(hierarchy.pointCount(Key{2, 2, 1, 0}), 7u);
-}
-
-TEST(EntwineHierarchy, NodesOffThePathFromTheRootDoNotExist)
-{
-    EptTestStore store;
-    writeSplitHierarchy(store);
-    const Hierarchy hierarchy(store.path() / "ept-hierarchy");
-    // 2-0-0-1 is listed, but its parent 1-0-0-0... is listed too: it exists.
-    EXPECT_EQ(hierarchy.pointCount(Key{2, 0, 0, 1}), 10u);
-    // 3-7-7-7 is listed, but neither 2-3-3-3 nor 1-1-1-1 is: unreachable.
-    EXPECT_EQ(hierarchy.pointCount(Key{3, 7, 7, 7}), std::nullopt);
-    EXPECT_TRUE(hierarchy.children(Key{1, 1, 1, 1}).empty());
-    EXPECT_EQ(hierarchy.pointCount(Key{1, 0, 1, 0}), std::nullopt);
-    EXPECT_EQ(hierarchy.pointCount(Key{30, 0, 0, 0}), std::nullopt);
 }
 
 TEST(EntwineHierarchy, BadFilesNameTheFileAndTheProblem)

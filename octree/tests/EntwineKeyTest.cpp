@@ -4,23 +4,6 @@
 
 using Entwine::Key;
 
-namespace {
-
-Math::NBoundingBox<double, 3> box(double x0, double y0, double z0, double x1, double y1, double z1)
-{
-    return {Math::Point<double, 3>(x0, y0, z0), Math::Point<double, 3>(x1, y1, z1)};
-}
-
-void expectBox(const Math::NBoundingBox<double, 3>& actual, const Math::NBoundingBox<double, 3>& expected)
-{
-    for (int axis = 0; axis < 3; ++axis) {
-        EXPECT_DOUBLE_EQ(actual.min()[axis], expected.min()[axis]) << "axis " << axis;
-        EXPECT_DOUBLE_EQ(actual.max()[axis], expected.max()[axis]) << "axis " << axis;
-    }
-}
-
-} // namespace
-
 TEST(EntwineKey, ParsesAndPrintsDepthFirstUnpaddedNumbers)
 {
     const Key key = Key::parse("10-513-2-1023");
@@ -56,24 +39,4 @@ TEST(EntwineKey, MapsToTheNodeIdOfTheSameCell)
     const Key deep{7, 100, 3, 127};
     EXPECT_EQ(Key::of(deep.nodeId()), deep);
     EXPECT_THROW((Key{22, 0, 0, 0}.nodeId()), std::invalid_argument);
-}
-
-TEST(EntwineKey, ContainsItselfAndItsDescendantsOnly)
-{
-    const Key key{1, 1, 0, 1};
-    EXPECT_TRUE(key.contains(key));
-    EXPECT_TRUE(key.contains(Key{3, 5, 3, 4}));  // x 5>>2 = 1, y 3>>2 = 0, z 4>>2 = 1
-    EXPECT_FALSE(key.contains(Key{3, 5, 4, 4})); // y 4>>2 = 1
-    EXPECT_FALSE(key.contains(Key{}));
-    EXPECT_TRUE(Key{}.contains(Key{5, 31, 0, 17}));
-}
-
-TEST(EntwineKey, BoundsHalveTheRootAlongThePath)
-{
-    // The lion stores' cube; 1-0-0-1 is lower x, lower y, upper z.
-    const auto root = box(-7, -1, -6, 3, 9, 4);
-    expectBox(Key{}.bounds(root), root);
-    expectBox(Key{1, 0, 0, 1}.bounds(root), box(-7, -1, -1, -2, 4, 4));
-    // Depth 2, cell (3, 0, 2): x edge 2.5 from -7 -> [0.5, 3]; y [-1, 1.5]; z [-1, 1.5].
-    expectBox(Key{2, 3, 0, 2}.bounds(root), box(0.5, -1, -1, 3, 1.5, 1.5));
 }

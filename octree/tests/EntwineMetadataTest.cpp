@@ -1,7 +1,7 @@
 #include <lumaro/octree/entwine/Metadata.h>
 
-#include "EntwineTestStore.h"
-#include "FailureOf.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
+#include <lumaro/testsupport/FailureOf.h>
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ Metadata parse(const nlohmann::json& json)
 
 std::string failureOf(const std::string& text)
 {
-    return OctreeTest::failureOf([&] { Metadata::parse(text, file); });
+    return TestSupport::failureOf([&] { Metadata::parse(text, file); });
 }
 
 std::string failureOf(const nlohmann::json& json)
@@ -33,7 +33,7 @@ std::string failureOf(const nlohmann::json& json)
 
 TEST(EntwineMetadata, ReadsBoxesCountsAndTheSchemaInRecordOrder)
 {
-    const Metadata metadata = parse(OctreeTest::eptTestMetadata("zstandard", 1234));
+    const Metadata metadata = parse(TestSupport::eptTestMetadata("zstandard", 1234));
     EXPECT_EQ(metadata.cubeMin, (std::array<double, 3>{100, 200, 300}));
     EXPECT_EQ(metadata.cubeMax, (std::array<double, 3>{116, 216, 316}));
     EXPECT_EQ(metadata.conformingMin, (std::array<double, 3>{101, 201, 301}));
@@ -65,7 +65,7 @@ TEST(EntwineMetadata, ReadsBoxesCountsAndTheSchemaInRecordOrder)
 
 TEST(EntwineMetadata, AcceptsTheOlderSpanNameAndAMissingConformingBox)
 {
-    auto json = OctreeTest::eptTestMetadata("binary", 0);
+    auto json = TestSupport::eptTestMetadata("binary", 0);
     json.erase("span");
     json.erase("boundsConforming");
     json["ticks"] = 64;
@@ -76,31 +76,20 @@ TEST(EntwineMetadata, AcceptsTheOlderSpanNameAndAMissingConformingBox)
     EXPECT_DOUBLE_EQ(metadata.rootSpacing(), 0.25);
 }
 
-TEST(EntwineMetadata, RealStoresHaveTheEntwineRecordSizes)
-{
-    const std::filesystem::path data = LUMARO_TEST_DATA_DIR;
-    // With GpsTime 44 bytes, without it 36.
-    EXPECT_EQ(Metadata::load(data / "ept" / "1.2-with-color" / "ept.json").schema.recordSize(), 44u);
-    EXPECT_EQ(Metadata::load(data / "ept" / "lion_takanawa-laszip" / "ept.json").schema.recordSize(), 36u);
-    const Metadata ellipsoid = Metadata::load(data / "ept" / "ellipsoid-zstandard" / "ept.json");
-    EXPECT_DOUBLE_EQ(ellipsoid.schema.find("Z")->offset, 0.0); // no offset given
-    EXPECT_DOUBLE_EQ(ellipsoid.rootSpacing(), 2.375);         // 304 / 128
-}
-
 TEST(EntwineMetadata, BadFilesNameTheFileAndTheProblem)
 {
     auto without = [](const char* member) {
-        auto json = OctreeTest::eptTestMetadata("binary", 1);
+        auto json = TestSupport::eptTestMetadata("binary", 1);
         json.erase(member);
         return json;
     };
     auto with = [](const char* member, nlohmann::json value) {
-        auto json = OctreeTest::eptTestMetadata("binary", 1);
+        auto json = TestSupport::eptTestMetadata("binary", 1);
         json[member] = std::move(value);
         return json;
     };
     auto withDimension = [](nlohmann::json dimension) {
-        auto json = OctreeTest::eptTestMetadata("binary", 1);
+        auto json = TestSupport::eptTestMetadata("binary", 1);
         json["schema"].push_back(std::move(dimension));
         return json;
     };
@@ -132,7 +121,7 @@ TEST(EntwineMetadata, BadFilesNameTheFileAndTheProblem)
 
 TEST(EntwineMetadata, PackedRecordsNeedIntegerCoordinatesButLazFilesDoNot)
 {
-    auto json = OctreeTest::eptTestMetadata("binary", 1);
+    auto json = TestSupport::eptTestMetadata("binary", 1);
     json["schema"][1] = {{"name", "Y"}, {"type", "float"}, {"size", 8}};
     EXPECT_NE(failureOf(json).find("dimension Y is a float"), std::string::npos);
     json["dataType"] = "laszip";

@@ -6,7 +6,7 @@
 
 #include <lumaro/core/ReadLocalFile.h>
 
-#include "EntwineTestStore.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
 #include <lumaro/testsupport/TestStores.h>
 #include <lumaro/testsupport/LasReader.h>
 
@@ -29,11 +29,6 @@ std::shared_ptr<EntwineTree> openStore(const std::filesystem::path& folder)
     return std::dynamic_pointer_cast<EntwineTree>(Octree::Octree::open(PoTree::FileSystemLocation(folder)));
 }
 
-nlohmann::json factsOf(const std::string& name)
-{
-    return nlohmann::json::parse(Core::readLocalFile(eptDir / name / "facts.json"));
-}
-
 std::array<double, 3> worldOf(const Entwine::DecodedPoints& decoded, std::size_t i)
 {
     std::array<double, 3> world{};
@@ -54,7 +49,7 @@ protected:
             tree = openStore(eptDir / GetParam());
         }
         ASSERT_NE(tree, nullptr);
-        facts = factsOf(GetParam());
+        facts = TestSupport::storeFacts(eptDir / GetParam());
     }
 
     std::optional<TestSupport::RestoredEptBinaryStore> m_restored;

@@ -4,8 +4,8 @@
 
 #include <lumaro/core/ReadLocalFile.h>
 
-#include "EntwineTestStore.h"
-#include "FailureOf.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
+#include <lumaro/testsupport/FailureOf.h>
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -14,9 +14,9 @@
 using Entwine::EntwineTree;
 using Octree::OctreeNodeId;
 using Octree::PointAttribute;
-using OctreeTest::EptTestPoint;
-using OctreeTest::EptTestStore;
-using OctreeTest::failureOf;
+using TestSupport::EptTestPoint;
+using TestSupport::EptTestStore;
+using TestSupport::failureOf;
 
 namespace {
 
@@ -40,7 +40,7 @@ std::string records(const std::vector<EptTestPoint>& points)
 {
     std::string bytes;
     for (const auto& point : points) {
-        bytes += OctreeTest::eptTestRecord(point);
+        bytes += TestSupport::eptTestRecord(point);
     }
     return bytes;
 }
@@ -54,7 +54,7 @@ std::string zstd(std::string_view data)
 
 void writeStore(const EptTestStore& store, const std::string& dataType, const SyntheticNodes& nodes)
 {
-    store.writeJson("ept.json", OctreeTest::eptTestMetadata(dataType, 4));
+    store.writeJson("ept.json", TestSupport::eptTestMetadata(dataType, 4));
     store.writeJson("ept-hierarchy/0-0-0-0.json",
                     {{"0-0-0-0", 2}, {"1-0-0-0", 0}, {"1-1-0-1", -1}});
     store.writeJson("ept-hierarchy/1-1-0-1.json", {{"1-1-0-1", 1}, {"2-3-1-3", 1}});
@@ -78,80 +78,6 @@ const OctreeNodeId deepId = OctreeNodeId::fromName("r57");
 class EntwineSyntheticTree : public ::testing::TestWithParam<std::string> {};
 
 } // namespace
-
-TEST_P(EntwineSyntheticTree, WalksTheHierarchyAcrossFiles)
-{
-    EptTestStore store;
-    writeStore(store, GetParam(), syntheticNodes(10, 40));
-    const auto tree = openTree(store);
-    ASSERT_NE(tree, nullptr);
-    EXPECT_EQ(tree->children(OctreeNodeId::root()), (std::vector<OctreeNodeId>{OctreeNodeId::fromName("r0"), upperId}));
-    EXPECT_EQ(tree->children(upperId), std::vector<OctreeNodeId>{deepId});
-    EXPECT_TRUE(tree->isLeaf(deepId));
-    EXPECT_TRUE(tree->contains(deepId));
-    EXPECT_FALSE(tree->contains(OctreeNodeId::fromName("r1")));
-    EXPECT_EQ(tree->pointCount(upperId), 1u);
-    EXPECT_EQ(tree->pointCount(OctreeNodeId::fromName("r0")), 0u);
-    EXPECT_THROW(tree->pointCount(OctreeNodeId::fromName("r1")), std::invalid_argument);
-    EXPECT_EQ(tree->dataFile(Entwine::Key{2, 3, 1, 3}).filename().string(),
-              GetParam() == "binary" ? "2-3-1-3.bin" : "2-3-1-3.zst");
-    EXPECT_EQ(tree->availableAttributes(), PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-                                               | PointAttribute::Classification | PointAttribute::ScanIndex);
-    EXPECT_EQ(tree->nodeVisibility(upperId), Octree::NodeVisibility::AllVisible);
-}
-
-TEST_P(EntwineSyntheticTree, PointDataAreScaledModelCoordinates)
-{
-    EptTestStore store;
-    writeStore(store, GetParam(), syntheticNodes(10, 40));
-    const auto tree = openTree(store, 2.0);
-    // Model = world x 2 - (200, 400, 600).
-    const auto root = tree->nodePointData(OctreeNodeId::root(), std::stop_token());
-    ASSERT_TRUE(root);
-    ASSERT_EQ(root->size(), 2u);
-    EXPECT_EQ(root->position(0), (Math::Point<float, 3>(2, 2, 2)));    // world (101, 201, 301)
-    EXPECT_EQ(root->position(1), (Math::Point<float, 3>(30, 30, 30))); // world (115, 215, 315)
-    EXPECT_EQ(root->color(0), Math::Color(10, 20, 30, 255));
-    EXPECT_EQ(root->intensity(1), 8);
-    EXPECT_EQ(root->classification(1), 6);
-    EXPECT_EQ(root->scanIndex(0), 1u);
-
-    const auto deep = tree->nodePointData(deepId, std::stop_token(), PointAttribute::Position);
-    ASSERT_TRUE(deep);
-    EXPECT_EQ(deep->attributes(), Octree::PointAttributes(PointAttribute::Position));
-    EXPECT_EQ(deep->position(0), (Math::Point<float, 3>(26, 10, 26))); // world (113, 205, 313)
-
-    const auto empty = tree->nodePointData(OctreeNodeId::fromName("r0"), std::stop_token());
-    ASSERT_TRUE(empty);
-    EXPECT_EQ(empty->size(), 0u);
-
-    std::stop_source stop;
-    stop.request_stop();
-    EXPECT_FALSE(tree->nodePointData(upperId, stop.get_token()).has_value());
-    EXPECT_THROW(tree->nodePointData(OctreeNodeId::fromName("r1"), std::stop_token()), std::invalid_argument);
-}
-
-TEST_P(EntwineSyntheticTree, TheRootDecidesTheColourRangeOfTheWholeStore)
-{
-    {
-        // 8-bit root: a 16-bit value further down is clipped, not divided.
-        EptTestStore store;
-        writeStore(store, GetParam(), syntheticNodes(10, 40704));
-        const auto tree = openTree(store);
-        const auto upper = tree->nodePointData(upperId, std::stop_token());
-        EXPECT_FALSE(tree->colorsAre16Bit());
-        EXPECT_EQ(upper->color(0), Math::Color(255, 255, 255, 255));
-    }
-    {
-        // 16-bit root: every node is divided by 256, even one whose own values fit in 8 bits.
-        EptTestStore store;
-        writeStore(store, GetParam(), syntheticNodes(40704, 255));
-        const auto tree = openTree(store);
-        const auto upper = tree->nodePointData(upperId, std::stop_token());
-        EXPECT_TRUE(tree->colorsAre16Bit());
-        EXPECT_EQ(upper->color(0), Math::Color(0, 1, 255, 255)); // 255, 256, 65535 / 256
-    }
-}
 
 TEST_P(EntwineSyntheticTree, BrokenNodeFilesNameTheFileAndTheProblem)
 {
@@ -223,44 +149,6 @@ TEST_P(EntwineSyntheticTree, ServesSeveralThreadsAtOnce)
 }
 
 INSTANTIATE_TEST_SUITE_P(DataTypes, EntwineSyntheticTree, ::testing::Values("binary", "zstandard"));
-
-TEST(EntwineTree, MissingOrMalformedMetadataNameTheFile)
-{
-    EptTestStore store;
-    const std::string missing = failureOf([&] { EntwineTree tree(PoTree::FileSystemLocation(store.path())); });
-    EXPECT_NE(missing.find((store.path() / "ept.json").string()), std::string::npos) << missing;
-    EXPECT_NE(missing.find("no such file"), std::string::npos) << missing;
-
-    store.write("ept.json", "{\"bounds\": [0, 0, 0, 1, 1, 1], ");
-    const std::string malformed = failureOf([&] { openTree(store); });
-    EXPECT_NE(malformed.find((store.path() / "ept.json").string() + ": not valid JSON"), std::string::npos) << malformed;
-
-    store.writeJson("ept.json", OctreeTest::eptTestMetadata("binary", 0));
-    const std::string noHierarchy = failureOf([&] { openTree(store); });
-    EXPECT_NE(noHierarchy.find((store.path() / "ept-hierarchy" / "0-0-0-0.json").string()), std::string::npos)
-        << noHierarchy;
-}
-
-TEST(EntwineTree, DamagedLazNodesNameTheFile)
-{
-    const std::filesystem::path source = std::filesystem::path(LUMARO_TEST_DATA_DIR) / "ept" / "1.2-with-color";
-    const std::string laz = Core::readLocalFile(source / "ept-data" / "0-0-0-0.laz");
-    EptTestStore store;
-    store.write("ept.json", Core::readLocalFile(source / "ept.json"));
-    store.write("ept-hierarchy/0-0-0-0.json", Core::readLocalFile(source / "ept-hierarchy" / "0-0-0-0.json"));
-    const auto file = (store.path() / "ept-data" / "0-0-0-0.laz").string();
-
-    // Damage inside the compressed points must not pass unnoticed: the arithmetic decoder either
-    // runs out of data or produces points that fail the node-box check.
-    std::string damaged = laz;
-    for (std::size_t i = laz.size() / 2; i < laz.size() / 2 + 64; ++i) {
-        damaged[i] = static_cast<char>(damaged[i] ^ 0xA5);
-    }
-    store.write("ept-data/0-0-0-0.laz", damaged);
-    const auto tree = openTree(store);
-    const std::string garbage = failureOf([&] { tree->nodePointData(OctreeNodeId::root(), std::stop_token()); });
-    EXPECT_EQ(garbage.rfind(file + ": ", 0), 0u) << garbage;
-}
 
 // A hierarchy count beyond the store's own total is refused before anything is sized by it.
 TEST(EntwineTree, ANodeClaimingMorePointsThanTheStoreIsRefused)

@@ -1,13 +1,13 @@
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/HierarchyChunk.h>
 
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/PotreeEncoding.h>
 
 #include <gtest/gtest.h>
 
 using namespace PoTree;
 using Octree::OctreeNodeId;
-using OctreeTest::hierarchyRecord;
+using TestSupport::hierarchyRecord;
 
 namespace {
 
@@ -96,46 +96,5 @@ TEST(HierarchyChunk, ProxiesAndTheDeepestLevelGetNoChildren)
     EXPECT_EQ(fromDeepest.nodes.size(), 1u);
     for (const auto& child : deepest->children) {
         EXPECT_EQ(child, nullptr);
-    }
-}
-
-TEST(HierarchyChunk, IgnoresRecordsNoNodeReaches)
-{
-    const std::string records = hierarchyRecord(0, 0, 1, 0, 1) + hierarchyRecord(0, 0xFF, 1, 0, 1);
-    const auto chunk = parseHierarchyChunk(records, cubeNode());
-    EXPECT_EQ(chunk.nodes.size(), 1u);
-    EXPECT_EQ(chunk.describedCount, 1u);
-}
-
-TEST(HierarchyChunk, ReportsNodesTheRecordsRanOutFor)
-{
-    const auto chunk = parseHierarchyChunk(hierarchyRecord(0, 0x03, 1, 0, 1) + hierarchyRecord(0, 0, 1, 0, 1), cubeNode());
-    EXPECT_EQ(chunk.nodes.size(), 3u);
-    EXPECT_EQ(chunk.describedCount, 2u);
-    EXPECT_FALSE(chunk.nodes[2]->described);
-}
-
-TEST(HierarchyChunk, LoadsFromTheFileAtAnOffset)
-{
-    const OctreeTest::TemporaryFolder folder;
-    folder.write("hierarchy.bin", std::string(22, '\0') + hierarchyRecord(0, 0x10, 7, 1, 2) + hierarchyRecord(0, 0, 3, 4, 5));
-    const FileLoader loader{PoTree::FileSystemLocation(folder.path())};
-    const auto root = cubeNode();
-    HierarchyChunk chunk;
-    ASSERT_TRUE(loadHierarchyChunk(loader, root, 22, 44 + 10, std::stop_token(), &chunk)); // size rounded down
-    ASSERT_EQ(chunk.nodes.size(), 2u);
-    EXPECT_EQ(root->pointCount, 7u);
-    EXPECT_EQ(chunk.nodes[1]->id.name(), "r4");
-    EXPECT_EQ(chunk.nodes[1]->byteSize, 5u);
-
-    std::stop_source stop;
-    stop.request_stop();
-    EXPECT_FALSE(loadHierarchyChunk(loader, cubeNode(), 22, 44, stop.get_token()));
-
-    try {
-        loadHierarchyChunk(loader, cubeNode(), 22, 66, std::stop_token());
-        FAIL() << "a chunk past the end of the file must not load";
-    } catch (const std::runtime_error& error) {
-        EXPECT_NE(std::string(error.what()).find("hierarchy.bin"), std::string::npos) << error.what();
     }
 }

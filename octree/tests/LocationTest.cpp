@@ -1,13 +1,14 @@
 #include <lumaro/octree/CacheIdentifier.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/PotreeEncoding.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 
 #include <unordered_map>
 
-using OctreeTest::TemporaryFolder;
+using TestSupport::TemporaryFolder;
 
 TEST(Location, FolderAndItsMetadataFileNameTheSameStore)
 {
@@ -31,21 +32,4 @@ TEST(Location, ExistsOnlyWhereAStoreIs)
     EXPECT_FALSE(PoTree::FileSystemLocation(folder.path() / "missing").exists());
     folder.write("ept.json", "{}");
     EXPECT_TRUE(location.exists());
-}
-
-TEST(Location, CopiesServeAsKeysOfCachesAndPalettes)
-{
-    const TemporaryFolder a;
-    const TemporaryFolder b;
-    const Octree::Location first = PoTree::FileSystemLocation(a.path());
-    const Octree::Location second = PoTree::FileSystemLocation(b.path());
-    EXPECT_NE(first, second);
-
-    std::unordered_map<Octree::CacheIdentifier, int> caches;
-    caches[{first, 1.0}] = 1;
-    caches[{first, 0.001}] = 2;
-    caches[{second, 1.0}] = 3;
-    caches[{PoTree::FileSystemLocation(a.path() / "metadata.json"), 1.0}] = 4; // same as the first
-    EXPECT_EQ(caches.size(), 3u);
-    EXPECT_EQ((caches[{first, 1.0}]), 4);
 }

@@ -2,8 +2,9 @@
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/NodeChunk.h>
 
-#include "FailureOf.h"
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/FailureOf.h>
+#include <lumaro/testsupport/PotreeEncoding.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 
@@ -11,8 +12,8 @@
 
 using namespace PoTree;
 using Octree::OctreeNodeId;
-using OctreeTest::bytesOf;
-using OctreeTest::failureOf;
+using TestSupport::bytesOf;
+using TestSupport::failureOf;
 
 namespace {
 
@@ -33,7 +34,7 @@ struct BrotliNodeFixture {
             attribute.size = static_cast<std::size_t>(size);
             metadata.attributes.push_back(attribute);
         }
-        const std::string chunk = OctreeTest::brotliStored(columns);
+        const std::string chunk = TestSupport::brotliStored(columns);
         folder.write("octree.bin", std::string(leadingBytes, 'x') + chunk);
         metadata.points = points;
         node.pointCount = points;
@@ -42,7 +43,7 @@ struct BrotliNodeFixture {
     }
 
     static constexpr std::size_t leadingBytes = 13;
-    OctreeTest::TemporaryFolder folder;
+    TestSupport::TemporaryFolder folder;
     FileLoader loader;
     Metadata metadata;
     Node node{OctreeNodeId::root(), Math::NBoundingBox<double, 3>({0.0, 0.0, 0.0}, {16.0, 16.0, 16.0})};
@@ -54,11 +55,11 @@ TEST(NodeChunk, SplitsColumnsInAttributeOrder)
 {
     // Three points: position, "Intensity" (not recognised, 2 bytes), classification, rgb, intensity.
     std::string columns;
-    columns += OctreeTest::positionCode(1, 2, 3) + OctreeTest::positionCode(70000, 5, 6)
-        + OctreeTest::positionCode(7, 8, 1u << 20);
+    columns += TestSupport::positionCode(1, 2, 3) + TestSupport::positionCode(70000, 5, 6)
+        + TestSupport::positionCode(7, 8, 1u << 20);
     columns += bytesOf<std::uint16_t>(0xAAAA) + bytesOf<std::uint16_t>(0xBBBB) + bytesOf<std::uint16_t>(0xCCCC);
     columns += std::string("\x02\x05\x07", 3);
-    columns += OctreeTest::colorCode(10, 20, 30) + OctreeTest::colorCode(1000, 2000, 3000) + OctreeTest::colorCode(0, 0, 65535);
+    columns += TestSupport::colorCode(10, 20, 30) + TestSupport::colorCode(1000, 2000, 3000) + TestSupport::colorCode(0, 0, 65535);
     columns += bytesOf<std::uint16_t>(100) + bytesOf<std::uint16_t>(200) + bytesOf<std::uint16_t>(300);
     const BrotliNodeFixture store({{"position", 12}, {"Intensity", 2}, {"classification", 1}, {"rgb", 6}, {"intensity", 2}},
                                   3, columns);
@@ -87,51 +88,6 @@ TEST(NodeChunk, SplitsColumnsInAttributeOrder)
     EXPECT_EQ(intensities, (std::vector<std::uint16_t>{100, 200, 300}));
     EXPECT_EQ(classifications, (std::vector<std::uint8_t>{2, 5, 7}));
     EXPECT_EQ(scanIndices, (std::vector<std::uint32_t>{42})) << "absent attributes leave their column alone";
-}
-
-TEST(NodeChunk, EmptyNodesNeedNoFetch)
-{
-    const BrotliNodeFixture store({{"position", 12}}, 0, "");
-    std::filesystem::remove(store.folder.path() / "octree.bin");
-    std::vector<PositionCode> positions(5);
-    std::size_t count = 99;
-    NodeColumns wanted;
-    wanted.positions = &positions;
-    ASSERT_TRUE(decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count));
-    EXPECT_EQ(count, 0u);
-    EXPECT_TRUE(positions.empty());
-
-    Node sizeless = store.node;
-    sizeless.pointCount = 4;
-    sizeless.byteSize = 0;
-    ASSERT_TRUE(decodeNodeChunk(store.loader, store.metadata, sizeless, std::stop_token(), wanted, count));
-    EXPECT_EQ(count, 0u);
-}
-
-TEST(NodeChunk, NodeVisibilityFillsTheColumnWithoutAFetch)
-{
-    BrotliNodeFixture store({{"visibility", 1}}, 4, std::string(4, '\0'), true);
-    std::filesystem::remove(store.folder.path() / "octree.bin");
-    std::vector<std::uint8_t> visibility;
-    NodeColumns wanted;
-    wanted.visibilities = &visibility;
-
-    store.node.visibility = Octree::NodeVisibility::AllHidden;
-    std::size_t count = 6;
-    ASSERT_TRUE(decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count));
-    EXPECT_EQ(visibility, std::vector<std::uint8_t>(6, 1));
-    EXPECT_EQ(count, 6u);
-
-    store.node.visibility = Octree::NodeVisibility::AllVisible;
-    ASSERT_TRUE(decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count));
-    EXPECT_EQ(visibility, std::vector<std::uint8_t>(6, 0));
-
-    // Per-point visibility must read the chunk, which is gone.
-    store.node.visibility = Octree::NodeVisibility::PerPoint;
-    EXPECT_NE(failureOf<std::exception>([&] {
-                  decodeNodeChunk(store.loader, store.metadata, store.node, std::stop_token(), wanted, count);
-              }).find("octree.bin"),
-              std::string::npos);
 }
 
 TEST(NodeChunk, NormalsFromThreeDoubleColumnsOrOctahedralCodes)

@@ -7,24 +7,6 @@
 
 using Octree::OctreeNodeId;
 
-TEST(OctreeNodeId, RootAndChildrenCarryTheirLevelAndName)
-{
-    const OctreeNodeId root;
-    EXPECT_TRUE(root.isRoot());
-    EXPECT_EQ(root.level(), 0u);
-    EXPECT_EQ(root.name(), "r");
-    EXPECT_EQ(sizeof(OctreeNodeId), 8u);
-
-    const OctreeNodeId r40 = root.child(4).child(0);
-    EXPECT_EQ(r40.level(), 2u);
-    EXPECT_EQ(r40.name(), "r40");
-    EXPECT_EQ(r40.childIndex(), 0u);
-    EXPECT_EQ(r40.parent(), root.child(4));
-    EXPECT_EQ(r40.parent().parent(), root);
-    EXPECT_EQ(OctreeNodeId::fromName("r40"), r40);
-    EXPECT_EQ(OctreeNodeId::fromValue(r40.value()), r40);
-}
-
 TEST(OctreeNodeId, ChildIndexBitsSelectUpperHalvesOfXYZ)
 {
     // 4 = upper x, 2 = upper y, 1 = upper z; "r73" is x 1,0 y 1,1 z 1,1 from the root down.
@@ -62,19 +44,4 @@ TEST(OctreeNodeId, RejectsMalformedNamesAndValues)
     EXPECT_THROW(OctreeNodeId::fromValue(0), std::invalid_argument);
     EXPECT_THROW(OctreeNodeId::fromValue(2), std::invalid_argument); // bit width 2 is no level
     EXPECT_THROW(OctreeNodeId().parent(), std::logic_error);
-}
-
-TEST(OctreeNodeId, DistinctNodesHashAndCompareDistinctly)
-{
-    std::unordered_set<OctreeNodeId> ids;
-    // Same paths at different depths ("r0" and "r00") must stay different nodes.
-    ids.insert(OctreeNodeId());
-    ids.insert(OctreeNodeId().child(0));
-    ids.insert(OctreeNodeId().child(0).child(0));
-    for (std::size_t i = 0; i < 8; ++i) {
-        ids.insert(OctreeNodeId().child(1).child(i));
-    }
-    EXPECT_EQ(ids.size(), 11u);
-    EXPECT_NE(OctreeNodeId::fromName("r0"), OctreeNodeId::fromName("r00"));
-    EXPECT_LT(OctreeNodeId::fromName("r"), OctreeNodeId::fromName("r0"));
 }

@@ -1,6 +1,6 @@
 #include <lumaro/octree/potree/PointCodes.h>
 
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/PotreeEncoding.h>
 
 #include <gtest/gtest.h>
 
@@ -18,13 +18,6 @@ PositionCode codeFromBytes(const std::string& bytes)
     return code;
 }
 
-std::uint64_t colorFromBytes(const std::string& bytes)
-{
-    std::uint64_t code;
-    std::memcpy(&code, bytes.data(), sizeof code);
-    return code;
-}
-
 } // namespace
 
 TEST(PointCodes, DecodesTheFirstPointOfAutzenRoot)
@@ -35,27 +28,6 @@ TEST(PointCodes, DecodesTheFirstPointOfAutzenRoot)
     EXPECT_EQ(xyz, (std::array<std::uint32_t, 3>{13115, 3703, 2163}));
 
     EXPECT_EQ(decodeColorCode(0x1fb58a), (std::array<std::uint16_t, 3>{114, 125, 100}));
-}
-
-TEST(PointCodes, HighWordCarriesBitsSixteenAndUp)
-{
-    // From test1_4's node r4: x needs 28 bits, so its upper bits sit in the high word.
-    const auto xyz = decodePositionCode(codeFromBytes(OctreeTest::positionCode(217421856, 309109, 4326138)));
-    EXPECT_EQ(xyz, (std::array<std::uint32_t, 3>{217421856, 309109, 4326138}));
-
-    const std::uint32_t largest = 0xFFFFFFFFu;
-    EXPECT_EQ(decodePositionCode(codeFromBytes(OctreeTest::positionCode(largest, 0, 1))),
-              (std::array<std::uint32_t, 3>{largest, 0, 1}));
-    EXPECT_EQ(decodePositionCode(codeFromBytes(OctreeTest::positionCode(0, 1u << 16, 1u << 31))),
-              (std::array<std::uint32_t, 3>{0, 1u << 16, 1u << 31}));
-}
-
-TEST(PointCodes, ColourChannelsKeepSixteenBits)
-{
-    EXPECT_EQ(decodeColorCode(colorFromBytes(OctreeTest::colorCode(29184, 26624, 23552))),
-              (std::array<std::uint16_t, 3>{29184, 26624, 23552}));
-    EXPECT_EQ(decodeColorCode(colorFromBytes(OctreeTest::colorCode(65535, 0, 1))),
-              (std::array<std::uint16_t, 3>{65535, 0, 1}));
 }
 
 TEST(PointCodes, OctahedralNormalsUnfoldTheLowerHemisphere)

@@ -4,14 +4,15 @@
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
-#include "FailureOf.h"
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/FailureOf.h>
+#include <lumaro/testsupport/PotreeEncoding.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 
-using OctreeTest::bytesOf;
-using OctreeTest::hierarchyRecord;
-using OctreeTest::TemporaryFolder;
+using TestSupport::bytesOf;
+using TestSupport::hierarchyRecord;
+using TestSupport::TemporaryFolder;
 
 namespace {
 
@@ -21,10 +22,10 @@ std::shared_ptr<Octree::Octree> colourStore(const TemporaryFolder& folder,
                                             const std::vector<std::array<std::uint16_t, 3>>& colours, int declaredMax)
 {
     std::string columns;
-    for (std::size_t i = 0; i < colours.size(); ++i) columns += OctreeTest::positionCode(1, 1, 1);
-    for (const auto& c : colours) columns += OctreeTest::colorCode(c[0], c[1], c[2]);
-    const std::string chunk = OctreeTest::brotliStored(columns);
-    auto metadata = OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"rgb", 6}}, colours.size(), 22);
+    for (std::size_t i = 0; i < colours.size(); ++i) columns += TestSupport::positionCode(1, 1, 1);
+    for (const auto& c : colours) columns += TestSupport::colorCode(c[0], c[1], c[2]);
+    const std::string chunk = TestSupport::brotliStored(columns);
+    auto metadata = TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"rgb", 6}}, colours.size(), 22);
     if (declaredMax >= 0) {
         metadata["attributes"][1]["max"] = {declaredMax, declaredMax, declaredMax};
     }
@@ -41,8 +42,8 @@ std::shared_ptr<PoTree::PotreeTree> twoNodeStore(const TemporaryFolder& folder, 
                           std::uint32_t rootPoints, const std::string& childColumns, std::uint32_t childPoints,
                           std::array<std::uint8_t, 2> visibility = {0, 0}, const std::string& rootChunk = "")
 {
-    const std::string root = rootChunk.empty() ? OctreeTest::brotliStored(rootColumns) : rootChunk;
-    const std::string child = OctreeTest::brotliStored(childColumns);
+    const std::string root = rootChunk.empty() ? TestSupport::brotliStored(rootColumns) : rootChunk;
+    const std::string child = TestSupport::brotliStored(childColumns);
     folder.write("metadata.json", metadata.dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, rootPoints, 0, root.size(), visibility[0])
                                       + hierarchyRecord(0, 0, childPoints, root.size(), child.size(), visibility[1]));
@@ -76,22 +77,6 @@ TEST(PotreeTree, SixteenBitColoursAreScaledByOneDecisionForTheStore)
               (std::vector<Math::Color>{{200, 30, 100}, {1, 2, 255}}));
 }
 
-TEST(PotreeTree, PointDataCarryOnlyWhatWasAskedForAndExists)
-{
-    const TemporaryFolder folder;
-    const auto tree = colourStore(folder, {{1, 2, 3}}, 255);
-    EXPECT_EQ(tree->availableAttributes(), Octree::PointAttribute::Position | Octree::PointAttribute::Color);
-
-    const auto positionsOnly = tree->nodePointData(Octree::OctreeNodeId::root(), std::stop_token(),
-                                                   Octree::PointAttribute::Position | Octree::PointAttribute::Intensity);
-    ASSERT_TRUE(positionsOnly);
-    EXPECT_TRUE(positionsOnly->hasPositions());
-    EXPECT_FALSE(positionsOnly->hasIntensities()) << "the store has no intensity";
-    EXPECT_FALSE(positionsOnly->hasColors()) << "colours were not asked for";
-    EXPECT_TRUE(positionsOnly->colors().empty());
-    EXPECT_TRUE(positionsOnly->isVisible(0)) << "without a visibility column every point is visible";
-}
-
 TEST(PotreeTree, InterleavedStoresDecodeEveryRecognisedAttribute)
 {
     // Records of 12 + 2 + 1 + 4 + 1 + 2 bytes: position, intensity, classification, ScanIndex,
@@ -102,7 +87,7 @@ TEST(PotreeTree, InterleavedStoresDecodeEveryRecognisedAttribute)
     records += bytesOf<std::uint16_t>(0); // u = v = -1: the normal (0, 0, -1)
     const TemporaryFolder folder;
     folder.write("metadata.json",
-                 OctreeTest::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}, {"classification", 1},
+                 TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}, {"classification", 1},
                                                            {"ScanIndex", 4}, {"user data", 1}, {"normal_oct16", 2}},
                                                1, 22)
                      .dump());
@@ -125,41 +110,16 @@ TEST(PotreeTree, InterleavedStoresDecodeEveryRecognisedAttribute)
     EXPECT_FALSE(data->hasColors());
 }
 
-TEST(NodePointData, ColumnsFollowTheCarriedAttributes)
-{
-    Octree::NodePointData data(Octree::PointAttribute::Position | Octree::PointAttribute::Visibility, 2);
-    EXPECT_EQ(data.size(), 2u);
-    EXPECT_EQ(data.positions().size(), 2u);
-    EXPECT_TRUE(data.intensities().empty());
-    data.setPosition(1, {1.0f, 2.0f, 3.0f});
-    data.setVisibility(1, 1);
-    EXPECT_EQ(data.position(1).y(), 2.0f);
-    EXPECT_TRUE(data.isVisible(0));
-    EXPECT_FALSE(data.isVisible(1));
-
-    data.resize(5);
-    EXPECT_EQ(data.positions().size(), 5u);
-    EXPECT_EQ(data.position(4), (Math::Point<float, 3>(0.0f, 0.0f, 0.0f)));
-    data.drop(Octree::PointAttribute::Visibility);
-    EXPECT_FALSE(data.hasVisibility());
-    EXPECT_TRUE(data.visibilities().empty());
-    EXPECT_TRUE(data.isVisible(1)) << "without the column every point counts as visible";
-
-    const Octree::NodePointData all;
-    EXPECT_EQ(all.attributes(), Octree::PointAttributes::all());
-    EXPECT_TRUE(all.empty());
-}
-
 TEST(PotreeTree, NodeVisibilityOfAStoreWithOnlyPositions)
 {
     // Root: all hidden by its record, points (1, 2, 3) and (0.5, 0, 16); r0: visibility per point.
     // Codes hold the integer plus one; scale 0.01 with offset and cube minimum 0.
-    auto metadata = OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}}, 3, 44);
+    auto metadata = TestSupport::syntheticMetadata("BROTLI", {{"position", 12}}, 3, 44);
     metadata["nodeVisibility"] = true;
     const TemporaryFolder folder;
     const auto store = twoNodeStore(folder, metadata,
-                                    OctreeTest::positionCode(101, 201, 301) + OctreeTest::positionCode(51, 1, 1601), 2,
-                                    OctreeTest::positionCode(1201, 1, 1), 1, {2, 0});
+                                    TestSupport::positionCode(101, 201, 301) + TestSupport::positionCode(51, 1, 1601), 2,
+                                    TestSupport::positionCode(1201, 1, 1), 1, {2, 0});
     const auto root = Octree::OctreeNodeId::root();
     const auto r0 = Octree::OctreeNodeId::fromName("r0");
 
@@ -190,40 +150,6 @@ TEST(PotreeTree, NodeVisibilityOfAStoreWithOnlyPositions)
     EXPECT_EQ(raw->positions[0], (std::array<std::int64_t, 3>{100, 200, 300}));
     EXPECT_EQ(raw->visibilities, (std::vector<std::uint8_t>{1, 1}));
     EXPECT_TRUE(raw->attributes.contains(Octree::PointAttribute::Position));
-}
-
-TEST(PotreeTree, TheColourRangeIsDecidedOnlyWhenColoursAreDecoded)
-{
-    // The root's chunk is unreadable, so any node whose decoding reads the root to decide the
-    // colour range fails; r0 is intact.
-    const std::string brokenRoot(40, '\x5a');
-    const std::string childColumns = OctreeTest::positionCode(1, 1, 1) + OctreeTest::colorCode(300, 0, 0);
-    const auto r0 = Octree::OctreeNodeId::fromName("r0");
-
-    const TemporaryFolder colourless;
-    const auto noRgb = twoNodeStore(colourless, OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44),
-                                    "", 1, OctreeTest::positionCode(1, 1, 1) + bytesOf<std::uint16_t>(9), 1, {0, 0},
-                                    brokenRoot);
-    const auto plain = noRgb->nodePointData(r0, std::stop_token());
-    ASSERT_TRUE(plain) << "a store without rgb has no colour range to decide";
-    EXPECT_EQ(plain->intensity(0), 9);
-
-    // rgb without a declared maximum: only a request for colours reads the root.
-    const TemporaryFolder undeclared;
-    const auto rgb = twoNodeStore(undeclared, OctreeTest::syntheticMetadata("BROTLI", {{"position", 12}, {"rgb", 6}}, 2, 44),
-                                  "", 1, childColumns, 1, {0, 0}, brokenRoot);
-    const auto positions = rgb->nodePointData(r0, std::stop_token(), Octree::PointAttribute::Position);
-    ASSERT_TRUE(positions);
-    EXPECT_EQ(positions->size(), 1u);
-    EXPECT_NE(OctreeTest::failureOf([&] { rgb->nodePointData(r0, std::stop_token()); }).find("octree.bin"),
-              std::string::npos);
-
-    // A stop request also ends the reading of the root: no result, no error.
-    std::stop_source stop;
-    stop.request_stop();
-    std::optional<Octree::NodePointData> stopped;
-    EXPECT_NO_THROW(stopped = rgb->nodePointData(r0, stop.get_token()));
-    EXPECT_FALSE(stopped);
 }
 
 // Hierarchy chunks behind proxies are read when first needed; a walk asked to stop reads none.

@@ -2,18 +2,16 @@
 // that an independent reference decoder recorded for it.
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
-#include <lumaro/octree/potree/HierarchyChunk.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 #include <lumaro/octree/TreeSummary.h>
 
 #include <lumaro/testsupport/LasReader.h>
+#include <lumaro/testsupport/TestStores.h>
 
-#include <lumaro/core/ReadLocalFile.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <bit>
 #include <cmath>
 #include <map>
 #include <thread>
@@ -44,11 +42,6 @@ std::shared_ptr<PoTree::PotreeTree> openStore(const std::string& name)
     return std::dynamic_pointer_cast<PoTree::PotreeTree>(tree);
 }
 
-nlohmann::json factsOf(const std::string& name)
-{
-    return nlohmann::json::parse(Core::readLocalFile(dataDir / "potree2" / name / "facts.json"));
-}
-
 // A point by its comparable contents: quantised position, intensity, class, colour.
 using PointKey = std::tuple<std::int64_t, std::int64_t, std::int64_t, std::uint16_t, std::uint8_t, std::uint16_t,
                             std::uint16_t, std::uint16_t>;
@@ -61,7 +54,7 @@ TEST_P(RealStore, SummaryAgreesWithTheReferenceFacts)
 {
     const auto tree = openStore(GetParam().store);
     ASSERT_NE(tree, nullptr);
-    const auto facts = factsOf(GetParam().store);
+    const auto facts = TestSupport::storeFacts(dataDir / "potree2" / GetParam().store);
     const Octree::TreeSummary summary = Octree::summarizeTree(*tree);
 
     EXPECT_EQ(tree->pointCount(), facts["points_metadata"].get<std::uint64_t>());
@@ -97,7 +90,7 @@ TEST_P(RealStore, SummaryAgreesWithTheReferenceFacts)
 TEST_P(RealStore, FirstNodesStartWithTheReferencePoints)
 {
     const auto tree = openStore(GetParam().store);
-    const auto facts = factsOf(GetParam().store);
+    const auto facts = TestSupport::storeFacts(dataDir / "potree2" / GetParam().store);
     const auto scale = tree->metadata().scale;
     const auto offset = tree->metadata().offset;
     for (const auto& expected : facts["first_nodes"]) {
@@ -215,30 +208,6 @@ INSTANTIATE_TEST_SUITE_P(Potree2, RealStore, ::testing::ValuesIn(storeCases),
                              return name;
                          });
 
-TEST(RealStore, BothEncodingsOfACloudGiveTheSameCoordinates)
-{
-    for (const std::string name : {"1.2-with-color", "test1_4", "warsaw_small"}) {
-        const auto brotli = openStore(name + "-brotli");
-        const auto plain = openStore(name + "-default");
-        for (const auto& node : plain->allNodes()) {
-            const auto a = plain->nodePointData(node->id, std::stop_token());
-            const auto b = brotli->nodePointData(node->id, std::stop_token());
-            ASSERT_TRUE(a && b);
-            ASSERT_EQ(a->size(), b->size()) << name << " " << node->id.name();
-            // The encodings order a node's points differently; compare them as sorted sets.
-            auto sorted = [](const Octree::NodePointData& data) {
-                std::vector<std::tuple<float, float, float, std::uint16_t>> points;
-                for (std::size_t i = 0; i < data.size(); ++i) {
-                    points.emplace_back(data.position(i).x(), data.position(i).y(), data.position(i).z(), data.intensity(i));
-                }
-                std::sort(points.begin(), points.end());
-                return points;
-            };
-            EXPECT_EQ(sorted(*a), sorted(*b)) << name << " " << node->id.name();
-        }
-    }
-}
-
 TEST(RealStore, ProxyChunksAreLoadedWhenTheirNodesAreVisited)
 {
     // test1_4 has proxies at level 4: its deeper nodes exist only in chunks reached through them.
@@ -255,57 +224,6 @@ TEST(RealStore, ProxyChunksAreLoadedWhenTheirNodesAreVisited)
         }
     }
     EXPECT_EQ(deepest, 7u);
-
-    // Each proxy of the first chunk, read straight from hierarchy.bin, against what the tree made
-    // of it: the node takes the first record of its own chunk and gets that record's children.
-    const std::string hierarchy = Core::readLocalFile(dataDir / "potree2" / "test1_4-brotli" / "hierarchy.bin");
-    const auto cube = tree->node(Octree::OctreeNodeId::root())->box;
-    const auto first = PoTree::parseHierarchyChunk(
-        std::string_view(hierarchy).substr(0, tree->metadata().firstChunkSize),
-        std::make_shared<PoTree::Node>(Octree::OctreeNodeId::root(), cube));
-    std::size_t proxies = 0;
-    for (const auto& proxy : first.nodes) {
-        if (!proxy->isProxy()) {
-            continue;
-        }
-        ++proxies;
-        const auto own = std::make_shared<PoTree::Node>(proxy->id, proxy->box);
-        PoTree::parseHierarchyChunk(std::string_view(hierarchy).substr(proxy->byteOffset, proxy->byteSize), own);
-        const auto visited = tree->node(proxy->id);
-        EXPECT_EQ(visited->byteOffset, own->byteOffset) << proxy->id.name();
-        EXPECT_EQ(visited->pointCount, own->pointCount) << proxy->id.name();
-        EXPECT_EQ(tree->children(proxy->id).size(), std::size_t(std::popcount(own->childMask))) << proxy->id.name();
-    }
-    EXPECT_GT(proxies, 0u) << "the store was chosen for its proxies";
-}
-
-TEST(RealStore, UnitScaleScalesEveryLength)
-{
-    const auto tree = openStore("1.2-with-color-brotli");
-    const auto id = Octree::OctreeNodeId::fromName("r0");
-    const auto metres = tree->nodePointData(id, std::stop_token());
-    const double spacing = tree->spacing(2);
-    const auto reference = tree->referencePosition();
-    const auto cube = tree->boundingCube(id);
-
-    tree->setUnitScale(0.001);
-    EXPECT_DOUBLE_EQ(tree->spacing(2), spacing * 0.001);
-    EXPECT_NEAR(tree->referencePosition().x(), reference.x() * 0.001, 1e-9);
-    EXPECT_NEAR(tree->boundingCube(id).max().x(), cube.max().x() * 0.001f, 1e-3);
-    EXPECT_EQ(tree->cacheIdentifier().unitScale, 0.001);
-    const auto kilometres = tree->nodePointData(id, std::stop_token());
-    ASSERT_EQ(kilometres->size(), metres->size());
-    EXPECT_NEAR(kilometres->position(0).x(), metres->position(0).x() * 0.001f, 1e-5);
-    EXPECT_THROW(tree->setUnitScale(0.0), std::invalid_argument);
-}
-
-TEST(RealStore, StopRequestsEndLoadingQuietly)
-{
-    const auto tree = openStore("autzen_trim-brotli");
-    std::stop_source stop;
-    stop.request_stop();
-    EXPECT_FALSE(tree->nodePointData(Octree::OctreeNodeId::root(), stop.get_token()).has_value());
-    EXPECT_THROW(tree->nodePointData(Octree::OctreeNodeId::fromName("r7"), std::stop_token()), std::invalid_argument);
 }
 
 TEST(RealStore, ConcurrentWalksSeeOneTree)

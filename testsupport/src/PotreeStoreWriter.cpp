@@ -1,4 +1,5 @@
 #include <lumaro/testsupport/PotreeStoreWriter.h>
+#include <lumaro/testsupport/PotreeEncoding.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,13 +12,6 @@
 namespace TestSupport {
 
 namespace {
-
-template <typename T>
-void appendLittleEndian(std::string& bytes, T value)
-{
-    for (std::size_t i = 0; i < sizeof(T); ++i)
-        bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 0xFFu);
-}
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes)
 {
@@ -74,23 +68,19 @@ void writePotreeStore(const std::filesystem::path& folder, const std::vector<Sto
             const StorePoint& point = node->points[i];
             const double xyz[3] = {point.x, point.y, point.z};
             for (int axis = 0; axis < 3; ++axis) {
-                appendLittleEndian(octree, static_cast<std::int32_t>(std::llround((xyz[axis] - cube.min) / cube.scale)));
+                octree += bytesOf(static_cast<std::int32_t>(std::llround((xyz[axis] - cube.min) / cube.scale)));
                 low[axis] = std::min(low[axis], xyz[axis]);
                 high[axis] = std::max(high[axis], xyz[axis]);
             }
-            appendLittleEndian(octree, point.intensity);
-            appendLittleEndian(octree, static_cast<std::uint16_t>(point.red));
-            appendLittleEndian(octree, static_cast<std::uint16_t>(point.green));
-            appendLittleEndian(octree, static_cast<std::uint16_t>(point.blue));
+            octree += bytesOf(point.intensity) + bytesOf(std::uint16_t{point.red}) + bytesOf(std::uint16_t{point.green})
+                + bytesOf(std::uint16_t{point.blue});
         }
         total += count;
         const bool hidden = node && node->hidden;
         anyHidden = anyHidden || hidden;
-        hierarchy += static_cast<char>(hidden ? 0x20 : 0x10); // type 0, visibility of the whole node
-        hierarchy += static_cast<char>(childMask);
-        appendLittleEndian(hierarchy, static_cast<std::uint32_t>(count));
-        appendLittleEndian(hierarchy, count == 0 ? std::uint64_t(0) : offset);
-        appendLittleEndian(hierarchy, static_cast<std::uint64_t>(octree.size() - offset));
+        // Type 0 with the visibility of the whole node.
+        hierarchy += hierarchyRecord(0, childMask, static_cast<std::uint32_t>(count), count == 0 ? 0 : offset,
+                                     octree.size() - offset, hidden ? 2 : 1);
     }
     if (total == 0)
         for (int axis = 0; axis < 3; ++axis)

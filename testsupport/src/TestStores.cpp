@@ -4,6 +4,7 @@
 
 #include <zstd.h>
 
+#include <cstdlib>
 #include <stdexcept>
 
 namespace TestSupport {
@@ -16,6 +17,15 @@ std::filesystem::path testStore(const std::string& relativePath)
 nlohmann::json storeFacts(const std::filesystem::path& store)
 {
     return nlohmann::json::parse(Core::readLocalFile(store / "facts.json"));
+}
+
+std::optional<WebServers> webServers()
+{
+    const char* file = std::getenv("LUMARO_WEB_SERVER");
+    if (!file)
+        return std::nullopt;
+    const nlohmann::json servers = nlohmann::json::parse(Core::readLocalFile(file));
+    return WebServers{servers["http"], servers["https"], servers["faults"], servers["ca"]};
 }
 
 RestoredEptBinaryStore::RestoredEptBinaryStore()

@@ -1,6 +1,6 @@
 // Picking and read-back of rendered point clouds on a real device: picks in pictures whose
 // pixels are worked out by hand, and picks in real stores compared with their source LAS files.
-#include "../pointcloud/PictureFixture.h"
+#include <lumaro/testsupport/render/PictureFixture.h>
 
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/renderables/Thumbnail.h>

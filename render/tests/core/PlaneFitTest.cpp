@@ -53,20 +53,4 @@ TEST(PlaneFit, TheViewRayMeetsThePlaneInFrontLiesInItOrMissesIt)
               Point(1.0f, 2.0f, 0.0f));
 }
 
-TEST(PlaneFit, SearchSquaresAreClampedAndHalfOpen)
-{
-    struct Case {
-        std::size_t x, y, tolerance;
-        Render::SearchSquare expected;
-    };
-    for (const Case& c : {Case{10, 10, 0, {10, 10, 10, 10}}, Case{10, 10, 1, {9, 11, 9, 11}},
-                          Case{0, 0, 3, {0, 3, 0, 3}}, Case{63, 47, 2, {61, 63, 45, 47}}, Case{70, 5, 1, {63, 63, 4, 6}}}) {
-        const Render::SearchSquare square = Render::searchSquare(c.x, c.y, c.tolerance, 64, 48);
-        EXPECT_EQ(std::tie(square.x0, square.x1, square.y0, square.y1),
-                  std::tie(c.expected.x0, c.expected.x1, c.expected.y0, c.expected.y1))
-            << c.x << " " << c.y << " " << c.tolerance;
-    }
-    EXPECT_TRUE(Render::searchSquare(10, 10, 0, 64, 48).empty());
-}
-
 } // namespace

@@ -6,9 +6,7 @@
 
 #include <lumaro/graphics/ColorImage.h>
 
-#include "../gpu/TestDevice.h"
-
-#include <d3dcompiler.h>
+#include <lumaro/testsupport/render/HlslTestSupport.h>
 
 #include <gtest/gtest.h>
 
@@ -52,17 +50,6 @@ Targets ps_main(float4 position : SV_POSITION)
 }
 )";
 
-std::string compile(const char* entry, const char* profile)
-{
-    ComPtr<ID3DBlob> code;
-    ComPtr<ID3DBlob> errors;
-    const HRESULT result = D3DCompile(patternShader, std::strlen(patternShader), "pattern", nullptr, nullptr, entry,
-                                      profile, 0, 0, &code, &errors);
-    if (FAILED(result))
-        throw std::runtime_error(errors ? static_cast<const char*>(errors->GetBufferPointer()) : "D3DCompile failed");
-    return std::string(static_cast<const char*>(code->GetBufferPointer()), code->GetBufferSize());
-}
-
 class PatternRenderable : public Render::Renderable {
 public:
     PatternRenderable() : Renderable("pattern") {}
@@ -71,8 +58,8 @@ public:
               ComPtr<ID3D11DeviceContext> context) override
     {
         context_ = context;
-        const std::string vertexCode = compile("vs_main", "vs_5_0");
-        const std::string pixelCode = compile("ps_main", "ps_5_0");
+        const std::string vertexCode = Render::Testing::compiledOrThrow(patternShader, "vs_main", "vs_5_0");
+        const std::string pixelCode = Render::Testing::compiledOrThrow(patternShader, "ps_main", "ps_5_0");
         Render::throwIfFailed(device->CreateVertexShader(vertexCode.data(), vertexCode.size(), nullptr, &vertexShader_));
         Render::throwIfFailed(device->CreatePixelShader(pixelCode.data(), pixelCode.size(), nullptr, &pixelShader_));
     }
@@ -150,136 +137,52 @@ protected:
     const Rgba sceneColor = bytes(0.2, 0.4, 0.6, 1.0);
 };
 
-TEST_F(PostProcessFrames, DefaultModeAppliesBrightnessAndContrastToDrawnPixelsOnly)
+// Each mode's formula on the drawn pixel and on the empty one, frame after frame: every case
+// changes some constants, which must reach the very next frame, and a repeated frame is the same.
+TEST_F(PostProcessFrames, EachModeFinishesTheSceneByItsFormula)
 {
-    auto [drawn, empty] = frame();
-    expectColor(drawn, sceneColor, "unadjusted");
-    expectColor(empty, background, "clear colour");
-
-    // contrast · (c + brightness − 0.5) + 0.5 with 0.05 and 2: 2c − 0.4.
-    renderer.setBrightness(0.05f);
-    renderer.setContrast(2.0f);
-    std::tie(drawn, empty) = frame();
-    expectColor(drawn, bytes(0.0, 0.4, 0.8, 1.0), "adjusted");
-    expectColor(empty, background, "clear colour is not adjusted");
-}
-
-TEST_F(PostProcessFrames, TomographicLooks)
-{
-    renderer.setRenderMode(RenderMode::TomographicDark);
-    auto [drawn, empty] = frame();
-    // rgb = 1 − c = (0.8, 0.6, 0.4), alpha = 1 − mean = 0.4; colour 1 − 2 · (1 − rgb), alpha 2 · 0.4.
-    expectColor(drawn, bytes(0.6, 0.2, 0.0, 0.8), "dark contours");
-    expectColor(empty, {255, 255, 255, 0}, "dark contours, empty");
-
-    renderer.setRenderMode(RenderMode::TomographicBright);
-    std::tie(drawn, empty) = frame();
-    // 2c clamped = (0.4, 0.8, 1.0); alpha 2 · mean(c) = 0.8.
-    expectColor(drawn, bytes(0.4, 0.8, 1.0, 0.8), "bright contours");
-    expectColor(empty, {0, 0, 0, 0}, "bright contours, empty");
-}
-
-TEST_F(PostProcessFrames, NormalModeShadesByTheNormalOfTheWorldPositions)
-{
-    renderer.setRenderMode(RenderMode::Normal);
-    auto [drawn, empty] = frame();
-    // p(x, y) = (x, y, x): p − p_left = (1, 0, 1), p − p_top = (0, 1, 0); their cross product
-    // (−1, 0, 1) normalised, mapped from −1..1 to 0..1.
+    struct Case {
+        const char* what;
+        RenderMode mode;
+        float brightness, contrast, opacity;
+        Rgba drawn, empty;
+    };
+    const Rgba scene = sceneColor;
     const double half = 0.5 / std::sqrt(2.0);
-    expectColor(drawn, bytes(0.5 - half, 0.5, 0.5 + half, 1.0), "normal");
-    expectColor(empty, background, "normal, empty");
-}
-
-TEST_F(PostProcessFrames, ColouringModesOfThePointShaderPassTheSceneThrough)
-{
-    renderer.setBrightness(0.05f);
-    renderer.setContrast(2.0f);
-    for (const RenderMode mode : {RenderMode::PlaneDistance, RenderMode::Intensity, RenderMode::UniformColor,
-                                  RenderMode::MeshDistance}) {
-        renderer.setRenderMode(mode);
-        const auto [drawn, empty] = frame();
-        const std::string name = "mode " + std::to_string(static_cast<int>(mode));
-        expectColor(drawn, sceneColor, name);
-        expectColor(empty, background, name + ", empty");
+    const Case cases[] = {
+        {"default", RenderMode::Default, 0.0f, 1.0f, 1.0f, scene, background},
+        // contrast · (c + brightness − 0.5) + 0.5 with 0.05 and 2 is 2c − 0.4; the clear colour stays.
+        {"default, adjusted", RenderMode::Default, 0.05f, 2.0f, 1.0f, bytes(0.0, 0.4, 0.8, 1.0), background},
+        // c + 0.05.
+        {"default, brighter", RenderMode::Default, 0.05f, 1.0f, 1.0f, bytes(0.25, 0.45, 0.65, 1.0), background},
+        // rgb = 1 − c = (0.8, 0.6, 0.4), alpha = 1 − mean = 0.4; colour 1 − 2 · (1 − rgb), alpha 2 · 0.4.
+        {"dark contours", RenderMode::TomographicDark, 0.0f, 1.0f, 1.0f, bytes(0.6, 0.2, 0.0, 0.8), {255, 255, 255, 0}},
+        // 2c clamped = (0.4, 0.8, 1.0); alpha 2 · mean(c) = 0.8.
+        {"bright contours", RenderMode::TomographicBright, 0.0f, 1.0f, 1.0f, bytes(0.4, 0.8, 1.0, 0.8), {0, 0, 0, 0}},
+        // p(x, y) = (x, y, x): p − p_left = (1, 0, 1), p − p_top = (0, 1, 0); their cross product
+        // (−1, 0, 1) normalised, mapped from −1..1 to 0..1.
+        {"normal", RenderMode::Normal, 0.0f, 1.0f, 1.0f, bytes(0.5 - half, 0.5, 0.5 + half, 1.0), background},
+        // Modes coloured by the point shader pass the scene through, brightness and contrast too.
+        {"plane distance", RenderMode::PlaneDistance, 0.05f, 2.0f, 1.0f, scene, background},
+        {"intensity", RenderMode::Intensity, 0.05f, 2.0f, 1.0f, scene, background},
+        {"uniform colour", RenderMode::UniformColor, 0.05f, 2.0f, 1.0f, scene, background},
+        {"mesh distance", RenderMode::MeshDistance, 0.05f, 2.0f, 1.0f, scene, background},
+        // Opacity halves every alpha.
+        {"default, half opaque", RenderMode::Default, 0.0f, 1.0f, 0.5f, {scene.r, scene.g, scene.b, 128}, {10, 20, 30, 128}},
+        {"dark contours, half opaque", RenderMode::TomographicDark, 0.0f, 1.0f, 0.5f, bytes(0.6, 0.2, 0.0, 0.4),
+         {255, 255, 255, 0}},
+    };
+    for (const Case& c : cases) {
+        renderer.setRenderMode(c.mode);
+        renderer.setBrightness(c.brightness);
+        renderer.setContrast(c.contrast);
+        renderer.setOpacity(c.opacity);
+        for (int repeat = 0; repeat < 2; ++repeat) {
+            const auto [drawn, empty] = frame();
+            expectColor(drawn, c.drawn, c.what);
+            expectColor(empty, c.empty, std::string(c.what) + ", empty");
+        }
     }
-}
-
-TEST_F(PostProcessFrames, OpacityHalvesEveryAlpha)
-{
-    renderer.setOpacity(0.5f);
-    auto [drawn, empty] = frame();
-    expectColor(drawn, {sceneColor.r, sceneColor.g, sceneColor.b, 128}, "default");
-    expectColor(empty, {10, 20, 30, 128}, "default, empty");
-
-    renderer.setRenderMode(RenderMode::TomographicDark);
-    std::tie(drawn, empty) = frame();
-    expectColor(drawn, bytes(0.6, 0.2, 0.0, 0.4), "dark contours");
-    expectColor(empty, {255, 255, 255, 0}, "dark contours, empty");
-}
-
-TEST_F(PostProcessFrames, ChangedConstantsReachTheNextFrameAndRepeatedFramesAreStable)
-{
-    renderer.setBrightness(0.05f);
-    renderer.setContrast(2.0f);
-    const Rgba adjusted = bytes(0.0, 0.4, 0.8, 1.0);
-    for (int repeat = 0; repeat < 3; ++repeat)
-        expectColor(frame().first, adjusted, "frame " + std::to_string(repeat));
-    renderer.setContrast(1.0f);
-    // c + 0.05: (0.25, 0.45, 0.65).
-    expectColor(frame().first, bytes(0.25, 0.45, 0.65, 1.0), "after the change");
-}
-
-TEST(PostProcess, StoresItsSettingsAsShaderConstants)
-{
-    Render::PostProcess stage;
-    const Render::PostProcess::Constants initial = stage.constants();
-    EXPECT_EQ(initial.width, 640.0f);
-    EXPECT_EQ(initial.height, 480.0f);
-    EXPECT_EQ(initial.brightness, 0.0f);
-    EXPECT_EQ(initial.contrast, 1.0f);
-    EXPECT_EQ(initial.backgroundColor, (std::array<float, 4>{1, 1, 1, 1}));
-    EXPECT_EQ(initial.opacity, 1.0f);
-    EXPECT_EQ(initial.renderMode, 0);
-
-    stage.setViewport(Render::Viewport(320, 200));
-    stage.setBackgroundColor(Math::Color(255, 0, 51, 102));
-    stage.setRenderMode(RenderMode::Normal);
-    stage.setOpacity(0.25f);
-    const Render::PostProcess::Constants& changed = stage.constants();
-    EXPECT_EQ(changed.width, 320.0f);
-    EXPECT_EQ(changed.height, 200.0f);
-    EXPECT_EQ(changed.backgroundColor, (std::array<float, 4>{1.0f, 0.0f, 0.2f, 0.4f}));
-    EXPECT_EQ(changed.renderMode, 3);
-    EXPECT_EQ(stage.renderMode(), RenderMode::Normal);
-    EXPECT_EQ(stage.opacity(), 0.25f);
-}
-
-class PostProcessDraw : public Render::Testing::GpuTest {};
-
-TEST_F(PostProcessDraw, UploadsConstantsOnlyAfterAChangeAndLeavesNothingBound)
-{
-    Render::PostProcess stage(gpu.devicePtr());
-    ID3D11DeviceContext* context = gpu.context();
-    EXPECT_TRUE(stage.constantsDirty());
-    stage.draw(context);
-    EXPECT_FALSE(stage.constantsDirty());
-    stage.draw(context);
-    EXPECT_FALSE(stage.constantsDirty()) << "nothing changed, nothing to upload";
-
-    stage.setContrast(2.0f);
-    EXPECT_TRUE(stage.constantsDirty());
-    stage.draw(context);
-    EXPECT_FALSE(stage.constantsDirty());
-
-    ComPtr<ID3D11Buffer> constants;
-    context->PSGetConstantBuffers(0, 1, &constants);
-    EXPECT_EQ(constants, nullptr);
-    ComPtr<ID3D11VertexShader> vertexShader;
-    context->VSGetShader(&vertexShader, nullptr, nullptr);
-    EXPECT_EQ(vertexShader, nullptr);
-    ComPtr<ID3D11PixelShader> pixelShader;
-    context->PSGetShader(&pixelShader, nullptr, nullptr);
-    EXPECT_EQ(pixelShader, nullptr);
 }
 
 } // namespace

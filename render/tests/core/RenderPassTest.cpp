@@ -1,6 +1,6 @@
 #include <lumaro/render/core/RenderPass.h>
 
-#include "../gpu/TestDevice.h"
+#include <lumaro/testsupport/render/TestDevice.h>
 
 #include <gtest/gtest.h>
 
@@ -12,17 +12,6 @@ namespace {
 using Render::RenderPass;
 using Render::ShaderConfiguration;
 using Render::Testing::GpuTest;
-
-template <class Call>
-void expectLogicError(Call&& call, const char* message)
-{
-    try {
-        call();
-        ADD_FAILURE() << "expected std::logic_error(\"" << message << "\")";
-    } catch (const std::logic_error& error) {
-        EXPECT_STREQ(error.what(), message);
-    }
-}
 
 class RenderPassTest : public GpuTest {
 protected:
@@ -53,82 +42,6 @@ protected:
         return {count, depth != nullptr};
     }
 };
-
-TEST_F(RenderPassTest, BindingATextureTwiceOrUnbindingItTwiceNamesTheMissingHalf)
-{
-    RenderPass pass = makePass(4, 4);
-    ID3D11DeviceContext* context = gpu.context();
-
-    pass.bindTexture(context, "color", ShaderConfiguration::Pixel, 0);
-    expectLogicError([&] { pass.bindTexture(context, "color", ShaderConfiguration::Pixel, 0); },
-                     "Error: end call is missing");
-    // Another target is bound independently.
-    pass.bindTexture(context, "position", ShaderConfiguration::Pixel, 1);
-    pass.unbindTexture(context, "position");
-    pass.unbindTexture(context, "color");
-    expectLogicError([&] { pass.unbindTexture(context, "color"); }, "Error: begin call is missing");
-
-    pass.bindDepthTexture(context, ShaderConfiguration::Vertex, 3);
-    expectLogicError([&] { pass.bindDepthTexture(context, ShaderConfiguration::Pixel, 3); },
-                     "Error: end call is missing");
-    pass.unbindDepthTexture(context);
-    expectLogicError([&] { pass.unbindDepthTexture(context); }, "Error: begin call is missing");
-}
-
-TEST_F(RenderPassTest, ResizingWhileATextureIsBoundIsRefusedAndChangesNothing)
-{
-    RenderPass pass = makePass(4, 4);
-    ID3D11DeviceContext* context = gpu.context();
-    pass.bindTexture(context, "position", ShaderConfiguration::Pixel, 0);
-    expectLogicError([&] { pass.setViewport(8, 8); }, "Error: end call is missing");
-    EXPECT_EQ(pass.width(), 4u);
-    pass.unbindTexture(context, "position"); // the binding survived the refusal
-
-    pass.bindDepthTexture(context, ShaderConfiguration::Pixel, 1);
-    expectLogicError([&] { pass.setViewport(8, 8); }, "Error: end call is missing");
-    pass.unbindDepthTexture(context);
-    pass.setViewport(8, 8);
-    EXPECT_EQ(pass.texture("position").desc().Width, 8u);
-}
-
-TEST_F(RenderPassTest, BoundTexturesReachTheStagesAndUnbindingClearsTheSlot)
-{
-    RenderPass pass = makePass(4, 4);
-    ID3D11DeviceContext* context = gpu.context();
-    pass.bindTexture(context, "position", ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 2);
-
-    ID3D11ShaderResourceView* pixelView = nullptr;
-    ID3D11ShaderResourceView* vertexView = nullptr;
-    context->PSGetShaderResources(2, 1, &pixelView);
-    context->VSGetShaderResources(2, 1, &vertexView);
-    EXPECT_NE(pixelView, nullptr);
-    EXPECT_EQ(pixelView, vertexView);
-    ID3D11Resource* resource = nullptr;
-    pixelView->GetResource(&resource);
-    EXPECT_EQ(resource, pass.texture("position").get());
-    resource->Release();
-    pixelView->Release();
-    vertexView->Release();
-
-    pass.unbindTexture(context, "position");
-    context->PSGetShaderResources(2, 1, &pixelView);
-    EXPECT_EQ(pixelView, nullptr);
-}
-
-TEST_F(RenderPassTest, BeginBindsAllTargetsWithTheDepthBufferAndEndUnbindsThem)
-{
-    RenderPass pass = makePass(4, 4);
-    pass.begin(gpu.context());
-    EXPECT_EQ(boundOutputs(), std::make_pair(2u, true));
-    pass.end(gpu.context());
-    EXPECT_EQ(boundOutputs(), std::make_pair(0u, false));
-
-    RenderPass withoutDepth(gpu.devicePtr(), 4, 4);
-    withoutDepth.addRenderTarget("only", DXGI_FORMAT_R8G8B8A8_UNORM);
-    withoutDepth.begin(gpu.context());
-    EXPECT_EQ(boundOutputs(), std::make_pair(1u, false));
-    withoutDepth.end(gpu.context());
-}
 
 TEST_F(RenderPassTest, ClearsEachTargetWithItsOwnValueAndTheDepthOnlyWhenAsked)
 {
@@ -204,34 +117,6 @@ TEST_F(RenderPassTest, ResizingRecreatesEveryTextureAndKeepsFormatsAndClearValue
     pass.end(gpu.context());
     pass.setViewport(2, 2);
     EXPECT_NE(pass.texture("color").get(), nullptr);
-}
-
-TEST_F(RenderPassTest, UnknownOrDuplicateNamesAreRejectedWithTheName)
-{
-    RenderPass pass = makePass(2, 2);
-    try {
-        pass.addRenderTarget("color", DXGI_FORMAT_R8G8B8A8_UNORM);
-        ADD_FAILURE() << "a second target named color was accepted";
-    } catch (const std::invalid_argument& error) {
-        EXPECT_NE(std::string(error.what()).find("\"color\""), std::string::npos) << error.what();
-    }
-    EXPECT_THROW(pass.texture("normal"), std::invalid_argument);
-    EXPECT_THROW(pass.bindTexture(gpu.context(), "normal", ShaderConfiguration::Pixel, 0), std::invalid_argument);
-
-    RenderPass withoutDepth(gpu.devicePtr(), 2, 2);
-    EXPECT_THROW(withoutDepth.depthTexture(), std::logic_error);
-}
-
-TEST_F(RenderPassTest, AMovedPassKeepsItsTargets)
-{
-    RenderPass pass = makePass(2, 2);
-    ID3D11Texture2D* color = pass.texture("color").get();
-    RenderPass moved(std::move(pass));
-    EXPECT_EQ(moved.texture("color").get(), color);
-    RenderPass assigned;
-    assigned = std::move(moved);
-    EXPECT_EQ(assigned.texture("color").get(), color);
-    EXPECT_EQ(assigned.width(), 2u);
 }
 
 } // namespace

@@ -75,59 +75,6 @@ void expectNear(const Eigen::Vector3f& actual, const Eigen::Vector3f& expected)
     EXPECT_NEAR(actual.z(), expected.z(), 1e-5f);
 }
 
-TEST(RenderableIdentity, ConsecutiveInstancesAreNumberedConsecutivelyAndCopiesKeepTheirNumber)
-{
-    TestRenderable first("first");
-    TestRenderable second("second");
-    EXPECT_EQ(second.id(), first.id() + 1);
-
-    TestRenderable copy(first);
-    EXPECT_EQ(copy.id(), first.id());
-    EXPECT_EQ(copy.name(), "first");
-
-    TestRenderable third("third");
-    EXPECT_EQ(third.id(), second.id() + 1) << "a copy must not draw a number";
-    third = second;
-    EXPECT_EQ(third.id(), second.id());
-    EXPECT_EQ(third.name(), "second");
-}
-
-TEST(RenderableIdentity, NameAndParent)
-{
-    auto parent = std::make_shared<TestRenderable>("parent");
-    TestRenderable child("child");
-    EXPECT_EQ(child.parent(), nullptr);
-    child.setParent(parent);
-    EXPECT_EQ(child.parent(), parent);
-    child.setName("renamed");
-    EXPECT_EQ(child.name(), "renamed");
-    parent.reset();
-    EXPECT_EQ(child.parent(), nullptr);
-}
-
-TEST(RenderableBase, DefaultsOfTheVirtualOperations)
-{
-    TestRenderable renderable("r");
-    EXPECT_TRUE(renderable.visible());
-    EXPECT_FALSE(renderable.selected());
-    EXPECT_TRUE(renderable.needsRedraw());
-    EXPECT_FALSE(renderable.isTransparent());
-    EXPECT_FALSE(renderable.backgroundColor().has_value());
-    EXPECT_EQ(renderable.matrix(), Eigen::Matrix4f::Identity());
-    EXPECT_EQ(renderable.worldMatrix(), Eigen::Matrix4f::Identity());
-
-    for (const auto& [low, high] : {std::pair{0.0f, 1.0f}, std::pair{-7.5f, 300.0f}, std::pair{2.0f, 2.0f}}) {
-        float brightness = 42.0f;
-        float contrast = -3.0f;
-        renderable.brightnessAndContrast(low, high, brightness, contrast);
-        EXPECT_EQ(brightness, 0.0f);
-        EXPECT_EQ(contrast, 1.0f);
-    }
-
-    renderable.render();
-    EXPECT_FALSE(renderable.needsRedraw()) << "rendering satisfies the need to redraw";
-}
-
 TEST(RenderableBase, SettersReportARedrawOnlyWhenSomethingChanges)
 {
     TestRenderable renderable("r");
@@ -175,20 +122,6 @@ TEST(RenderableWorldMatrix, IsTheParentsWorldMatrixTimesTheLocalOne)
     expectNear(apply(child->worldMatrix(), 1, 0, 0), {20, 1, 0});
 }
 
-TEST(RenderableWorldMatrix, FallsBackToTheLocalMatrixWhenTheParentIsGone)
-{
-    auto parent = std::make_shared<TestRenderable>("parent");
-    TestRenderable child("child");
-    child.setParent(parent);
-    parent->setMatrix(translation(10, 0, 0));
-    child.setMatrix(translation(0, 5, 0));
-    expectNear(apply(child.worldMatrix(), 0, 0, 0), {10, 5, 0});
-
-    parent.reset();
-    child.invalidateWorldMatrix();
-    expectNear(apply(child.worldMatrix(), 0, 0, 0), {0, 5, 0});
-}
-
 TEST(RenderableBounds, WorldAndParentBoxesAreTheAxisAlignedBoundsOfTheTransformedBox)
 {
     auto parent = std::make_shared<TestRenderable>("parent");
@@ -205,36 +138,6 @@ TEST(RenderableBounds, WorldAndParentBoxesAreTheAxisAlignedBoundsOfTheTransforme
     const Box inWorld = child->boundingBoxWorld();
     expectNear(inWorld.min(), {8, 0, 0});
     expectNear(inWorld.max(), {10, 1, 3});
-}
-
-TEST(RenderableBounds, AnEmptyBoxStaysEmpty)
-{
-    TestRenderable nothing("nothing", Box());
-    nothing.setMatrix(quarterTurnZ() * translation(3, 4, 5));
-    for (const Box& box : {nothing.boundingBoxWorld(), nothing.boundingBoxParent()}) {
-        EXPECT_TRUE(box.isEmpty());
-        EXPECT_EQ(box, Box());
-        EXPECT_TRUE(std::isfinite(box.min().x()) && std::isfinite(box.max().x()));
-    }
-}
-
-TEST(RenderablePlacement, TranslationCarriesFromOntoTo)
-{
-    TestRenderable renderable("r");
-    renderable.setMatrix(quarterTurnZ());
-    renderable.setTranslationByCorrespondences(Point(1, 1, 1), Point(4, 5, 7));
-    // The shift (3, 4, 6) is applied after the existing quarter turn.
-    expectNear(apply(renderable.matrix(), 1, 0, 0), {3, 5, 6});
-}
-
-TEST(RenderablePlacement, ZRotationTurnsAboutTheVerticalThroughTheCenter)
-{
-    TestRenderable renderable("r");
-    renderable.setZRotationByCorrespondences(Point(1, 1, 0), Point(2, 1, 0), Point(1, 2, 9));
-    // A quarter turn about the vertical through (1, 1): heights are kept, the centre stays put.
-    expectNear(apply(renderable.matrix(), 2, 1, 5), {1, 2, 5});
-    expectNear(apply(renderable.matrix(), 1, 1, -3), {1, 1, -3});
-    expectNear(apply(renderable.matrix(), 1, 0, 0), {2, 1, 0});
 }
 
 TEST(RenderablePlacement, TranslationAndRotationCarryPointAndDirection)

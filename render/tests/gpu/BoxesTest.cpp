@@ -1,4 +1,4 @@
-#include "TestDevice.h"
+#include <lumaro/testsupport/render/TestDevice.h>
 
 #include <lumaro/render/gpu/Boxes.h>
 #include <lumaro/render/gpu/ComException.h>
@@ -165,128 +165,12 @@ TEST_F(BoxesTest, AnUpdatableSetDrawsWhatTheLastUpdateGave)
     EXPECT_EQ(litPixels(), 0);
 }
 
-TEST_F(BoxesTest, AFixedSetCannotBeUpdated)
-{
-    Boxes boxes(gpu.devicePtr(), Math::NBoundingBox<float, 3>({0.f, 0.f, 0.f}, {1.f, 1.f, 1.f}), Math::Color(1, 2, 3));
-    EXPECT_EQ(boxes.boxCount(), 1u);
-    D3D11_BUFFER_DESC desc{};
-    boxes.instanceBuffer()->GetDesc(&desc);
-    EXPECT_EQ(desc.ByteWidth, 28u);
-    EXPECT_EQ(desc.Usage, D3D11_USAGE_IMMUTABLE);
-    EXPECT_THROW(boxes.update(gpu.context(), {BoxWithColor{}}), ComException);
-    EXPECT_THROW(Boxes(gpu.devicePtr(), std::vector<BoxWithColor>{}), ComException);
-}
-
 TEST_F(BoxesTest, ABufferWiderThan32BitsIsRefusedBeforeAnythingIsCreated)
 {
     // 153391690 × 28 bytes = 2^32 + 24: a wrapped width would give a 24-byte buffer for them all.
     EXPECT_THAT([&] { Boxes(gpu.devicePtr(), std::size_t{153391690}); },
                 testing::ThrowsMessage<std::invalid_argument>(testing::HasSubstr("153391690 boxes")));
     EXPECT_THROW(Boxes(gpu.devicePtr(), std::numeric_limits<std::size_t>::max()), std::invalid_argument);
-}
-
-TEST_F(BoxesTest, DrawLeavesNothingBound)
-{
-    Boxes boxes(gpu.devicePtr(), std::size_t{1});
-    clear();
-    draw(boxes);
-    auto* context = gpu.context();
-    ComPtr<ID3D11VertexShader> vs;
-    ComPtr<ID3D11PixelShader> ps;
-    ComPtr<ID3D11InputLayout> layout;
-    ComPtr<ID3D11Buffer> constants;
-    ComPtr<ID3D11Buffer> vertices;
-    UINT stride = 0;
-    UINT offset = 0;
-    D3D11_PRIMITIVE_TOPOLOGY topology{};
-    context->VSGetShader(&vs, nullptr, nullptr);
-    context->PSGetShader(&ps, nullptr, nullptr);
-    context->IAGetInputLayout(&layout);
-    context->VSGetConstantBuffers(0, 1, &constants);
-    context->IAGetVertexBuffers(0, 1, &vertices, &stride, &offset);
-    context->IAGetPrimitiveTopology(&topology);
-    EXPECT_EQ(vs.Get(), nullptr);
-    EXPECT_EQ(ps.Get(), nullptr);
-    EXPECT_EQ(layout.Get(), nullptr);
-    EXPECT_EQ(constants.Get(), nullptr);
-    EXPECT_EQ(topology, D3D11_PRIMITIVE_TOPOLOGY_UNDEFINED);
-}
-
-struct alignas(16) Constants {
-    float values[4];
-};
-
-// Writes `content` into a dynamic buffer directly, as the wrapper's own upload would.
-void overwrite(Testing::TestDevice& gpu, ID3D11Buffer* buffer, const std::array<float, 4>& content)
-{
-    D3D11_MAPPED_SUBRESOURCE mapped{};
-    throwIfFailed(gpu.context()->Map(buffer, 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
-    std::memcpy(mapped.pData, content.data(), sizeof content);
-    gpu.context()->Unmap(buffer, 0);
-}
-
-std::array<float, 4> contentOf(Testing::TestDevice& gpu, ID3D11Buffer* buffer)
-{
-    D3D11_BUFFER_DESC desc{};
-    buffer->GetDesc(&desc);
-    desc.Usage = D3D11_USAGE_STAGING;
-    desc.BindFlags = 0;
-    desc.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-    ComPtr<ID3D11Buffer> staging;
-    throwIfFailed(gpu.device()->CreateBuffer(&desc, nullptr, &staging));
-    gpu.context()->CopyResource(staging.Get(), buffer);
-    D3D11_MAPPED_SUBRESOURCE mapped{};
-    throwIfFailed(gpu.context()->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped));
-    std::array<float, 4> content{};
-    std::memcpy(content.data(), mapped.pData, sizeof content);
-    gpu.context()->Unmap(staging.Get(), 0);
-    return content;
-}
-
-TEST_F(BoxesTest, ConstantBufferUploadsOnlyWhatChangedAtBegin)
-{
-    ConstantBuffer<Constants> constants(gpu.device(), Constants{{1, 2, 3, 4}});
-    EXPECT_TRUE(constants.dirty());
-    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{1, 2, 3, 4}));
-
-    constants.set(Constants{{5, 6, 7, 8}});
-    constants.set(Constants{{9, 10, 11, 12}});
-    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{1, 2, 3, 4})) << "uploaded before begin";
-    constants.begin(gpu.context(), ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 3);
-    EXPECT_FALSE(constants.dirty());
-    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{9, 10, 11, 12}));
-
-    ComPtr<ID3D11Buffer> bound;
-    gpu.context()->PSGetConstantBuffers(3, 1, &bound);
-    EXPECT_EQ(bound.Get(), constants.get());
-    bound.Reset();
-    try {
-        constants.begin(gpu.context(), ShaderConfiguration::Vertex, 0);
-        FAIL() << "no exception";
-    } catch (const std::logic_error& error) {
-        EXPECT_STREQ(error.what(), "Error: end call is missing");
-    }
-    constants.end(gpu.context());
-    gpu.context()->VSGetConstantBuffers(3, 1, &bound);
-    EXPECT_EQ(bound.Get(), nullptr);
-    EXPECT_EQ(constants.stages(), ShaderConfiguration{});
-    try {
-        constants.end(gpu.context());
-        FAIL() << "no exception";
-    } catch (const std::logic_error& error) {
-        EXPECT_STREQ(error.what(), "Error: begin call is missing");
-    }
-
-    // A begin with nothing changed must leave the buffer alone, even when it no longer matches the
-    // CPU copy; the next change is uploaded again.
-    overwrite(gpu, constants.get(), {13, 14, 15, 16});
-    constants.begin(gpu.context(), ShaderConfiguration::Pixel, 0);
-    constants.end(gpu.context());
-    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{13, 14, 15, 16})) << "uploaded although clean";
-    constants.modify().values[0] = 20;
-    constants.begin(gpu.context(), ShaderConfiguration::Pixel, 0);
-    constants.end(gpu.context());
-    EXPECT_EQ(contentOf(gpu, constants.get()), (std::array<float, 4>{20, 10, 11, 12}));
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include <lumaro/render/gpu/ShaderInclude.h>
 #include <lumaro/render/gpu/VertexShader.h>
 
-#include "TestDevice.h"
+#include <lumaro/testsupport/render/TestDevice.h>
 
 // Defines the reflection interface identifiers in this file instead of needing dxguid.
 #include <initguid.h>
@@ -18,16 +18,6 @@
 namespace {
 
 class PostProcessingShader : public Render::Testing::GpuTest {};
-
-TEST_F(PostProcessingShader, CompilesBothStagesFromTheEmbeddedTable)
-{
-    const auto vertex = Render::VertexShader::fromHlslResource(gpu.devicePtr(), "shaders/postprocessing.hlsl", {});
-    EXPECT_NE(vertex.get(), nullptr);
-    // Its vertices come from SV_VertexID alone.
-    EXPECT_EQ(vertex.inputLayout(), nullptr);
-    const auto pixel = Render::PixelShader::fromHlslResource(gpu.devicePtr(), "shaders/postprocessing.hlsl");
-    EXPECT_NE(pixel.get(), nullptr);
-}
 
 // The host mirrors cbConstant field by field; the byte offsets are the contract between them.
 TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)

@@ -1,10 +1,12 @@
-#include "FakeOctree.h"
+#include <lumaro/testsupport/render/FakeOctree.h>
 
 #include <lumaro/render/pointcloud/NodeDataLoading.h>
 #include <lumaro/render/pointcloud/PointCloudQuery.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
 
 #include <lumaro/octree/potree/FileSystemLocation.h>
+
+#include <lumaro/testsupport/FailureOf.h>
 
 #include <gtest/gtest.h>
 
@@ -23,6 +25,7 @@ namespace {
 using Octree::OctreeNodeId;
 using Render::VertexContainer;
 using RenderTest::FakeOctree;
+using TestSupport::failureOf;
 
 std::size_t visibleCount(OctreeNodeId node)
 {
@@ -82,90 +85,24 @@ TEST(NodeVertices, StoresWithoutColourGiveOpaqueWhite)
     EXPECT_EQ(vertices[1].intensity, 0);
 }
 
-TEST(NodeVertices, FollowTheUnitScale)
-{
-    const FakeOctree octree("/fake/scaled", 2, 0.5);
-    const OctreeNodeId node = OctreeNodeId::fromName("r7");
-    const auto points = octree.nodePointData(node, {}, Render::vertexAttributes());
-    ASSERT_TRUE(points);
-    expectVerticesOf(node, Render::makeVertexContainer(*points), 0.5, 65535);
-}
-
-TEST(SharedNodeCaches, OneCacheObjectPerLocationAndUnitScale)
-{
-    const PoTree::FileSystemLocation a("/fake/shared-a");
-    const PoTree::FileSystemLocation sameAsA("/fake/shared-a/metadata.json");
-    const PoTree::FileSystemLocation b("/fake/shared-b");
-
-    const auto first = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(a, 1.0, 1000, 10);
-    // The sizes of a later call are ignored: the registered cache is returned.
-    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(sameAsA, 1.0, 5, 1), first);
-    EXPECT_EQ(first->capacity(), 1000u);
-    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(a, 2.0, 1000, 10), first);
-    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(b, 1.0, 1000, 10), first);
-
-    const auto distances = Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(a, 1.0, 7);
-    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(sameAsA, 1.0, 99), distances);
-    EXPECT_EQ(distances->capacity(), 7u);
-    EXPECT_NE(Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(a, 3.0, 7), distances);
-
-    const auto points = Render::PointCloudQuery::createOrGetSharedCache(a, 1.0, 500, 10);
-    EXPECT_EQ(Render::PointCloudQuery::createOrGetSharedCache(sameAsA, 1.0, 1, 1), points);
-    EXPECT_NE(Render::PointCloudQuery::createOrGetSharedCache(b, 1.0, 500, 10), points);
-}
-
-TEST(SharedNodeCaches, ZeroCapacityIsRefusedAndNothingIsRegistered)
-{
-    const PoTree::FileSystemLocation location("/fake/zero");
-    EXPECT_THROW(
-        {
-            try {
-                Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 0, 10);
-            } catch (const std::invalid_argument& error) {
-                EXPECT_STREQ(error.what(), "Size of the cache should be non-zero");
-                throw;
-            }
-        },
-        std::invalid_argument);
-    EXPECT_THROW(
-        {
-            try {
-                Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, 1.0, 0);
-            } catch (const std::invalid_argument& error) {
-                EXPECT_STREQ(error.what(), "Capacity must be greater than 0");
-                throw;
-            }
-        },
-        std::invalid_argument);
-    EXPECT_EQ(Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 3, 1)->capacity(), 3u);
-}
-
 TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookUp)
 {
     const PoTree::FileSystemLocation location("/fake/bad-scale");
     // Registered first: a NaN key would compare equal to it and get it back.
     const auto registered = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 100, 1);
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
-    const std::pair<double, const char*> refused[] = {
-        {nan, "got NaN"}, {infinity, "got infinity"}, {-infinity, "got -infinity"}, {0.0, "got 0"}, {-2.5, "got -2.5"}};
-    for (const auto& entry : refused) {
-        const double scale = entry.first;
-        const char* const shown = entry.second;
-        const auto expectRefused = [&](auto&& call) {
-            try {
-                call();
-                ADD_FAILURE() << "accepted the unit scale " << shown;
-            } catch (const std::invalid_argument& error) {
-                const std::string message = error.what();
-                EXPECT_NE(message.find("nit scale"), std::string::npos) << message;
-                EXPECT_NE(message.find("bad-scale"), std::string::npos) << message;
-                EXPECT_NE(message.find(shown), std::string::npos) << message;
-            }
-        };
-        expectRefused([&] { Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, scale, 100, 1); });
-        expectRefused([&] { Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, scale, 10); });
-        expectRefused([&] { Render::PointCloudQuery::createOrGetSharedCache(location, scale, 100, 1); });
+    const std::pair<double, const char*> refused[] = {{std::numeric_limits<double>::quiet_NaN(), "got NaN"},
+                                                      {infinity, "got infinity"}, {-infinity, "got -infinity"},
+                                                      {0.0, "got 0"}, {-2.5, "got -2.5"}};
+    for (const auto& [scale, shown] : refused) {
+        for (const std::string& message :
+             {failureOf<std::invalid_argument>([&] { Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, scale, 100, 1); }),
+              failureOf<std::invalid_argument>([&] { Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, scale, 10); }),
+              failureOf<std::invalid_argument>([&] { Render::PointCloudQuery::createOrGetSharedCache(location, scale, 100, 1); })}) {
+            EXPECT_NE(message.find("nit scale"), std::string::npos) << message;
+            EXPECT_NE(message.find("bad-scale"), std::string::npos) << message;
+            EXPECT_NE(message.find(shown), std::string::npos) << message;
+        }
     }
     // The smallest positive scale is a scale like any other, with a cache of its own.
     const double tiny = std::numeric_limits<double>::denorm_min();
@@ -202,39 +139,6 @@ TEST(NodeVertexCache, AStoppedOrFailedLoadCachesNothing)
     EXPECT_THROW(Render::loadNodeVertices(cache, octree, broken, {}), std::runtime_error);
     EXPECT_EQ(cache.entryCount(), 0u);
     EXPECT_EQ(cache.usedSize(), 0u);
-}
-
-TEST(NodeVertexCache, EvictsLeastRecentlyUsedNodesToMakeRoom)
-{
-    const FakeOctree octree("/fake/evict");
-    const OctreeNodeId a = OctreeNodeId::fromName("r0");
-    const OctreeNodeId b = OctreeNodeId::fromName("r1");
-    const OctreeNodeId c = OctreeNodeId::fromName("r2");
-    // Room for a and b together but not for c as well.
-    Render::VertexContainerCache cache(visibleCount(a) + visibleCount(b) + visibleCount(c) - 1, 4);
-    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, a, {}));
-    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, b, {}));
-    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, a, {})); // a is now the most recently used
-    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, c, {}));
-    EXPECT_TRUE(cache.contains(a));
-    EXPECT_FALSE(cache.contains(b));
-    EXPECT_TRUE(cache.contains(c));
-    EXPECT_EQ(cache.usedSize(), visibleCount(a) + visibleCount(c));
-}
-
-TEST(NodeVertexCache, ANodeLargerThanTheCapacityEmptiesTheCacheAndStays)
-{
-    const FakeOctree octree("/fake/large");
-    const OctreeNodeId small = OctreeNodeId::fromName("r0");
-    const OctreeNodeId large = OctreeNodeId::fromName("r12");
-    ASSERT_GT(visibleCount(large), 5u);
-    Render::VertexContainerCache cache(5, 4);
-    ASSERT_TRUE(Render::loadNodeVertices(cache, octree, small, {}));
-    const auto vertices = Render::loadNodeVertices(cache, octree, large, {});
-    ASSERT_TRUE(vertices);
-    expectVerticesOf(large, *vertices);
-    EXPECT_EQ(cache.entryCount(), 1u);
-    EXPECT_EQ(cache.usedSize(), visibleCount(large));
 }
 
 TEST(NodePointDataCache, KeepsEveryAttributeForQueries)

@@ -1,10 +1,12 @@
-#include "PrioritizerTestSupport.h"
+#include <lumaro/testsupport/render/FakeVertexSource.h>
 
 #include <lumaro/render/pointcloud/NodePrioritizer.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
+#include <string>
 #include <utility>
 #include <stdexcept>
 #include <thread>
@@ -35,105 +37,68 @@ struct Offer {
     }
 };
 
-TEST(NodePrioritizer, AdmitsWhileBelowTheBudgetAndFetchesANodeOnce)
+// Offers of ten-point nodes of one cloud, by name and size (their priority), or a new budget.
+struct Step {
+    const char* node; // nullptr: set the budget to `size`
+    float size;
+    bool resident = true; // what the offer answers
+    bool changed = true;
+};
+
+struct Scenario {
+    const char* what;
+    std::size_t budget;
+    std::vector<Step> steps;
+    std::vector<const char*> resident; // exactly these nodes stay
+    std::size_t fetches;
+};
+
+TEST(NodePrioritizer, AdmitsUpToTheBudgetAndEvictsTheLeastImportant)
 {
-    NodePrioritizer prioritizer(100);
-    auto source = tenPointsEach();
-    Offer offer{prioritizer, source};
-
-    const auto first = offer("r", 50.0f);
-    EXPECT_TRUE(first.resident);
-    EXPECT_TRUE(first.changed);
-    const auto again = offer("r", 50.0f);
-    EXPECT_TRUE(again.resident);
-    EXPECT_FALSE(again.changed);
-    EXPECT_EQ(source.fetches(OctreeNodeId::root()), 1u);
-
-    // The same node of another point cloud is another node.
-    EXPECT_TRUE(offer("r", 50.0f, 2).changed);
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
-    EXPECT_EQ(prioritizer.residentNodeCount(), 2u);
-    EXPECT_EQ(prioritizer.totalMaxPointCount(), 100u);
-}
-
-TEST(NodePrioritizer, FillsUpToTheBudgetExactlyAndThenDisplacesTheLeastImportant)
-{
-    NodePrioritizer prioritizer(30);
-    auto source = tenPointsEach();
-    Offer offer{prioritizer, source};
-    offer("r0", 5.0f);
-    offer("r1", 20.0f);
-    // 20 + 10 is not below 30, but eviction stops at the budget itself: nothing leaves.
-    const auto third = offer("r2", 10.0f);
-    EXPECT_TRUE(third.resident && third.changed);
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 30u);
-    EXPECT_EQ(prioritizer.residentNodeCount(), 3u);
-
-    // More important than the least important resident node (5): that one goes.
-    EXPECT_TRUE(offer("r3", 30.0f).resident);
-    EXPECT_FALSE(prioritizer.isResident(idOf("r0")));
-    // Next least important is 10.
-    EXPECT_TRUE(offer("r4", 15.0f).resident);
-    EXPECT_FALSE(prioritizer.isResident(idOf("r2")));
-    EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
-    EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 30u);
-
-    // Not more important than the least important (15, within the tolerance): refused unfetched.
-    const auto refused = offer("r5", 15.05f);
-    EXPECT_FALSE(refused.resident);
-    EXPECT_FALSE(refused.changed);
-    EXPECT_EQ(source.fetches(OctreeNodeId::fromName("r5")), 0u);
-}
-
-TEST(NodePrioritizer, ANodeThatIsItselfLeastImportantAfterTheFetchIsEvictedAgain)
-{
-    NodePrioritizer prioritizer(25);
-    auto source = tenPointsEach();
-    Offer offer{prioritizer, source};
-    offer("r0", 8.0f);
-    offer("r1", 9.0f);
-    // Below the budget when offered, so it is fetched; once in, it is the least important.
-    const auto result = offer("r2", 1.0f);
-    EXPECT_FALSE(result.resident);
-    EXPECT_TRUE(result.changed);
-    EXPECT_TRUE(prioritizer.isResident(idOf("r0")));
-    EXPECT_TRUE(prioritizer.isResident(idOf("r1")));
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
-}
-
-TEST(NodePrioritizer, WithBudgetZeroEveryNodeLeavesAtOnce)
-{
-    NodePrioritizer prioritizer(0);
-    auto source = tenPointsEach();
-    Offer offer{prioritizer, source};
-    for (const char* name : {"r", "r0", "r1"}) {
-        const auto result = offer(name, 100.0f);
-        EXPECT_FALSE(result.resident) << name;
-        EXPECT_TRUE(result.changed) << name;
+    const Scenario scenarios[] = {
+        {"below the budget a node is admitted, and fetched only once",
+         100, {{"r", 50.0f}, {"r", 50.0f, true, false}}, {"r"}, 1},
+        // 20 + 10 is not below 30, but eviction stops at the budget itself; then r3 displaces the
+        // least important (5), r4 the next (10); 15.05 is within the tolerance of 15: not more
+        // important, so refused before it is fetched.
+        {"filled exactly, then the least important is displaced",
+         30,
+         {{"r0", 5.0f}, {"r1", 20.0f}, {"r2", 10.0f}, {"r3", 30.0f}, {"r4", 15.0f}, {"r5", 15.05f, false, false}},
+         {"r1", "r3", "r4"},
+         5},
+        {"a node that is itself least important after its fetch leaves again",
+         25, {{"r0", 8.0f}, {"r1", 9.0f}, {"r2", 1.0f, false, true}}, {"r0", "r1"}, 3},
+        {"a lower budget evicts at once, least important first; a higher one brings nothing back",
+         100,
+         {{"r3", 4.0f}, {"r1", 2.0f}, {"r4", 5.0f}, {"r0", 1.0f}, {"r2", 3.0f}, {nullptr, 25.0f}, {nullptr, 1000.0f}},
+         {"r3", "r4"},
+         5},
+        {"with budget zero every node leaves at once", 0, {{"r", 9.0f, false, true}}, {}, 1},
+    };
+    for (const Scenario& scenario : scenarios) {
+        SCOPED_TRACE(scenario.what);
+        NodePrioritizer prioritizer(scenario.budget);
+        auto source = tenPointsEach();
+        Offer offer{prioritizer, source};
+        for (const Step& step : scenario.steps) {
+            if (!step.node) {
+                prioritizer.setTotalMaxPointCount(static_cast<std::size_t>(step.size));
+                continue;
+            }
+            const auto result = offer(step.node, step.size);
+            EXPECT_EQ(result.resident, step.resident) << step.node;
+            EXPECT_EQ(result.changed, step.changed) << step.node;
+        }
+        for (const char* name : {"r", "r0", "r1", "r2", "r3", "r4", "r5"})
+            EXPECT_EQ(prioritizer.isResident(idOf(name)),
+                      std::find_if(scenario.resident.begin(), scenario.resident.end(),
+                                   [&](const char* kept) { return std::string(kept) == name; })
+                          != scenario.resident.end())
+                << name;
+        EXPECT_EQ(prioritizer.residentNodeCount(), scenario.resident.size());
+        EXPECT_EQ(prioritizer.totalUsedPointCount(), 10 * scenario.resident.size());
+        EXPECT_EQ(source.totalFetches(), scenario.fetches);
     }
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 0u);
-    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
-}
-
-TEST(NodePrioritizer, ALowerBudgetEvictsAtOnceLeastImportantFirst)
-{
-    NodePrioritizer prioritizer(100);
-    auto source = tenPointsEach();
-    Offer offer{prioritizer, source};
-    const char* names[] = {"r3", "r1", "r4", "r0", "r2"}; // sizes 4, 2, 5, 1, 3
-    for (const char* name : names)
-        offer(name, static_cast<float>(name[1] - '0' + 1));
-    prioritizer.setTotalMaxPointCount(25);
-    EXPECT_EQ(prioritizer.totalMaxPointCount(), 25u);
-    EXPECT_EQ(prioritizer.totalUsedPointCount(), 20u);
-    EXPECT_TRUE(prioritizer.isResident(idOf("r3")));
-    EXPECT_TRUE(prioritizer.isResident(idOf("r4")));
-    for (const char* gone : {"r0", "r1", "r2"})
-        EXPECT_FALSE(prioritizer.isResident(idOf(gone))) << gone;
-
-    prioritizer.setTotalMaxPointCount(1000);
-    EXPECT_EQ(prioritizer.residentNodeCount(), 2u);
 }
 
 TEST(NodePrioritizer, ClearsOnePointCloudOrAll)
@@ -218,15 +183,6 @@ TEST(NodePrioritizer, FailedFetchesThrowUnlessLoadingStops)
     } refusing;
     EXPECT_THROW(prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), refusing, {}), std::runtime_error);
     EXPECT_FALSE(prioritizer.offer(idOf("r1"), unitCube, priorityOfSize(10.0f), refusing, stop.get_token()).changed);
-    EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
-}
-
-TEST(NodePrioritizer, ANodeWithoutPointsChangesNothing)
-{
-    NodePrioritizer prioritizer(100);
-    FakeVertexSource empty([](OctreeNodeId) { return std::size_t(0); });
-    const auto result = prioritizer.offer(idOf("r"), unitCube, priorityOfSize(10.0f), empty, {});
-    EXPECT_FALSE(result.resident || result.changed);
     EXPECT_EQ(prioritizer.residentNodeCount(), 0u);
 }
 

@@ -33,16 +33,6 @@ NodePriority priority(float size, float distance)
                                      viewport, rightAngle, 0.0f);
 }
 
-TEST(NodePriority, NamedValues)
-{
-    EXPECT_EQ(NodePriority::keep().priority(), 3.4028235e38f);
-    EXPECT_EQ(NodePriority::keep().distanceToEye(), 0.0f);
-    EXPECT_EQ(NodePriority::discard().priority(), 0.0f);
-    EXPECT_EQ(NodePriority::discard().distanceToEye(), std::numeric_limits<float>::max());
-    EXPECT_TRUE(NodePriority::discard().isDiscarded());
-    EXPECT_FALSE(NodePriority::keep().isDiscarded());
-}
-
 TEST(NodePriority, SizesWithinTheToleranceAreOrderedByDistanceAlone)
 {
     const NodePriority near = priority(10.0f, 5.0f);
@@ -83,19 +73,6 @@ TEST(NodePriority, SizesBeyondTheToleranceWinWhateverTheDistance)
     EXPECT_FALSE(large <= small);
     EXPECT_FALSE(small >= large);
     EXPECT_TRUE(small != large);
-}
-
-TEST(NodePriority, KeepAndDiscardBoundEverything)
-{
-    const NodePriority huge = priority(1e30f, 1.0f);
-    EXPECT_TRUE(NodePriority::keep() > huge);
-    EXPECT_TRUE(huge < NodePriority::keep());
-    EXPECT_FALSE(NodePriority::keep() < NodePriority::keep());
-    EXPECT_TRUE(NodePriority::keep() == NodePriority::keep());
-    const NodePriority tiny = priority(0.2f, 1e6f);
-    EXPECT_TRUE(NodePriority::discard() < tiny);
-    EXPECT_TRUE(tiny > NodePriority::discard());
-    EXPECT_FALSE(NodePriority::discard() < NodePriority::discard());
 }
 
 TEST(NodePriority, SumAddsSizesAndKeepsTheNearerDistance)

@@ -1,4 +1,4 @@
-#include "PrioritizerTestSupport.h"
+#include <lumaro/testsupport/render/FakeVertexSource.h>
 
 #include <lumaro/render/pointcloud/NodePrioritizer.h>
 
@@ -142,16 +142,6 @@ TEST_F(NodeTable, LevelsCountOnlyWhileContiguousFromTheRoot)
     EXPECT_TRUE(dropped.vertices.empty());
 }
 
-TEST_F(NodeTable, APointCloudWithoutNodesPublishesEmptyData)
-{
-    admit("r", 1);
-    const PointCloudBuffers& table = publish(7);
-    EXPECT_EQ(table.nodeCount(), 0u);
-    EXPECT_EQ(table.pointCount(), 0u);
-    EXPECT_TRUE(table.nodeTexels.empty());
-    EXPECT_EQ(table.levelCount, 0u);
-}
-
 TEST_F(NodeTable, DiscardedNodesAreNotDrawn)
 {
     for (const char* name : {"r", "r4", "r6"})
@@ -249,21 +239,6 @@ TEST_F(NodeTable, TheShaderWalkFindsTheDeepestDrawnNodeOfEveryPoint)
                       expectedLevel(drawn, node, inside));
         }
     }
-}
-
-TEST_F(NodeTable, PointsOnAMidPlaneBelongToTheUpperChild)
-{
-    admit("r");
-    admit("r0"); // lower half in x, y and z
-    const PointCloudBuffers& table = publish(1);
-    const Eigen::Vector3f origin = Eigen::Vector3f::Zero();
-    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(31.9f, 10.0f, 10.0f)), 1u);
-    // x = 32 is the mid-plane: the point goes to child 4, which is not drawn, so it keeps the
-    // root's coarser size although it touches r0.
-    EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(32.0f, 10.0f, 10.0f)), 0u);
-    admit("r4");
-    const PointCloudBuffers& both = publish(1);
-    EXPECT_EQ(lodLevel(both, 0, 0, origin, Eigen::Vector3f(32.0f, 10.0f, 10.0f)), 1u);
 }
 
 // Every node down to level 3 is resident: texel 0 the root, 1 to 8 level 1, 9 to 72 level 2, 73

@@ -1,7 +1,7 @@
 // Loading of streamed point clouds without a device: which nodes a walk makes resident, how it
 // reports damaged stores, and what the settings do to it.
-#include "CloudTestSupport.h"
-#include "FakeOctree.h"
+#include <lumaro/testsupport/render/ViewedCloud.h>
+#include <lumaro/testsupport/render/FakeOctree.h>
 
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
 
@@ -116,18 +116,6 @@ INSTANTIATE_TEST_SUITE_P(RealStores, WholeStoreTest,
                                            WholeStore{"ept/ellipsoid-binary", true},
                                            WholeStore{"ept/ellipsoid-zstandard", true},
                                            WholeStore{"ept/lion_takanawa-laszip", true}));
-
-TEST(PointCloudWalk, AStoreWithoutPointsPublishesNothing)
-{
-    const TestSupport::TemporaryFolder folder;
-    TestSupport::writePotreeStore(folder.path(), {});
-    const ViewedCloud viewed(open(folder.path()));
-    int publications = 0;
-    viewed.cloud->reloadPoints([&] { ++publications; }, 21);
-    EXPECT_EQ(publications, 0);
-    EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 0u);
-    EXPECT_TRUE(viewed.cloud->boundingBox().isEmpty());
-}
 
 TEST(PointCloudWalk, MaxLevelBoundsTheDepthAndHiddenNodesAreNeverOffered)
 {
@@ -308,33 +296,6 @@ TEST(PointCloudSettings, PrioritiesFollowLevelsDistanceModesAndTheView)
     EXPECT_EQ(cloud.boundingBoxPriority(1, cube), NodePriority::discard());
     cloud.setClippingVolume({});
     EXPECT_EQ(cloud.boundingBoxPriority(1, cube), inView);
-}
-
-TEST(PointCloudSettings, RefusalsTransparencyAndClearing)
-{
-    const auto octree = std::make_shared<FakeOctree>("/fake/settings", 1);
-    const auto cloud = PointCloudRenderable::create(octree, "cloud", 1000);
-    EXPECT_EQ(failureOf([&] { cloud->reloadPoints(nullptr, 21); }),
-              "reloadingPoints is not allowed if PointCloudRenderable is not initialized");
-    EXPECT_EQ(failureOf([&] { cloud->setUpdateInterval(PointCloudRenderable::UpdateInterval(0)); }),
-              "updateInterval must be larger than 0!");
-    const ViewedCloud viewed(cloud);
-    EXPECT_EQ(failureOf([&] { cloud->init(1, viewed.camera, nullptr, nullptr); }),
-              "Error init was called on an already initialized PointCloudRenderable");
-
-    for (int mode = 0; mode < 8; ++mode) {
-        cloud->onUpdateRenderMode(static_cast<Render::RenderMode>(mode));
-        const bool tomographic = mode == 1 || mode == 2;
-        EXPECT_EQ(cloud->isTransparent(), tomographic) << mode;
-        EXPECT_EQ(cloud->backgroundColor(), tomographic ? std::optional(Math::Color(0, 0, 0, 0)) : std::nullopt);
-    }
-
-    cloud->reloadPoints(nullptr, 21);
-    EXPECT_EQ(cloud->numVisibleOctreeNodes(), 9u);
-    cloud->clearVisibleOctreeNodes();
-    EXPECT_EQ(cloud->numVisibleOctreeNodes(), 0u);
-    cloud->deinit();
-    EXPECT_FALSE(cloud->isInitialized());
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // Pictures of point clouds on a real Direct3D 11 device: stores written here with points at known
 // places are drawn from above, orthographically, and the pixels are checked against what the
 // camera and the shading formulas give.
-#include "PictureFixture.h"
+#include <lumaro/testsupport/render/PictureFixture.h>
 
 #include <lumaro/math/Spectrum.h>
 #include <lumaro/math/TriangleMesh.h>
@@ -41,6 +41,36 @@ TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
         const Math::Color edge = image.at(width - 1, j);
         EXPECT_EQ(edge, Math::Color(cloud->uniformColor().r(), cloud->uniformColor().g(), cloud->uniformColor().b(), 255)) << j;
     }
+}
+
+// Two points on one pixel, the red one nearer to the camera above: it hides the blue one whatever
+// the depth convention and whichever is drawn first.
+void expectTheNearerPointWins(Render::Renderer& renderer, Graphics::ColorImage& image)
+{
+    renderer.render();
+    renderer.getColorImage(image);
+    EXPECT_EQ(image.at(20, 10), Math::Color(255, 0, 0, 255));
+    EXPECT_EQ(image.at(30, 10), Math::Color(255, 0, 0, 255));
+}
+
+const std::vector<StoreNode> crossingPoints{{"r", {atPixel(20, 10, 2.0, Math::Color(0, 0, 255)), atPixel(20, 10, 9.0, Math::Color(255, 0, 0)),
+                                                    atPixel(30, 10, 9.0, Math::Color(255, 0, 0)), atPixel(30, 10, 2.0, Math::Color(0, 0, 255))}}};
+
+TEST_F(PointCloudPicture, TheNearerOfTwoPointsHidesTheOther)
+{
+    show(crossingPoints);
+    expectTheNearerPointWins(renderer, image);
+}
+
+class ReversedDepthPicture : public PointCloudPicture {
+protected:
+    ReversedDepthPicture() : PointCloudPicture(true) {}
+};
+
+TEST_F(ReversedDepthPicture, TheNearerOfTwoPointsHidesTheOther)
+{
+    show(crossingPoints);
+    expectTheNearerPointWins(renderer, image);
 }
 
 TEST_F(PointCloudPicture, APointOnTheMidPlaneTakesTheDeeperNodesSmallerSize)

@@ -1,6 +1,6 @@
 // Point queries over the fake store, whose points follow closed formulas: what a query hands out
 // is compared with the store's points listed breadth-first by the test itself.
-#include "FakeOctree.h"
+#include <lumaro/testsupport/render/FakeOctree.h>
 
 #include <lumaro/render/pointcloud/PointCloudQuery.h>
 

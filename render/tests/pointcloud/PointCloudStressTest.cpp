@@ -1,8 +1,8 @@
 // Three point clouds load on their own threads, sharing one prioritizer, while the caller's thread
 // moves their cameras, changes their settings, clears them and lowers the budget hundreds of times.
 // Run under ThreadSanitizer too (./dev build tsan): the loading side must be free of data races.
-#include "CloudTestSupport.h"
-#include "FakeOctree.h"
+#include <lumaro/testsupport/render/ViewedCloud.h>
+#include <lumaro/testsupport/render/FakeOctree.h>
 
 #include <lumaro/render/pointcloud/NodePrioritizer.h>
 

@@ -1,7 +1,7 @@
 // Reading OBJ meshes and what a mesh renderable knows of itself without a device: OBJ files
 // written here with values worked out by hand, and the shared test meshes against their
 // recorded facts.
-#include "FixedMeshLoader.h"
+#include <lumaro/testsupport/render/FixedMeshLoader.h>
 
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
@@ -134,57 +134,6 @@ TEST(ObjMeshLoader, RefusesWhatItCannotRead)
                  std::bad_function_call);
     // A file without faces is no error: nothing to draw.
     EXPECT_EQ(Render::loadTriangleMesh(*Render::createObjMeshLoader(folder.write("empty.obj", "v 1 2 3\n"))).triangles().size(), 0u);
-}
-
-TEST(MeshRenderable, MeasuresItsPartsInScaledModelUnits)
-{
-    const auto mesh = MeshRenderable::create(
-        std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{
-            {at(1000, 2000, 0), at(3000, 2000, 0), at(1000, 4000, -500)},
-            {at(0, 0, 0), at(1, 1, 1), at(2, 2, 2), at(5000, 0, 0)}, // a stray fourth corner: one triangle
-            {}}),
-        0.001, "mesh");
-    EXPECT_TRUE(mesh->boundingBox().isEmpty()) << "nothing is read before init";
-    Eigen::Matrix4f moved = Eigen::Matrix4f::Identity();
-    moved(0, 3) = 100.0f;
-    mesh->setMatrix(moved);
-    mesh->init(0, std::make_shared<Render::Camera>(false), {}, {});
-    EXPECT_EQ(mesh->numTriangles(), 2u);
-    // The box ignores the world matrix.
-    const Math::NBoundingBox<float, 3> box = mesh->boundingBox();
-    EXPECT_NEAR(box.min().x(), 0.0f, 1e-6f);
-    EXPECT_NEAR(box.min().z(), -0.5f, 1e-6f);
-    EXPECT_NEAR(box.max().x(), 5.0f, 1e-6f);
-    EXPECT_NEAR(box.max().y(), 4.0f, 1e-6f);
-
-    const auto missing = MeshRenderable::create(std::filesystem::path("no/such/mesh.obj"), 1.0, "missing");
-    EXPECT_THROW(missing->init(0, std::make_shared<Render::Camera>(false), {}, {}), std::runtime_error);
-    EXPECT_EQ(missing->numTriangles(), 0u);
-}
-
-TEST(MeshRenderable, TakesUpToEightClippingPlanesAndIgnoresTheSameVolumeAgain)
-{
-    const auto mesh = MeshRenderable::create(std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{}), 1.0, "m");
-    const auto planes = [](std::size_t count) {
-        Math::ConvexPolytope<float, 3> volume;
-        for (std::size_t i = 0; i < count; ++i)
-            volume.add(Math::HalfSpace<float, 3>(Eigen::Vector3f::UnitX(), static_cast<float>(i)));
-        return volume;
-    };
-    mesh->setNeedsRedraw(false);
-    mesh->setClippingVolume(planes(8));
-    EXPECT_TRUE(mesh->needsRedraw());
-    mesh->setNeedsRedraw(false);
-    mesh->setClippingVolume(planes(8));
-    EXPECT_FALSE(mesh->needsRedraw()) << "the same volume again";
-    try {
-        mesh->setClippingVolume(planes(9));
-        FAIL() << "nine planes were taken";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "Error: volume contains too many clipping planes, plane count = 9");
-    }
-    mesh->setClippingVolume(planes(8));
-    EXPECT_FALSE(mesh->needsRedraw()) << "the refused volume replaced the stored one";
 }
 
 } // namespace

@@ -2,8 +2,8 @@
 // point-cloud pictures (pixel (i, j) centred on x = (i + 1) / 4, y = 12 - j / 4), checked against
 // the headlight formula worked out from each pixel's own world position; and colouring a real
 // cloud by its distance to a mesh against the same distance to a plane.
-#include "../pointcloud/PictureFixture.h"
-#include "FixedMeshLoader.h"
+#include <lumaro/testsupport/render/PictureFixture.h>
+#include <lumaro/testsupport/render/FixedMeshLoader.h>
 
 #include <lumaro/render/renderables/GroupRenderable.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
@@ -71,18 +71,6 @@ TEST_F(MeshPicture, FacesWithoutNormalsShadeFlatInWhiteShadesFromEitherSide)
         EXPECT_EQ(pixel.b(), pixel.r());
     }
     EXPECT_EQ(image.at(60, 5), Math::Color(0, 0, 0, 255)) << "beside the triangles: the background";
-}
-
-TEST_F(MeshPicture, AZeroNormalShowsTheAmbientLightOnly)
-{
-    MeshLoader::Part part;
-    for (const P& corner : {P(1, 1, 0), P(15, 1, 0), P(1, 11, 0)})
-        part.emplace_back(corner, Eigen::Vector3f::Zero(), Math::Point<float, 2>(0, 0), Math::Color(200, 100, 50, 255));
-    showMesh(MeshRenderable::create(std::make_shared<RenderTest::FixedMeshLoader>(std::vector<MeshLoader::Part>{part}), 1.0, "flat"));
-    const Math::Color pixel = image.at(10, 30);
-    EXPECT_NEAR(pixel.r(), 40, 1);
-    EXPECT_NEAR(pixel.g(), 20, 1);
-    EXPECT_NEAR(pixel.b(), 10, 1);
 }
 
 // Millimetres at unit scale 0.001 draw exactly where metres at unit scale 1 do; the box shrinks.

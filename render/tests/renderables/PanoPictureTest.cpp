@@ -2,7 +2,7 @@
 // which tile lands in the middle of the picture (worked out from the projection formulas in the
 // test), placeholders before any tile, levels that never go back, measured distances read back by
 // picks, and points in front of and behind the panorama.
-#include "../pointcloud/PictureFixture.h"
+#include <lumaro/testsupport/render/PictureFixture.h>
 
 #include <lumaro/render/renderables/GroupRenderable.h>
 #include <lumaro/render/renderables/PanoRenderable.h>

@@ -43,6 +43,13 @@ TEST(OrbitNavigator, OrbitsKeepTheDistanceAndTurnByHalfACirclePerWindowHeight)
     EXPECT_NEAR(navigator.eye().y(), -before.y(), 1e-4f);
     EXPECT_NEAR(navigator.eye().z(), before.z(), 1e-4f);
 
+    // A small drag to the right turns the scene with the mouse, as a turntable does: the eye goes
+    // round to its own left.
+    const Eigen::Vector3f right = (navigator.pivot() - navigator.eye()).normalized().cross(Eigen::Vector3f::UnitZ());
+    const Point start = navigator.eye();
+    navigator.orbit(10.0f, 0.0f, HEIGHT);
+    EXPECT_LT((navigator.eye() - start).dot(right), 0.0f);
+
     // Dragging far down stops short of looking straight down.
     navigator.orbit(0.0f, 10.0f * HEIGHT, HEIGHT);
     const Eigen::Vector3f offset = navigator.eye() - navigator.pivot();

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace TestSupport {
@@ -14,6 +15,17 @@ std::filesystem::path testStore(const std::string& relativePath);
 
 // The reference facts that an independent reader recorded beside a store (facts.json).
 nlohmann::json storeFacts(const std::filesystem::path& store);
+
+// The base URLs of the tests' web servers (plain, TLS, and the one that injects faults) and the
+// certificate authority of the TLS one, as the web_server fixture wrote them into the file that
+// LUMARO_WEB_SERVER names; nothing when that variable is not set.
+struct WebServers {
+    std::string http;
+    std::string https;
+    std::string faults;
+    std::string ca;
+};
+std::optional<WebServers> webServers();
 
 // The ellipsoid-binary EPT store with its node file restored from the zstandard store's node,
 // which the binary original is byte-identical to (the repository keeps only one of the two).

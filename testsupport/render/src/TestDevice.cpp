@@ -1,4 +1,4 @@
-#include "TestDevice.h"
+#include <lumaro/testsupport/render/TestDevice.h>
 
 #include <lumaro/render/gpu/ComException.h>
 
@@ -18,6 +18,34 @@ ComPtr<ID3D11Texture2D> TestDevice::createTexture(const D3D11_TEXTURE2D_DESC& de
     ComPtr<ID3D11Texture2D> texture;
     throwIfFailed(device_->CreateTexture2D(&desc, nullptr, &texture));
     return texture;
+}
+
+std::vector<std::vector<std::array<float, 4>>> TestDevice::drawIntoFloatTargets(
+    unsigned width, unsigned targets, const std::function<void(ID3D11DeviceContext*)>& draw) const
+{
+    std::vector<ComPtr<ID3D11Texture2D>> textures;
+    std::vector<ComPtr<ID3D11RenderTargetView>> views(targets);
+    std::vector<ID3D11RenderTargetView*> bound;
+    const float clear[4] = {-1.0f, -1.0f, -1.0f, -1.0f};
+    for (unsigned k = 0; k < targets; ++k) {
+        textures.push_back(createTexture(textureDesc(width, 1, DXGI_FORMAT_R32G32B32A32_FLOAT, D3D11_BIND_RENDER_TARGET)));
+        throwIfFailed(device_->CreateRenderTargetView(textures[k].Get(), nullptr, &views[k]));
+        context_->ClearRenderTargetView(views[k].Get(), clear);
+        bound.push_back(views[k].Get());
+    }
+    const D3D11_VIEWPORT viewport{0.0f, 0.0f, static_cast<float>(width), 1.0f, 0.0f, 1.0f};
+    context_->RSSetViewports(1, &viewport);
+    context_->OMSetRenderTargets(targets, bound.data(), nullptr);
+    draw(context_.Get());
+    context_->OMSetRenderTargets(0, nullptr, nullptr);
+
+    std::vector<std::vector<std::array<float, 4>>> results;
+    for (const auto& texture : textures) {
+        const std::vector<std::uint8_t> bytes = readBack(texture.Get(), 16);
+        results.emplace_back(width);
+        std::memcpy(results.back().data(), bytes.data(), bytes.size());
+    }
+    return results;
 }
 
 std::vector<std::uint8_t> TestDevice::readBack(ID3D11Texture2D* texture, unsigned texelSize, unsigned subresource) const

@@ -1,8 +1,8 @@
-#include "EntwineTestStore.h"
+#include <lumaro/testsupport/EptStoreWriter.h>
 
 #include <filesystem>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 nlohmann::json eptTestSchema()
 {
@@ -46,4 +46,4 @@ void EptTestStore::write(const std::string& relativePath, std::string_view bytes
     m_folder.write(relativePath, bytes);
 }
 
-} // namespace OctreeTest
+} // namespace TestSupport

@@ -1,10 +1,10 @@
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/PotreeEncoding.h>
 
 #include <algorithm>
 #include <stdexcept>
 #include <vector>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 std::string hierarchyRecord(std::uint8_t type, std::uint8_t childMask, std::uint32_t pointCount,
                             std::uint64_t byteOffset, std::uint64_t byteSize, std::uint8_t visibility)
@@ -114,4 +114,4 @@ nlohmann::json syntheticMetadata(const std::string& encoding, const std::vector<
             {"attributes", list}};
 }
 
-} // namespace OctreeTest
+} // namespace TestSupport

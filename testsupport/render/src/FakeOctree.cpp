@@ -1,4 +1,4 @@
-#include "FakeOctree.h"
+#include <lumaro/testsupport/render/FakeOctree.h>
 
 #include <lumaro/octree/potree/FileSystemLocation.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "SyntheticStore.h"
+#include <lumaro/testsupport/PotreeEncoding.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <nlohmann/json.hpp>
 
@@ -8,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 // One point of the small schema that synthetic EPT stores use.
 struct EptTestPoint {
@@ -44,4 +45,4 @@ private:
     TemporaryFolder m_folder;
 };
 
-} // namespace OctreeTest
+} // namespace TestSupport

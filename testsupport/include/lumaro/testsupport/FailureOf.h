@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace OctreeTest {
+namespace TestSupport {
 
 // The message of the `Exception` (a std::runtime_error unless named) that `action` throws, or ""
 // when it throws none.
@@ -18,4 +18,4 @@ std::string failureOf(Action action)
     return "";
 }
 
-} // namespace OctreeTest
+} // namespace TestSupport

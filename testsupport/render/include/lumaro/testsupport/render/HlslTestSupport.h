@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TestDevice.h"
+#include <lumaro/testsupport/render/TestDevice.h>
 
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/ShaderInclude.h>

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <lumaro/testsupport/TemporaryFolder.h>
-
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -12,9 +10,8 @@
 #include <utility>
 #include <vector>
 
-namespace OctreeTest {
-
-using TestSupport::TemporaryFolder;
+// Pieces of Potree 2.0 stores, written byte by byte for tests that build damaged or unusual stores.
+namespace TestSupport {
 
 // One 22-byte hierarchy record, little-endian.
 std::string hierarchyRecord(std::uint8_t type, std::uint8_t childMask, std::uint32_t pointCount,
@@ -45,4 +42,4 @@ nlohmann::json syntheticMetadata(const std::string& encoding,
                                  const std::vector<std::pair<std::string, int>>& attributes,
                                  std::uint64_t points, std::uint64_t firstChunkSize);
 
-} // namespace OctreeTest
+} // namespace TestSupport

@@ -34,7 +34,7 @@ inline StorePoint atPixel(int i, int j, double z, Math::Color color = Math::Colo
 
 class PointCloudPicture : public ::testing::Test {
 protected:
-    PointCloudPicture()
+    explicit PointCloudPicture(bool reversedDepth = false) : renderer(reversedDepth)
     {
         renderer.setViewport(width, height);
         renderer.setBackgroundColor(0, 0, 0, 255);
@@ -72,7 +72,7 @@ protected:
     }
 
     TestSupport::TemporaryFolder folder;
-    Render::Renderer renderer{false};
+    Render::Renderer renderer;
     std::shared_ptr<PointCloudRenderable> cloud;
     Graphics::ColorImage image;
 };

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace Render::Testing {
@@ -23,6 +25,12 @@ public:
 
     // A texture made directly through the device, without initial data.
     ComPtr<ID3D11Texture2D> createTexture(const D3D11_TEXTURE2D_DESC& desc) const;
+
+    // Binds `targets` float RGBA render targets of width x 1 (cleared to -1) and a viewport over
+    // them, runs `draw`, and returns each target's texels: for shaders under test that write what
+    // they computed, one result per pixel.
+    std::vector<std::vector<std::array<float, 4>>> drawIntoFloatTargets(
+        unsigned width, unsigned targets, const std::function<void(ID3D11DeviceContext*)>& draw) const;
 
     // Copies a subresource of the top mip level (by default the first) of a 2D texture into a
     // staging texture and returns its rows tightly packed (width × texel size bytes per row).

@@ -1,4 +1,3 @@
-#include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/HierarchyChunk.h>
 
 #include <lumaro/testsupport/PotreeEncoding.h>

@@ -4,7 +4,6 @@
 #include <lumaro/octree/potree/FileSystemLocation.h>
 #include <lumaro/octree/potree/PotreeTree.h>
 
-#include <lumaro/testsupport/FailureOf.h>
 #include <lumaro/testsupport/PotreeEncoding.h>
 #include <lumaro/testsupport/TemporaryFolder.h>
 

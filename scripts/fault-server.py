@@ -10,15 +10,19 @@ injects the faults a remote store meets. The first segments of a path choose the
   /truncate/PATH                 the right headers, then half the body and a closed connection
   /wrong-range/PATH              206 with a Content-Range one byte off
   /slow/PATH                     the body at one byte every 100 ms
+  /count/TAG/PATH                the file, as a good server sends it, each request recorded under TAG
 
   /stats                         {"most_delayed_at_once": N}: the most /delay requests in progress
                                  at one time since the start or the last /stats/reset
+  /stats/requests/TAG            the requests recorded under TAG: [{"method", "path", "range", "bytes"}],
+                                 "range" as the Range header asked ("" for none), "bytes" the body sent
 
 Counts are per fault and path, so every test that uses its own prefix sees its own faults.
 """
 import argparse
 import collections
 import http.server
+import json
 import os
 import re
 import socketserver
@@ -28,6 +32,7 @@ import time
 seen = collections.Counter()
 seen_lock = threading.Lock()
 delayed = {"now": 0, "most": 0}
+recorded = collections.defaultdict(list)
 
 
 def count(key):
@@ -54,12 +59,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
         fault = parts[0]
         if fault == "stats":
             with seen_lock:
+                if parts[1:2] == ["requests"] and len(parts) == 3:
+                    return self.plain(200, json.dumps(recorded[parts[2]]))
                 if parts[1:] == ["reset"]:
                     delayed["most"] = 0
                 return self.plain(200, '{"most_delayed_at_once": %d}' % delayed["most"])
         args = []
         arity = {"ok": 0, "delay": 1, "status": 2, "drop": 1, "ignore-range": 0, "truncate": 0,
-                 "wrong-range": 0, "slow": 0}
+                 "wrong-range": 0, "slow": 0, "count": 1}
         if fault not in arity:
             return self.plain(404, "unknown fault")
         args, rest = parts[1:1 + arity[fault]], parts[1 + arity[fault]:]
@@ -92,6 +99,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 return self.plain(416, "range not satisfiable")
             status = 206
         body = data[first:last + 1]
+        if fault == "count":
+            with seen_lock:
+                recorded[args[0]].append({"method": self.command, "path": "/".join(rest),
+                                          "range": self.headers.get("Range", ""),
+                                          "bytes": 0 if head else len(body)})
         self.send_response(status)
         self.send_header("Content-Length", str(len(body)))
         self.send_header("Accept-Ranges", "bytes")

@@ -28,6 +28,17 @@ void requireValidUnitScale(double unitScale)
 
 std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {point.x(), point.y(), point.z()}; }
 
+// Set while this thread reads for a store-wide decision: nodeBytes then keeps what it reads.
+thread_local int decisionsUnderWay = 0;
+
+class DecisionScope {
+public:
+    DecisionScope() { ++decisionsUnderWay; }
+    ~DecisionScope() { --decisionsUnderWay; }
+    DecisionScope(const DecisionScope&) = delete;
+    DecisionScope& operator=(const DecisionScope&) = delete;
+};
+
 } // namespace
 
 std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
@@ -183,21 +194,33 @@ std::optional<OctreeNodeId> Octree::firstNodeWithPoints(std::stop_token stop) co
     return std::nullopt;
 }
 
-bool Octree::decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf) const
+std::optional<bool> Octree::decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf,
+                                                std::stop_token stop) const
 {
     const std::lock_guard lock(m_colorMutex);
     if (!m_colorsAre16Bit) {
         bool wide = false;
         if (availableAttributes().contains(PointAttribute::Color)) {
-            if (const std::optional<OctreeNodeId> sampled = firstNodeWithPoints()) {
-                for (const auto& color : colorsOf(*sampled)) {
-                    wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
+            try {
+                if (const std::optional<OctreeNodeId> sampled = firstNodeWithPoints(stop)) {
+                    const DecisionScope deciding;
+                    for (const auto& color : colorsOf(*sampled)) {
+                        wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
+                    }
                 }
+            } catch (const OperationCancelled&) {
+                return std::nullopt;
             }
         }
         m_colorsAre16Bit = wide;
     }
-    return *m_colorsAre16Bit;
+    return m_colorsAre16Bit;
+}
+
+void Octree::declareColorsAre16Bit(bool wide) const
+{
+    const std::lock_guard lock(m_colorMutex);
+    m_colorsAre16Bit = wide;
 }
 
 std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
@@ -212,6 +235,7 @@ std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
         try {
             const std::optional<OctreeNodeId> sampled = firstNodeWithPoints(stop);
             if (sampled) {
+                const DecisionScope deciding;
                 sample = nodePointData(*sampled, stop, PointAttribute::Intensity);
                 if (!sample) {
                     return std::nullopt;
@@ -231,6 +255,29 @@ std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
     }
     m_fullIntensity = full;
     return m_fullIntensity;
+}
+
+std::string Octree::nodeBytes(OctreeNodeId node, const std::function<std::string()>& read) const
+{
+    const bool deciding = decisionsUnderWay > 0;
+    {
+        const std::lock_guard lock(m_keptMutex);
+        if (m_kept && m_kept->node == node) {
+            if (deciding) {
+                return m_kept->bytes;
+            }
+            std::string bytes = std::move(m_kept->bytes);
+            m_kept.reset();
+            return bytes;
+        }
+    }
+    // Read without the lock: a slow read must not hold up other nodes.
+    std::string bytes = read();
+    if (deciding) {
+        const std::lock_guard lock(m_keptMutex);
+        m_kept = KeptBytes{node, bytes};
+    }
+    return bytes;
 }
 
 void Octree::addExternalAttributeLocation(const Location& location)

@@ -124,7 +124,8 @@ Entwine::DecodedPoints CopcTree::decode(OctreeNodeId id, std::stop_token stop, :
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
-    const std::string chunk = m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop);
+    const std::string chunk = nodeBytes(
+        id, [&] { return m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop); });
     const std::string source =
         m_source + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
     decoded = decodeChunk(m_head, chunk, static_cast<std::uint32_t>(node.pointCount), wanted & m_available, source, stop);
@@ -142,19 +143,30 @@ std::optional<Entwine::DecodedPoints> CopcTree::decodedPoints(OctreeNodeId id, s
     }
 }
 
-bool CopcTree::colorsAre16Bit() const
+std::optional<bool> CopcTree::colorsAre16Bit(std::stop_token stop) const
 {
-    return decideColorsAre16Bit([this](OctreeNodeId id) { return decode(id, {}, PointAttribute::Color).points.colors; });
+    return decideColorsAre16Bit([this, stop](OctreeNodeId id) { return decode(id, stop, PointAttribute::Color).points.colors; },
+                                stop);
 }
+
+bool CopcTree::colorsAre16Bit() const { return colorsAre16Bit({}).value_or(false); }
 
 std::optional<::Octree::NodePointData> CopcTree::nodePointData(OctreeNodeId id, std::stop_token stop,
                                                                ::Octree::PointAttributes wanted) const
 {
+    // Decided before the node is decoded, so that the node the decision samples is read once.
+    bool wide = false;
+    if (wanted.contains(PointAttribute::Color) && m_available.contains(PointAttribute::Color)) {
+        const std::optional<bool> decided = colorsAre16Bit(stop);
+        if (!decided) {
+            return std::nullopt;
+        }
+        wide = *decided;
+    }
     const std::optional<Entwine::DecodedPoints> decoded = decodedPoints(id, stop, wanted);
     if (!decoded) {
         return std::nullopt;
     }
-    const bool wide = decoded->points.attributes.contains(PointAttribute::Color) && colorsAre16Bit();
     return modelPointData(decoded->points, decoded->scale, decoded->offset, wide);
 }
 

@@ -116,7 +116,7 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
                                  + " claims " + std::to_string(node.pointCount) + " points, but the whole store holds "
                                  + std::to_string(m_metadata.points));
     }
-    const std::string bytes = m_reader->read(dataName(node.key), stop);
+    const std::string bytes = nodeBytes(node.key.nodeId(), [&] { return m_reader->read(dataName(node.key), stop); });
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
@@ -158,20 +158,30 @@ std::optional<DecodedPoints> EntwineTree::decodedPoints(OctreeNodeId id, std::st
     }
 }
 
-bool EntwineTree::colorsAre16Bit() const
+std::optional<bool> EntwineTree::colorsAre16Bit(std::stop_token stop) const
 {
     return decideColorsAre16Bit(
-        [this](OctreeNodeId id) { return decode(requireNode(id), {}, PointAttribute::Color).points.colors; });
+        [this, stop](OctreeNodeId id) { return decode(requireNode(id), stop, PointAttribute::Color).points.colors; }, stop);
 }
+
+bool EntwineTree::colorsAre16Bit() const { return colorsAre16Bit({}).value_or(false); }
 
 std::optional<::Octree::NodePointData> EntwineTree::nodePointData(OctreeNodeId id, std::stop_token stop,
                                                                   ::Octree::PointAttributes wanted) const
 {
+    // Decided before the node is decoded, so that the node the decision samples is read once.
+    bool wide = false;
+    if (wanted.contains(PointAttribute::Color) && m_available.contains(PointAttribute::Color)) {
+        const std::optional<bool> decided = colorsAre16Bit(stop);
+        if (!decided) {
+            return std::nullopt;
+        }
+        wide = *decided;
+    }
     const std::optional<DecodedPoints> decoded = decodedPoints(id, stop, wanted);
     if (!decoded) {
         return std::nullopt;
     }
-    const bool wide = decoded->points.attributes.contains(PointAttribute::Color) && colorsAre16Bit();
     return modelPointData(decoded->points, decoded->scale, decoded->offset, wide);
 }
 

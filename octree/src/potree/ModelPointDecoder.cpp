@@ -53,7 +53,7 @@ void decodeModelColors(std::span<Math::Color> colors, const char* codes, bool co
 
 } // namespace
 
-NodePointData decodeModelPoints(const FileLoader& loader, const Metadata& metadata, const Node& node,
+NodePointData decodeModelPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node,
                                 std::stop_token stop, ::Octree::PointAttributes wanted,
                                 const ModelTransform& transform, bool colorsAre16Bit)
 {
@@ -61,12 +61,12 @@ NodePointData decodeModelPoints(const FileLoader& loader, const Metadata& metada
     // one implementation in decodeRawPoints.
     if (metadata.encoding != Encoding::Brotli || node.pointCount == 0 || node.byteSize == 0
         || (wanted.contains(::Octree::PointAttribute::Visibility) && visibilityFromRecord(metadata, node))) {
-        return ::Octree::toNodePointData(decodeRawPoints(loader, metadata, node, stop, wanted), transform,
+        return ::Octree::toNodePointData(decodeRawPoints(chunks, metadata, node, stop, wanted), transform,
                                          colorsAre16Bit);
     }
-    requirePlausibleRecord(metadata, node, loader.octreePath());
-    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
-    const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
+    requirePlausibleRecord(metadata, node, chunks.file);
+    const std::string compressed = chunks.read(node, stop);
+    const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, chunks.file);
     const std::string_view decoded = decompressed.view();
     const std::size_t count = decoded.size() / metadata.bytesPerPoint();
     const AttributeLayout starts = columnStarts(metadata, count);

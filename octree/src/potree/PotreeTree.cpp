@@ -72,6 +72,9 @@ PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, Fil
       m_root(std::make_shared<Node>(OctreeNodeId::root(), boxOf(m_metadata.cubeMin, m_metadata.cubeMax)))
 {
     *m_root = std::move(*readChunkChecked(m_loader, *m_root, 0, m_metadata.firstChunkSize, {}));
+    if (const std::optional<bool> declared = m_metadata.colorsAre16Bit()) {
+        declareColorsAre16Bit(*declared);
+    }
 }
 
 std::shared_ptr<Node> PotreeTree::findNode(OctreeNodeId id, std::stop_token stop) const
@@ -164,23 +167,25 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
     return found->byteSize == 0 ? 0 : found->pointCount;
 }
 
+ChunkSource PotreeTree::chunks() const
+{
+    return {m_loader.octreePath(), [this](const Node& node, std::stop_token stop) {
+                return nodeBytes(node.id,
+                                 [&] { return m_loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get(); });
+            }};
+}
+
 std::optional<bool> PotreeTree::colorsAre16Bit(std::stop_token stop) const
 {
-    const std::lock_guard lock(m_colorRangeMutex);
-    if (!m_colorsAre16Bit) {
-        if (const auto declared = m_metadata.colorsAre16Bit()) {
-            m_colorsAre16Bit = *declared;
-        } else {
-            const auto root = rawPoints(OctreeNodeId::root(), stop, ::Octree::PointAttribute::Color);
-            if (!root) {
-                return std::nullopt;
+    return decideColorsAre16Bit(
+        [&](OctreeNodeId id) {
+            const auto sampled = rawPoints(id, stop, ::Octree::PointAttribute::Color);
+            if (!sampled) {
+                throw ::Octree::OperationCancelled();
             }
-            m_colorsAre16Bit = std::any_of(root->colors.begin(), root->colors.end(), [](const auto& color) {
-                return color[0] > 255 || color[1] > 255 || color[2] > 255;
-            });
-        }
-    }
-    return m_colorsAre16Bit;
+            return sampled->colors;
+        },
+        stop);
 }
 
 std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::stop_token stop,
@@ -188,7 +193,7 @@ std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::s
 {
     const auto found = requireNode(id);
     try {
-        return decodeRawPoints(m_loader, m_metadata, *found, stop, wanted);
+        return decodeRawPoints(chunks(), m_metadata, *found, stop, wanted);
     } catch (const ::Octree::OperationCancelled&) {
         return std::nullopt;
     }
@@ -209,7 +214,7 @@ std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id
         wideColors = *decided;
     }
     try {
-        return decodeModelPoints(m_loader, m_metadata, *found, stop, wanted,
+        return decodeModelPoints(chunks(), m_metadata, *found, stop, wanted,
                                  modelTransform(m_metadata.scale, m_metadata.offset), wideColors);
     } catch (const ::Octree::OperationCancelled&) {
         return std::nullopt;

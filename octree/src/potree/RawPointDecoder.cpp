@@ -38,7 +38,7 @@ void dropIncompleteColumns(RawPoints& raw)
     check(raw.normals, PointAttribute::Normal);
 }
 
-RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata, const Node& node, std::stop_token stop,
+RawPoints decodeBrotliPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node, std::stop_token stop,
                              PointAttributes wanted)
 {
     RawPoints raw;
@@ -49,7 +49,7 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (node.pointCount == 0 || node.byteSize == 0) {
         return raw; // no points, every column empty
     }
-    requirePlausibleRecord(metadata, node, loader.octreePath());
+    requirePlausibleRecord(metadata, node, chunks.file);
     const std::optional<std::uint8_t> recordVisibility = raw.attributes.contains(PointAttribute::Visibility)
         ? visibilityFromRecord(metadata, node)
         : std::nullopt;
@@ -70,8 +70,8 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (raw.attributes.contains(PointAttribute::Visibility) && !recordVisibility) columns.visibilities = &raw.visibilities;
     if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
 
-    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
-    const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
+    const std::string compressed = chunks.read(node, stop);
+    const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, chunks.file);
     const std::string_view decoded = decompressed.view();
     raw.count = decoded.size() / metadata.bytesPerPoint();
     const AttributeLayout starts = columnStarts(metadata, raw.count);
@@ -173,21 +173,21 @@ void requireInterleavedSize(std::uint64_t bytes, const Metadata& metadata, const
     return raw;
 }
 
-::Octree::RawPoints decodeRawPoints(const FileLoader& loader, const Metadata& metadata, const Node& node,
+::Octree::RawPoints decodeRawPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node,
                                     std::stop_token stop, PointAttributes wanted)
 {
     if (metadata.encoding == Encoding::Brotli) {
-        return decodeBrotliPoints(loader, metadata, node, stop, wanted);
+        return decodeBrotliPoints(chunks, metadata, node, stop, wanted);
     }
     if (node.pointCount == 0 || node.byteSize == 0) {
         RawPoints empty;
         empty.attributes = wanted & AttributeLayout::of(metadata).available();
         return empty;
     }
-    requirePlausibleRecord(metadata, node, loader.octreePath());
-    requireInterleavedSize(node.byteSize, metadata, node, loader.octreePath());
-    const std::string chunk = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
-    return decodeInterleavedPoints(chunk, metadata, node, wanted, loader.octreePath());
+    requirePlausibleRecord(metadata, node, chunks.file);
+    requireInterleavedSize(node.byteSize, metadata, node, chunks.file);
+    const std::string chunk = chunks.read(node, stop);
+    return decodeInterleavedPoints(chunk, metadata, node, wanted, chunks.file);
 }
 
 } // namespace PoTree

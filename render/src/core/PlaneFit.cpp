@@ -12,7 +12,9 @@ namespace Render {
 std::optional<RobustPlane> fitPlaneRobustly(const PickedPoints& points, double maxDistance)
 {
     constexpr int iterations = 100;
-    constexpr float collinear = 1.1920929e-07f;
+    // Three points are collinear when their cross product is tiny against the lengths it is
+    // made of, so that a patch in degrees fits as well as one in metres.
+    constexpr float collinear = 1e-6f;
     if (points.size() < 3)
         return std::nullopt;
     std::mt19937 random;
@@ -24,9 +26,11 @@ std::optional<RobustPlane> fitPlaneRobustly(const PickedPoints& points, double m
         std::array<std::size_t, 3> chosen{};
         std::sample(indices.begin(), indices.end(), chosen.begin(), 3, random);
         const Math::Point<float, 3>& p0 = points[chosen[0]];
-        const Eigen::Vector3f cross = (points[chosen[1]] - p0).cross(points[chosen[2]] - p0);
+        const Eigen::Vector3f a = points[chosen[1]] - p0;
+        const Eigen::Vector3f b = points[chosen[2]] - p0;
+        const Eigen::Vector3f cross = a.cross(b);
         const float length = cross.norm();
-        if (length < collinear)
+        if (!(length > collinear * a.norm() * b.norm()))
             continue;
         const Eigen::Vector3f normal = cross / length;
         const Math::NPlane<float, 3> candidate(normal, -normal.dot(p0));

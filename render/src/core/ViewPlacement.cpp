@@ -26,8 +26,12 @@ TopView topView(const Math::NBoundingBox<float, 3>& box, std::size_t width, std:
         return view;
     }
     const float aspect = height == 0 ? 1.0f : static_cast<float>(width) / static_cast<float>(height);
-    // A box without width or depth (a single point, a line) still gets a view of some size.
-    const float smallest = std::max(box.size().maxCoeff(), 1.0f) * 1e-3f;
+    // A box without width or depth (a line) still gets a view of some size, taken from the other
+    // of the two axes alone: a store in degrees is a few hundredths wide but may be tens of metres
+    // high, and its height must not widen the picture. A single point or a vertical line gets a
+    // view one unit across.
+    const float widest = std::max(box.size().x(), box.size().y());
+    const float smallest = widest > 0.0f ? widest * 1e-3f : 1.0f;
     const float boxWidth = std::max(box.size().x(), smallest);
     const float boxDepth = std::max(box.size().y(), smallest);
     if (boxWidth / boxDepth > aspect) {

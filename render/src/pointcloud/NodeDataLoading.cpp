@@ -26,8 +26,16 @@ VertexContainer makeVertexContainer(const Octree::NodePointData& points, std::ui
             const auto& position = points.position(i);
             vertices.setPosition(i, position.x(), position.y(), position.z());
         }
-        const Math::Color color = points.hasColors() ? points.color(i) : Math::Color::white();
-        vertices.setColor(i, color.r(), color.g(), color.b(), color.a());
+        if (points.hasColors()) {
+            const Math::Color& color = points.color(i);
+            vertices.setColor(i, color.r(), color.g(), color.b(), color.a());
+        } else if (points.hasIntensities()) {
+            // The cloud's own colour is its intensity: the grey level the intensity mode draws.
+            const auto grey = static_cast<unsigned char>(stretched(points.intensity(i)) >> 8);
+            vertices.setColor(i, grey, grey, grey, 255);
+        } else {
+            vertices.setColor(i, 255, 255, 255, 255);
+        }
         if (points.hasIntensities())
             vertices.setIntensity(i, stretched(points.intensity(i)));
         if (points.hasClassifications())

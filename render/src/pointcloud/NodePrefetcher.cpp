@@ -16,11 +16,13 @@ bool NodePrefetcher::hasRoom()
     return m_inFlight.size() < m_maxInFlight;
 }
 
-void NodePrefetcher::request(Octree::OctreeNodeId node)
+void NodePrefetcher::request(Octree::OctreeNodeId node, std::size_t points)
 {
-    if (!m_requested.insert(node).second) {
+    if (!m_requested.insert(node).second || points == 0) {
         return;
     }
+    m_promised.emplace(node, points);
+    m_promisedPoints += points;
     m_inFlight.emplace(node, std::async(std::launch::async, [this, node] {
                            try {
                                m_source.fetchNodeVertices(node, m_stop);
@@ -32,6 +34,10 @@ void NodePrefetcher::request(Octree::OctreeNodeId node)
 
 void NodePrefetcher::await(Octree::OctreeNodeId node)
 {
+    if (const auto promised = m_promised.find(node); promised != m_promised.end()) {
+        m_promisedPoints -= promised->second;
+        m_promised.erase(promised);
+    }
     const auto entry = m_inFlight.find(node);
     if (entry != m_inFlight.end()) {
         entry->second.wait();

@@ -28,9 +28,13 @@ public:
 
     // Whether another load may start now (finished ones are collected first).
     bool hasRoom();
-    // Starts loading the node unless it was requested before.
-    void request(Octree::OctreeNodeId node);
+    // Starts loading the node, which stores `points` points, unless it was requested before. A
+    // node without points is only marked: there is nothing to load.
+    void request(Octree::OctreeNodeId node, std::size_t points);
     bool wasRequested(Octree::OctreeNodeId node) const { return m_requested.contains(node); }
+    // The points of the nodes requested whose loads the walk has not awaited yet: what the
+    // budget must still take for them.
+    std::size_t promisedPoints() const { return m_promisedPoints; }
     // Waits until the node's load, if one was started, has finished.
     void await(Octree::OctreeNodeId node);
 
@@ -40,6 +44,8 @@ private:
     std::stop_token m_stop;
     std::unordered_map<Octree::OctreeNodeId, std::future<void>> m_inFlight;
     std::unordered_set<Octree::OctreeNodeId> m_requested;
+    std::unordered_map<Octree::OctreeNodeId, std::size_t> m_promised;
+    std::size_t m_promisedPoints = 0;
 };
 
 } // namespace Render

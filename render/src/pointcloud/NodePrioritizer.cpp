@@ -138,6 +138,18 @@ bool NodePrioritizer::reprioritize(std::size_t instanceId, const RateNode& rate,
     return drawnChanged;
 }
 
+bool NodePrioritizer::couldAdmit(const NodePriority& priority, std::size_t points) const
+{
+    std::lock_guard lock(mMutex);
+    if (mTotalUsedPointCount + points <= mTotalMaxPointCount)
+        return true;
+    std::size_t displaceable = 0;
+    for (const PrioritizedNode& entry : mEntries)
+        if (entry.priority < priority)
+            displaceable += entry.vertices.size();
+    return mTotalUsedPointCount - displaceable + points <= mTotalMaxPointCount;
+}
+
 bool NodePrioritizer::isResident(const NodeId& id) const
 {
     std::lock_guard lock(mMutex);

@@ -273,15 +273,31 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
     std::optional<NodePrefetcher> prefetcher;
     if (mOctree->location().isUrl())
         prefetcher.emplace(static_cast<NodeVertexSource&>(*this), remoteNodesInFlight, stop);
-    const auto prefetchBest = [&] {
-        while (prefetcher && prefetcher->hasRoom()) {
+    // Only nodes that the budget can still take are fetched ahead: `next`, the node being
+    // offered now, and those requested before it take their share of the budget first.
+    const auto prefetchBest = [&](const Pending& next, std::size_t nextPoints) {
+        if (!prefetcher)
+            return;
+        std::size_t ahead = prefetcher->promisedPoints() + (prefetcher->wasRequested(next.node) ? 0 : nextPoints);
+        while (prefetcher->hasRoom()) {
             const Pending* best = nullptr;
             for (const Pending& pending : heap)
                 if (!prefetcher->wasRequested(pending.node) && (!best || lessImportant(*best, pending)))
                     best = &pending;
             if (!best)
                 return;
-            prefetcher->request(best->node);
+            std::size_t points = 0;
+            try {
+                points = mOctree->pointCount(best->node);
+            } catch (...) {
+                // The walk reaches the node itself and reports what is wrong with it.
+                prefetcher->request(best->node, 0);
+                continue;
+            }
+            if (points > 0 && !prioritizer.couldAdmit(best->priority, ahead + points))
+                return;
+            prefetcher->request(best->node, points);
+            ahead += points;
         }
     };
     auto lastPublication = std::chrono::steady_clock::now();
@@ -303,15 +319,20 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
         std::pop_heap(heap.begin(), heap.end(), lessImportant);
         const Pending next = heap.back();
         heap.pop_back();
-        prefetchBest();
-        if (prefetcher)
-            prefetcher->await(next.node);
 
         bool descend = false;
         try {
-            if (mOctree->pointCount(next.node) == 0) {
+            const std::size_t points = mOctree->pointCount(next.node);
+            prefetchBest(next, points);
+            if (prefetcher)
+                prefetcher->await(next.node);
+            if (points == 0) {
                 // Nothing to draw here, but the children may hold points (stores have such nodes).
                 descend = true;
+            } else if (!prioritizer.couldAdmit(next.priority, points)) {
+                // The budget cannot take it even in place of every node that matters less: it
+                // is not read, and, as below a node the budget refuses, the walk ends here.
+                descend = false;
             } else {
                 const NodePrioritizer::OfferResult offered = prioritizer.offer(
                     {instance, next.node}, mOctree->boundingCube(next.node), next.priority, *this, stop);

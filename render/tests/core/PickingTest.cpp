@@ -16,6 +16,12 @@
 #include <cmath>
 #include <fstream>
 #include <limits>
+#include <memory>
+#include <set>
+
+#define STB_IMAGE_STATIC
+#define STB_IMAGE_IMPLEMENTATION
+#include <stb_image.h>
 
 namespace {
 
@@ -261,6 +267,47 @@ TEST_F(RealStorePicking, APlaneOnFlatGroundAgreesWithTheSourcePoints)
     const double angle = std::acos(std::min(1.0, std::abs(normal.dot(plane.normal().cast<double>()))));
     EXPECT_LT(angle, 3.0 * 3.14159265 / 180.0) << plane.normal().transpose() << " vs " << normal.transpose();
     EXPECT_LT(std::abs(plane.signedDistance(Point(centroid.cast<float>()))), 0.1);
+}
+
+// test1_4 carries intensities and no colours, like most airborne scans.
+TEST_F(RealStorePicking, AStoreWithoutColourShowsItsIntensityByDefaultAndInItsThumbnail)
+{
+    showStore(TestSupport::testStore("potree2/test1_4-brotli"));
+    const Graphics::ColorImage byDefault = picture();
+    renderer.setRenderMode(Render::RenderMode::Intensity);
+    cloud->reloadPoints(nullptr, 21);
+    picture();
+    std::set<std::uint8_t> greys;
+    std::size_t lit = 0;
+    for (std::size_t y = 0; y < image.height(); ++y) {
+        for (std::size_t x = 0; x < image.width(); ++x) {
+            const Math::Color pixel = byDefault.at(x, y);
+            ASSERT_EQ(pixel, image.at(x, y)) << x << " " << y;
+            ASSERT_TRUE(pixel.r() == pixel.g() && pixel.g() == pixel.b()) << x << " " << y;
+            if (pixel != Math::Color(0, 0, 0, 255)) {
+                ++lit;
+                greys.insert(pixel.r());
+            }
+        }
+    }
+    EXPECT_GT(lit, 500u);
+    EXPECT_GT(greys.size(), 20u) << "the intensities are stretched over the grey levels";
+
+    // On the thumbnails' white background the scan shows.
+    const TestSupport::TemporaryFolder copy;
+    std::filesystem::copy(TestSupport::testStore("potree2/test1_4-brotli"), copy.path());
+    Render::createThumbnail(copy.path(), 96, 72, Math::Color(255, 255, 255, 255), 21);
+    int width = 0;
+    int height = 0;
+    int channels = 0;
+    const std::string file = (copy.path() / "thumbnail.png").string();
+    const std::unique_ptr<unsigned char, decltype(&stbi_image_free)> pixels(
+        stbi_load(file.c_str(), &width, &height, &channels, 3), &stbi_image_free);
+    ASSERT_TRUE(pixels) << file;
+    std::size_t notWhite = 0;
+    for (int i = 0; i < width * height; ++i)
+        notWhite += pixels.get()[3 * i] != 255 || pixels.get()[3 * i + 1] != 255 || pixels.get()[3 * i + 2] != 255 ? 1 : 0;
+    EXPECT_GT(notWhite, 100u);
 }
 
 TEST(Thumbnail, ReplacesTheFileInTheStoresFolderAndRefusesAMissingStore)

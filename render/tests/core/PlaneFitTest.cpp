@@ -37,6 +37,14 @@ TEST(PlaneFit, TheRobustFitIgnoresOutliersAndTheRefitIsExact)
     // The same points give the same plane every time.
     EXPECT_EQ(Render::fitPlaneRobustly(points, 0.01)->plane, robust->plane);
 
+    // Ten thousand times smaller (a patch of a store in degrees), it fits alike.
+    Render::PickedPoints small;
+    for (const Point& point : points)
+        small.emplace_back(point * 1e-4f);
+    const auto tiny = Render::fitPlaneRobustly(small, 1e-6);
+    ASSERT_TRUE(tiny);
+    EXPECT_EQ(tiny->inliers.size(), 400u);
+
     EXPECT_FALSE(Render::fitPlaneRobustly({Point(0, 0, 0), Point(1, 0, 0)}, 1.0));
     EXPECT_FALSE(Render::fitPlaneRobustly({Point(0, 0, 0), Point(1, 0, 0), Point(2, 0, 0)}, 1.0)) << "collinear";
     EXPECT_FALSE(Render::fitPlaneLeastSquares({Point(0, 0, 0), Point(1, 0, 0)}));

@@ -74,15 +74,30 @@ TEST(NodeVertices, CarryEveryAttributeOfTheVisiblePoints)
     expectVerticesOf(node, Render::makeVertexContainer(*points, storeFullIntensity));
 }
 
-TEST(NodeVertices, StoresWithoutColourGiveOpaqueWhite)
+TEST(NodeVertices, StoresWithoutColourShowTheirIntensityAsGrey)
 {
-    Octree::NodePointData points(Octree::PointAttribute::Position, 2);
-    points.setPosition(1, {1.0f, 2.0f, 3.0f});
-    const VertexContainer vertices = Render::makeVertexContainer(points);
-    ASSERT_EQ(vertices.size(), 2u);
-    EXPECT_EQ(vertices[0].color, Math::Color(255, 255, 255, 255));
-    EXPECT_EQ(vertices[1].position, (Math::Point<float, 3>(1.0f, 2.0f, 3.0f)));
-    EXPECT_EQ(vertices[1].intensity, 0);
+    // With full intensity at 1000: 500 is half of 65535 (32767, high byte 127), 1000 and
+    // everything brighter is white, 0 black.
+    const std::uint16_t intensities[] = {0, 500, 1000, 4000};
+    const unsigned char greys[] = {0, 127, 255, 255};
+    Octree::NodePointData withIntensity(Octree::PointAttribute::Position | Octree::PointAttribute::Intensity, 4);
+    for (std::size_t i = 0; i < 4; ++i)
+        withIntensity.setIntensity(i, intensities[i]);
+    const VertexContainer grey = Render::makeVertexContainer(withIntensity, 1000);
+    ASSERT_EQ(grey.size(), 4u);
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(grey[i].color, Math::Color(greys[i], greys[i], greys[i], 255)) << intensities[i];
+        EXPECT_EQ(grey[i].intensity, greys[i]) << intensities[i];
+    }
+
+    // Without intensity either: opaque white.
+    Octree::NodePointData bare(Octree::PointAttribute::Position, 2);
+    bare.setPosition(1, {1.0f, 2.0f, 3.0f});
+    const VertexContainer white = Render::makeVertexContainer(bare);
+    ASSERT_EQ(white.size(), 2u);
+    EXPECT_EQ(white[0].color, Math::Color(255, 255, 255, 255));
+    EXPECT_EQ(white[1].position, (Math::Point<float, 3>(1.0f, 2.0f, 3.0f)));
+    EXPECT_EQ(white[1].intensity, 0);
 }
 
 TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookUp)

@@ -122,6 +122,27 @@ TEST(ViewPlacement, ObliqueAndTopViews)
     const Render::TopView deep = Render::topView(Box({0.0f, 0.0f, 0.0f}, {40.0f, 50.0f, 2.0f}), 640, 480);
     EXPECT_FLOAT_EQ(deep.verticalExtent, 50.0f);
     EXPECT_FLOAT_EQ(deep.horizontalExtent, 50.0f * 640.0f / 480.0f);
+
+    // The x/y extent fills the picture whatever the height: a store in degrees with heights in
+    // metres, and lines and points, which get a view of some size from x and y alone.
+    struct Fit {
+        Box box;
+        float horizontal;
+        float vertical;
+    };
+    const Fit fits[] = {
+        {Box({0.0f, 0.0f, 0.0f}, {0.023f, 0.011f, 39.0f}), 0.023f, 0.023f * 480.0f / 640.0f},
+        {Box({0.0f, 0.0f, 0.0f}, {0.011f, 0.023f, 39.0f}), 0.023f * 640.0f / 480.0f, 0.023f},
+        {Box({0.0f, 0.0f, 0.0f}, {10.0f, 0.0f, 500.0f}), 10.0f, 7.5f},
+        {Box({0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 500.0f}), 1.0f * 640.0f / 480.0f, 1.0f},
+        {Box({3.0f, 4.0f, 5.0f}, {3.0f, 4.0f, 5.0f}), 1.0f * 640.0f / 480.0f, 1.0f},
+    };
+    for (const Fit& fit : fits) {
+        const Render::TopView top = Render::topView(fit.box, 640, 480);
+        EXPECT_FLOAT_EQ(top.horizontalExtent, fit.horizontal) << fit.box.size().transpose();
+        EXPECT_FLOAT_EQ(top.verticalExtent, fit.vertical) << fit.box.size().transpose();
+        EXPECT_GT(top.pose.eye.z(), fit.box.max().z()) << fit.box.size().transpose();
+    }
 }
 
 } // namespace

@@ -19,6 +19,7 @@
 #include <mutex>
 #include <optional>
 #include <stop_token>
+#include <string>
 #include <vector>
 
 namespace Octree {
@@ -136,9 +137,20 @@ protected:
 
     // Whether the store's colours use the 16-bit range, so that they become 8-bit by dividing by
     // 256. Decided once for the whole store from the stored colours of firstNodeWithPoints(),
-    // which `colorsOf` decodes: one decision keeps neighbouring nodes equally bright.
+    // which `colorsOf` decodes: one decision keeps neighbouring nodes equally bright. A store
+    // without colours decides false without reading. std::nullopt when `colorsOf` or the search
+    // for the node was stopped (OperationCancelled); read failures throw.
     using StoredColors = std::vector<std::array<std::uint16_t, 3>>;
-    bool decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf) const;
+    std::optional<bool> decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf,
+                                             std::stop_token stop = {}) const;
+    // For stores that declare their colour range: no node is read to decide it.
+    void declareColorsAre16Bit(bool wide) const;
+
+    // The stored bytes of `node`, as `read` reads them. The store-wide decisions (fullIntensity,
+    // decideColorsAre16Bit) sample one node; the bytes they read of it are kept until the next
+    // read of that node outside a decision takes them, so that the walk that follows does not
+    // fetch the node again (for a remote store, the root costs a request and its bytes).
+    std::string nodeBytes(OctreeNodeId node, const std::function<std::string()>& read) const;
 
 private:
     Location m_location;
@@ -155,6 +167,13 @@ private:
     mutable std::optional<std::uint16_t> m_fullIntensity;
     mutable std::mutex m_colorMutex;
     mutable std::optional<bool> m_colorsAre16Bit;
+    // The sampled node's bytes between the decisions and the next read of the node.
+    struct KeptBytes {
+        OctreeNodeId node;
+        std::string bytes;
+    };
+    mutable std::mutex m_keptMutex;
+    mutable std::optional<KeptBytes> m_kept;
 };
 
 } // namespace Octree

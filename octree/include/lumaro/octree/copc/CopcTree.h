@@ -64,7 +64,8 @@ public:
                                                          ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
 
     // Whether the file's colours use the 16-bit range; decided once for the file (see
-    // Octree::decideColorsAre16Bit).
+    // Octree::decideColorsAre16Bit). std::nullopt when `stop` ended the decision.
+    std::optional<bool> colorsAre16Bit(std::stop_token stop) const;
     bool colorsAre16Bit() const;
 
 private:

@@ -70,7 +70,8 @@ public:
     // Whether the store's colours use the 16-bit range, so that they become 8-bit by dividing by
     // 256. Decided once for the whole store, from the first node with points in breadth-first
     // order (the root, as a rule): the root samples the whole cloud, and one decision keeps
-    // neighbouring nodes equally bright.
+    // neighbouring nodes equally bright. std::nullopt when `stop` ended the decision.
+    std::optional<bool> colorsAre16Bit(std::stop_token stop) const;
     bool colorsAre16Bit() const;
 
 private:

@@ -15,6 +15,8 @@
 
 namespace PoTree {
 
+struct ChunkSource;
+
 // A Potree 2.0 store (metadata.json, hierarchy.bin, octree.bin) in either encoding. The
 // hierarchy is read chunk by chunk as the tree is walked.
 class PotreeTree final : public Octree::Octree {
@@ -59,18 +61,18 @@ private:
     std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id, std::stop_token stop) const;
     std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
     // One decision for the whole store, so neighbouring nodes never differ in brightness: the
-    // metadata's declared colour range, or, where it declares none, the root node's colours
-    // (the root samples the whole cloud). std::nullopt when `stop` ended the reading of the root.
+    // metadata's declared colour range, or, where it declares none, the colours of the first
+    // node with points (the root, which samples the whole cloud). std::nullopt when `stop` ended
+    // the reading.
     std::optional<bool> colorsAre16Bit(std::stop_token stop) const;
+    // Node chunks as the decoders read them: through Octree::nodeBytes, so that the node sampled
+    // for the colour and intensity decisions is fetched once.
+    ChunkSource chunks() const;
 
     Metadata m_metadata;
     FileLoader m_loader;
     ::Octree::PointAttributes m_available;
     mutable std::mutex m_hierarchyMutex;
-    // Decided once per store, on first use; a failed decision (unreadable root) is retried.
-    // Not std::call_once: with MinGW's threads a throwing call_once never releases its waiters.
-    mutable std::mutex m_colorRangeMutex;
-    mutable std::optional<bool> m_colorsAre16Bit;
     std::shared_ptr<Node> m_root;
 };
 

@@ -20,8 +20,10 @@ namespace Render {
 LUMARO_RENDER_API Octree::PointAttributes vertexAttributes();
 
 // The points of one node as point vertices: positions as the store gives them (relative to its
-// reference position), colour (opaque white for stores without colour), intensity, class and scan
-// index; hidden points are left out. Distances stay unknown. Intensities are stretched so that
+// reference position), colour, intensity, class and scan index; hidden points are left out.
+// Distances stay unknown. A store without colour gives its points their intensity as opaque grey
+// (the grey the intensity mode draws), so that the default mode shows an intensity-only scan;
+// without intensity either, they are opaque white. Intensities are stretched so that
 // `fullIntensity` (the store's Octree::fullIntensity) becomes the largest value, 65535, and
 // brighter ones stay there: the vertex keeps only the high byte, which would leave the intensities
 // of most scanners nearly black.

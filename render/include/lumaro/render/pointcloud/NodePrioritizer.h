@@ -70,6 +70,12 @@ public:
     using RateNode = std::function<NodePriority(Octree::OctreeNodeId, const Math::NBoundingBox<float, 3>&)>;
     bool reprioritize(std::size_t instanceId, const RateNode& rate, std::stop_token stop = {});
 
+    // Whether a node of `priority` holding `points` points would stay resident if it were offered
+    // now: it fits into what is left of the budget together with the points of the resident nodes
+    // that matter less than it, which its admission would displace. Walks ask before they read a
+    // node, so that nodes the budget cannot take are never fetched.
+    bool couldAdmit(const NodePriority& priority, std::size_t points) const;
+
     bool isResident(const NodeId& id) const;
     std::size_t residentNodeCount() const;
 

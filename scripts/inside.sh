@@ -178,6 +178,29 @@ case "$command" in
         configure_and_build mingw lumaro_gpu_bench || exit 1
         with_wine wine "$(build_dir_of mingw)/bin/lumaro_gpu_bench.exe" ${1:+--benchmark_filter="$1"} \
             || [ -n "${1:-}" ] || exit 1 ;;
+    sdk)
+        # The package a Windows application builds against: build/sdk/LumaroRender and its zip.
+        configure_and_build mingw LumaroRender lumaro lumaro-view || exit 1
+        dir=$(build_dir_of mingw)
+        version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$dir/CMakeCache.txt")
+        sdk="$repo/build/sdk"
+        rm -rf "$sdk/LumaroRender" "$sdk"/LumaroRender-*-win64.zip
+        mkdir -p "$sdk"
+        cmake --install "$dir" --prefix "$sdk/LumaroRender" >/dev/null || exit 1
+        (cd "$sdk" && cmake -E tar cf "LumaroRender-$version-win64.zip" --format=zip LumaroRender) || exit 1
+        echo "sdk: wrote $sdk/LumaroRender and $sdk/LumaroRender-$version-win64.zip" ;;
+    docs)
+        # The API reference of the headers a host includes; a warning about them fails.
+        mkdir -p "$repo/build/docs"
+        (cd "$repo" && LUMARO_VERSION=$(sed -n 's/^project(LumaroRender VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
+            doxygen docs/Doxyfile) >"$repo/build/docs/doxygen.log" 2>&1
+        status=$?
+        if [ -s "$repo/build/docs/warnings.log" ] || [ $status != 0 ]; then
+            cat "$repo/build/docs/warnings.log" >&2
+            echo "docs: doxygen failed or warned (log: build/docs/doxygen.log)" >&2
+            exit 1
+        fi
+        echo "docs: wrote $repo/build/docs/html/index.html" ;;
     mutants)
         # Deliberate faults, one at a time, against the tests that must catch them; Windows faults
         # run their tests under Wine.

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -178,20 +179,39 @@ ModelTransform Octree::modelTransform(const std::array<double, 3>& scale, const 
     return transform;
 }
 
-std::optional<OctreeNodeId> Octree::firstNodeWithPoints(std::stop_token stop) const
+bool Octree::sampleNodes(const std::function<void(OctreeNodeId)>& sample, std::stop_token stop) const
 {
+    constexpr int mostTried = 8;
+    std::exception_ptr firstError;
+    int tried = 0;
     std::deque<OctreeNodeId> pending{OctreeNodeId::root()};
     while (!pending.empty()) {
         const OctreeNodeId node = pending.front();
         pending.pop_front();
-        if (pointCount(node) > 0) {
-            return node;
+        try {
+            if (pointCount(node) > 0) {
+                ++tried;
+                sample(node);
+                return true;
+            }
+        } catch (const OperationCancelled&) {
+            throw;
+        } catch (const std::exception&) {
+            if (!firstError) {
+                firstError = std::current_exception();
+            }
+            if (tried >= mostTried) {
+                break;
+            }
         }
         for (const OctreeNodeId child : children(node, stop)) {
             pending.push_back(child);
         }
     }
-    return std::nullopt;
+    if (firstError) {
+        std::rethrow_exception(firstError);
+    }
+    return false;
 }
 
 std::optional<bool> Octree::decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf,
@@ -202,12 +222,14 @@ std::optional<bool> Octree::decideColorsAre16Bit(const std::function<StoredColor
         bool wide = false;
         if (availableAttributes().contains(PointAttribute::Color)) {
             try {
-                if (const std::optional<OctreeNodeId> sampled = firstNodeWithPoints(stop)) {
-                    const DecisionScope deciding;
-                    for (const auto& color : colorsOf(*sampled)) {
-                        wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
-                    }
-                }
+                sampleNodes(
+                    [&](OctreeNodeId sampled) {
+                        const DecisionScope deciding;
+                        for (const auto& color : colorsOf(sampled)) {
+                            wide = wide || color[0] > 255 || color[1] > 255 || color[2] > 255;
+                        }
+                    },
+                    stop);
             } catch (const OperationCancelled&) {
                 return std::nullopt;
             }
@@ -233,14 +255,15 @@ std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
     if (availableAttributes().contains(PointAttribute::Intensity)) {
         std::optional<NodePointData> sample;
         try {
-            const std::optional<OctreeNodeId> sampled = firstNodeWithPoints(stop);
-            if (sampled) {
-                const DecisionScope deciding;
-                sample = nodePointData(*sampled, stop, PointAttribute::Intensity);
-                if (!sample) {
-                    return std::nullopt;
-                }
-            }
+            sampleNodes(
+                [&](OctreeNodeId sampled) {
+                    const DecisionScope deciding;
+                    sample = nodePointData(sampled, stop, PointAttribute::Intensity);
+                    if (!sample) {
+                        throw OperationCancelled();
+                    }
+                },
+                stop);
         } catch (const OperationCancelled&) {
             return std::nullopt;
         }

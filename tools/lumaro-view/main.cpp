@@ -29,7 +29,7 @@
 
 namespace {
 
-using Tool::ColoringKind;
+using Render::Coloring;
 
 constexpr wchar_t WINDOW_CLASS[] = L"LumaroView";
 // Posted by the loading threads after each published node set.
@@ -40,13 +40,11 @@ constexpr std::size_t PICK_TOLERANCE = 8;
 
 struct ColoringKey {
     char key;
-    ColoringKind coloring;
-    const char* name;
+    Coloring coloring;
 };
 constexpr ColoringKey COLORING_KEYS[] = {
-    {'1', ColoringKind::Rgb, "rgb"},         {'2', ColoringKind::Intensity, "intensity"},
-    {'3', ColoringKind::Elevation, "elevation"}, {'4', ColoringKind::Normal, "normal"},
-    {'5', ColoringKind::Uniform, "uniform"}, {'6', ColoringKind::Tomographic, "tomographic"},
+    {'1', Coloring::Rgb},     {'2', Coloring::Intensity}, {'3', Coloring::Elevation},
+    {'4', Coloring::Normal}, {'5', Coloring::Uniform},   {'6', Coloring::Tomographic},
 };
 
 std::wstring widen(const std::string& text)
@@ -213,13 +211,7 @@ private:
         SetWindowTextW(m_window, widen(title.str()).c_str());
     }
 
-    const char* coloringName() const
-    {
-        for (const ColoringKey& entry : COLORING_KEYS) {
-            if (entry.coloring == m_coloring) return entry.name;
-        }
-        return "";
-    }
+    std::string_view coloringName() const { return Render::nameOf(m_coloring); }
 
     void applyCamera()
     {
@@ -331,8 +323,10 @@ private:
             m_navigator.frame(m_scene->box());
             applyCamera();
         } else if (key == 'C') {
-            const int next = (static_cast<int>(m_renderer().colorMap()) + 1) % 13;
-            m_options.colorMap = static_cast<Render::ColorMap>(next);
+            const auto maps = Render::colorMapNames();
+            const auto current = std::find_if(maps.begin(), maps.end(),
+                                              [&](const auto& map) { return map.value == m_renderer().colorMap(); });
+            m_options.colorMap = current == maps.end() || current + 1 == maps.end() ? maps.front().value : (current + 1)->value;
             m_renderer().setColorMap(m_options.colorMap);
         } else if (key == VK_ADD || key == VK_OEM_PLUS || key == VK_SUBTRACT || key == VK_OEM_MINUS) {
             const bool more = key == VK_ADD || key == VK_OEM_PLUS;
@@ -511,7 +505,7 @@ private:
     std::unique_ptr<Tool::StoreScene> m_scene;
     Owned<IDXGISwapChain> m_swapChain;
     Tool::OrbitNavigator m_navigator;
-    ColoringKind m_coloring = ColoringKind::Rgb;
+    Coloring m_coloring = Coloring::Rgb;
     std::string m_error;
     std::string m_status;
     double m_frameMilliseconds = 0.0;

@@ -26,22 +26,6 @@ void copyPanel(const Graphics::ColorImage& panel, Graphics::ColorImage& grid, st
     }
 }
 
-// Every drawn pixel as "x y z red green blue alpha" in the stores' coordinates, to 0.1 mm.
-void writeStorePoints(Render::Renderer& renderer, const StoreScene& scene, const std::filesystem::path& path)
-{
-    std::vector<Render::VertexPosColor> points;
-    renderer.getPoints(points);
-    std::ofstream file(path, std::ios::trunc);
-    file << "X Y Z Red Green Blue Alpha\n" << std::fixed << std::setprecision(4);
-    for (const Render::VertexPosColor& point : points) {
-        const Eigen::Vector3d xyz = scene.storeCoordinates(point.position);
-        file << xyz.x() << ' ' << xyz.y() << ' ' << xyz.z() << ' ' << int(point.color.r()) << ' '
-             << int(point.color.g()) << ' ' << int(point.color.b()) << ' ' << int(point.color.a()) << '\n';
-    }
-    if (!file.flush())
-        throw std::runtime_error("cannot write the points to " + path.string());
-}
-
 nlohmann::json coordinates(const Eigen::Vector3d& xyz)
 {
     return nlohmann::json::array({xyz.x(), xyz.y(), xyz.z()});
@@ -64,7 +48,7 @@ void renderStores(const RenderOptions& options)
     }
     grid.writePng(options.output);
     if (options.points)
-        writeStorePoints(scene.renderer(), scene, *options.points);
+        Render::writeStorePoints(scene.renderer(), scene.site(), *options.points);
 }
 
 nlohmann::json pickInStores(const PickOptions& options)

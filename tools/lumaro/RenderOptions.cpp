@@ -17,48 +17,8 @@ namespace {
 // Direct3D's largest texture side.
 constexpr std::size_t largestImageSide = 16384;
 
-template <typename Value, std::size_t N>
-Value lookUp(const std::array<std::pair<const char*, Value>, N>& names, const std::string& name, const char* what)
-{
-    std::string known;
-    for (const auto& [candidate, value] : names) {
-        if (name == candidate)
-            return value;
-        known += known.empty() ? "" : ", ";
-        known += candidate;
-    }
-    throw std::invalid_argument("unknown " + std::string(what) + " '" + name + "' (known: " + known + ")");
-}
-
-const std::array<std::pair<const char*, ViewKind>, 3> viewNames{
+constexpr std::array<Render::Named<ViewKind>, 3> viewNames{
     {{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}, {"pano", ViewKind::Pano}}};
-
-const std::array<std::pair<const char*, ColoringKind>, 8> coloringNames{{
-    {"rgb", ColoringKind::Rgb},
-    {"intensity", ColoringKind::Intensity},
-    {"normal", ColoringKind::Normal},
-    {"uniform", ColoringKind::Uniform},
-    {"elevation", ColoringKind::Elevation},
-    {"tomographic", ColoringKind::Tomographic},
-    {"tomographic-dark", ColoringKind::TomographicDark},
-    {"mesh-distance", ColoringKind::MeshDistance},
-}};
-
-const std::array<std::pair<const char*, Render::ColorMap>, 13> colorMapNames{{
-    {"turbo", Render::ColorMap::Turbo},
-    {"inferno", Render::ColorMap::Inferno},
-    {"magma", Render::ColorMap::Magma},
-    {"viridis", Render::ColorMap::Viridis},
-    {"plasma", Render::ColorMap::Plasma},
-    {"gray", Render::ColorMap::Gray},
-    {"bone", Render::ColorMap::Bone},
-    {"red-white-blue", Render::ColorMap::RedWhiteBlue},
-    {"level-of-accuracy", Render::ColorMap::LevelOfAccuracy},
-    {"pass-fail", Render::ColorMap::PassFail},
-    {"traffic-light", Render::ColorMap::TrafficLight},
-    {"cool-warm", Render::ColorMap::CoolWarm},
-    {"level-of-accuracy-imperial", Render::ColorMap::LevelOfAccuracyImperial},
-}};
 
 } // namespace
 
@@ -122,32 +82,7 @@ Math::Color parseColor(const std::string& text)
 
 ViewKind parseView(const std::string& name)
 {
-    return lookUp(viewNames, name, "view");
-}
-
-ColoringKind parseColoring(const std::string& name)
-{
-    return lookUp(coloringNames, name, "mode");
-}
-
-Render::ColorMap parseColorMap(const std::string& name)
-{
-    return lookUp(colorMapNames, name, "colour map");
-}
-
-Render::RenderMode renderModeOf(ColoringKind coloring)
-{
-    switch (coloring) {
-    case ColoringKind::Rgb: return Render::RenderMode::Default;
-    case ColoringKind::Intensity: return Render::RenderMode::Intensity;
-    case ColoringKind::Normal: return Render::RenderMode::Normal;
-    case ColoringKind::Uniform: return Render::RenderMode::UniformColor;
-    case ColoringKind::Elevation: return Render::RenderMode::PlaneDistance;
-    case ColoringKind::Tomographic: return Render::RenderMode::TomographicBright;
-    case ColoringKind::TomographicDark: return Render::RenderMode::TomographicDark;
-    case ColoringKind::MeshDistance: return Render::RenderMode::MeshDistance;
-    }
-    return Render::RenderMode::Default;
+    return Render::valueNamed<ViewKind>(viewNames, name, "view");
 }
 
 SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : mOptions(options)
@@ -202,8 +137,8 @@ void SceneCommandLine::finish()
         mOptions.views.push_back(parseView(view));
     mOptions.colorings.clear();
     for (const std::string& mode : mModes)
-        mOptions.colorings.push_back(parseColoring(mode));
-    mOptions.colorMap = parseColorMap(mColorMap);
+        mOptions.colorings.push_back(Render::coloringNamed(mode));
+    mOptions.colorMap = Render::colorMapNamed(mColorMap);
     mOptions.budget = parseCount(mBudget, 1, std::size_t(1) << 40, "--budget");
     mOptions.maxLevel = parseCount(mMaxLevel, 0, Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL, "--max-level");
     mOptions.minNodeSize = parseNumber(mMinNodeSize, 0.0f, false, "--min-node-size");
@@ -247,7 +182,7 @@ void SceneCommandLine::finish()
     if (std::find(mOptions.views.begin(), mOptions.views.end(), ViewKind::Pano) != mOptions.views.end() && !hasPano)
         throw std::invalid_argument("--view pano needs --pano or --pano-cube");
     const bool meshDistance = std::find(mOptions.colorings.begin(), mOptions.colorings.end(),
-                                        ColoringKind::MeshDistance) != mOptions.colorings.end();
+                                        Render::Coloring::MeshDistance) != mOptions.colorings.end();
     if (meshDistance && !mOptions.distanceMesh)
         throw std::invalid_argument("--mode mesh-distance needs --distance-mesh FILE.obj");
     // One image holds the whole grid.

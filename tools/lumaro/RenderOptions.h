@@ -1,7 +1,7 @@
 #pragma once
 
 #include <lumaro/math/Color.h>
-#include <lumaro/render/core/RenderMode.h>
+#include <lumaro/render/core/Coloring.h>
 #include <lumaro/render/gpu/ColorMap.h>
 
 #include <CLI/CLI.hpp>
@@ -21,9 +21,6 @@ namespace Tool {
 // centre, looking along +x.
 enum class ViewKind { Top, Oblique, Pano };
 
-// How the points of a panel are coloured.
-enum class ColoringKind { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance };
-
 // A range of distances MIN,MAX.
 struct DistanceRange {
     float min = 0.0f;
@@ -38,7 +35,7 @@ struct RenderOptions {
     std::size_t width = 1280;
     std::size_t height = 720;
     std::vector<ViewKind> views{ViewKind::Top};
-    std::vector<ColoringKind> colorings{ColoringKind::Rgb};
+    std::vector<Render::Coloring> colorings{Render::Coloring::Rgb};
     Render::ColorMap colorMap = Render::ColorMap::Turbo;
     std::size_t budget = 10000000;
     std::size_t maxLevel = 21;
@@ -92,19 +89,12 @@ std::pair<std::size_t, std::size_t> parseImageSize(const std::string& text);
 // "RRGGBB" in hexadecimal, opaque.
 Math::Color parseColor(const std::string& text);
 ViewKind parseView(const std::string& name);
-ColoringKind parseColoring(const std::string& name);
-// The colour maps by name: turbo, inferno, magma, viridis, plasma, gray, bone, red-white-blue,
-// level-of-accuracy, pass-fail, traffic-light, cool-warm, level-of-accuracy-imperial.
-Render::ColorMap parseColorMap(const std::string& name);
 // A whole number from `least` to `most`; `what` names the option in the message.
 std::size_t parseCount(const std::string& text, std::size_t least, std::size_t most, const std::string& what);
 // A finite number of at least `least` (above it when `strictly`).
 float parseNumber(const std::string& text, float least, bool strictly, const std::string& what);
 // "MIN,MAX", two finite numbers with MIN below MAX.
 DistanceRange parseRange(const std::string& text, const std::string& what);
-
-// The render mode that a colouring uses.
-Render::RenderMode renderModeOf(ColoringKind coloring);
 
 // The options that say which stores to load and how to look at them, added to a subcommand;
 // their values land in `options` once parsing is done and finish() was called.

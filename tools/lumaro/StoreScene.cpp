@@ -4,6 +4,7 @@
 
 #include <lumaro/graphics/ImagePanoramaLoader.h>
 #include <lumaro/octree/Location.h>
+#include <lumaro/render/core/Coloring.h>
 #include <lumaro/render/core/ViewPlacement.h>
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
@@ -65,29 +66,24 @@ Eigen::Matrix4f translation(const Eigen::Vector3d& offset)
 
 } // namespace
 
-StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRenderer(false)
+StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRenderer(false), mSite("stores")
 {
     mRenderer.setViewport(options.width, options.height);
     mRenderer.setBackgroundColor(options.background);
-    const auto group = Render::GroupRenderable::create("stores");
+    const auto& group = mSite.group();
     for (const std::string& store : options.stores) {
-        auto cloud = Render::PointCloudRenderable::create(
-            Octree::locationOf(store), std::filesystem::path(store).filename().string(), options.budget, 1.0);
+        const auto cloud = mSite.addStore(Octree::locationOf(store), std::filesystem::path(store).filename().string(),
+                                          options.budget);
         cloud->setOctreeNodePriorityThreshold(options.minNodeSize);
         if (options.maxPointSize)
             cloud->setMaxPointSize(*options.maxPointSize);
-        if (mClouds.empty())
-            mOrigin = cloud->referencePosition();
-        cloud->setMatrix(translation(cloud->referencePosition() - mOrigin));
-        group->add(cloud);
-        mClouds.push_back(std::move(cloud));
     }
     mRenderer.setScene(group);
     // Meshes are in the stores' coordinates: moved like the first store. Each is read when the
     // (initialised) group takes it.
     for (const std::filesystem::path& path : options.meshes) {
         auto mesh = Render::MeshRenderable::create(path, options.meshScale, path.filename().string());
-        mesh->setMatrix(translation(-mOrigin));
+        mesh->setMatrix(mSite.sceneFromStores());
         readFile("mesh", path, [&] {
             group->add(mesh);
             return 0;
@@ -99,7 +95,7 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
             return Render::loadTriangleMesh(*Render::createObjMeshLoader(path), options.meshScale);
         });
         mRenderer.setMeshForDistanceColorization(
-            std::make_shared<Math::TriangleMesh<float>>(mesh.transformed(translation(-mOrigin))));
+            std::make_shared<Math::TriangleMesh<float>>(mesh.transformed(mSite.sceneFromStores())));
         if (options.range)
             mRenderer.setColorMapRange(options.range->min, options.range->max);
         if (options.passFail)
@@ -112,12 +108,6 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
         addPanorama(*group);
     if (mBox.isEmpty())
         std::cerr << "lumaro: warning: the stores hold no points\n";
-}
-
-
-Eigen::Vector3d StoreScene::storeCoordinates(const Math::Point<float, 3>& point) const
-{
-    return mOrigin + point.cast<double>();
 }
 
 
@@ -140,31 +130,24 @@ void StoreScene::look(ViewKind view)
     } else {
         Render::showObliqueOverview(mRenderer, mBox);
     }
-    for (const auto& cloud : mClouds)
+    for (const auto& cloud : clouds())
         load(*cloud);
 }
 
 
-void StoreScene::color(ColoringKind coloring)
+void StoreScene::color(Render::Coloring coloring)
 {
-    if (coloring == ColoringKind::Elevation) {
-        // Height above the lowest point, over the whole height of the data.
-        mRenderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, -mBox.min().z()));
-        mRenderer.setColorMapRange(0.0f, std::max(mBox.size().z(), 1e-6f));
-        mRenderer.setUseSignedDistance(false);
-        mRenderer.setColorMap(mOptions.colorMap);
-    } else if (coloring == ColoringKind::MeshDistance) {
+    mRenderer.setColorMap(mOptions.colorMap);
+    if (coloring == Render::Coloring::MeshDistance) {
         const DistanceRange range = mOptions.range.value_or(DistanceRange{0.0f, 1.0f});
         mRenderer.setColorMapRange(range.min, range.max);
         mRenderer.setUseSignedDistance(mOptions.signedDistance.value_or(true));
-        mRenderer.setColorMap(mOptions.colorMap);
     }
-    const Render::RenderMode mode = renderModeOf(coloring);
-    const bool reload = mode == Render::RenderMode::MeshDistance && mRenderer.renderMode() != mode;
-    mRenderer.setRenderMode(mode);
+    const bool reload = coloring == Render::Coloring::MeshDistance && mRenderer.renderMode() != Render::RenderMode::MeshDistance;
+    Render::applyColoring(mRenderer, coloring, mBox);
     // The walk leaves out the nodes that hold no point within the distance range: walk again.
     if (reload)
-        for (const auto& cloud : mClouds)
+        for (const auto& cloud : clouds())
             load(*cloud);
     mRenderer.render();
 }
@@ -181,7 +164,7 @@ void StoreScene::addPanorama(Render::GroupRenderable& group)
         return Graphics::ImagePanoramaLoader::cubeMap(faces);
     });
     const Eigen::Vector3d centre = mOptions.panoAt
-                                       ? Eigen::Vector3d(Eigen::Vector3d(mOptions.panoAt->data()) - mOrigin)
+                                       ? Eigen::Vector3d(Eigen::Vector3d(mOptions.panoAt->data()) - mSite.origin())
                                        : Eigen::Vector3d(mBox.center().cast<double>());
     mPanoCentre = Math::Point<float, 3>(centre.cast<float>());
     auto pano = Render::PanoRenderable::create(loader, named.filename().string());

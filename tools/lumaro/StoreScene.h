@@ -6,7 +6,7 @@
 #include <lumaro/math/Point.h>
 #include <lumaro/render/core/Renderer.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
-#include <lumaro/render/renderables/GroupRenderable.h>
+#include <lumaro/render/renderables/SiteGroup.h>
 
 #include <Eigen/Core>
 
@@ -25,18 +25,19 @@ public:
     explicit StoreScene(const RenderOptions& options);
 
     Render::Renderer& renderer() { return mRenderer; }
-    const std::vector<std::shared_ptr<Render::PointCloudRenderable>>& clouds() const { return mClouds; }
+    const Render::SiteGroup& site() const { return mSite; }
+    const std::vector<std::shared_ptr<Render::PointCloudRenderable>>& clouds() const { return mSite.clouds(); }
     // The scene's box (in scene coordinates) as the clouds' metadata give it.
     const Math::NBoundingBox<float, 3>& box() const { return mBox; }
 
     // The stores' coordinates of a point of the scene, in double precision.
-    Eigen::Vector3d storeCoordinates(const Math::Point<float, 3>& point) const;
+    Eigen::Vector3d storeCoordinates(const Math::Point<float, 3>& point) const { return mSite.storeCoordinates(point); }
 
     // Places the camera for the view and loads every cloud for it (a progress bar on stderr).
     void look(ViewKind view);
 
     // Sets the colouring (walking again when the mesh-distance mode starts) and renders.
-    void color(ColoringKind coloring);
+    void color(Render::Coloring coloring);
 
 private:
     // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
@@ -46,8 +47,7 @@ private:
 
     const RenderOptions& mOptions;
     Render::Renderer mRenderer;
-    std::vector<std::shared_ptr<Render::PointCloudRenderable>> mClouds;
-    Eigen::Vector3d mOrigin = Eigen::Vector3d::Zero();
+    Render::SiteGroup mSite;
     Math::NBoundingBox<float, 3> mBox;
     Math::Point<float, 3> mPanoCentre{0.0f, 0.0f, 0.0f};
 };

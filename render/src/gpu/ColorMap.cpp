@@ -1,6 +1,38 @@
 #include <lumaro/render/gpu/ColorMap.h>
 
+#include <array>
+
 namespace Render {
+
+namespace {
+
+constexpr std::array<Named<ColorMap>, 13> colorMaps{{
+    {"turbo", ColorMap::Turbo},
+    {"inferno", ColorMap::Inferno},
+    {"magma", ColorMap::Magma},
+    {"viridis", ColorMap::Viridis},
+    {"plasma", ColorMap::Plasma},
+    {"gray", ColorMap::Gray},
+    {"bone", ColorMap::Bone},
+    {"red-white-blue", ColorMap::RedWhiteBlue},
+    {"level-of-accuracy", ColorMap::LevelOfAccuracy},
+    {"pass-fail", ColorMap::PassFail},
+    {"traffic-light", ColorMap::TrafficLight},
+    {"cool-warm", ColorMap::CoolWarm},
+    {"level-of-accuracy-imperial", ColorMap::LevelOfAccuracyImperial},
+}};
+
+} // namespace
+
+std::span<const Named<ColorMap>> colorMapNames() { return colorMaps; }
+
+ColorMap colorMapNamed(std::string_view name) { return valueNamed(colorMapNames(), name, "colour map"); }
+
+std::string_view nameOf(ColorMap colorMap)
+{
+    const std::string_view name = nameIn(colorMapNames(), colorMap);
+    return name.empty() ? colorMaps.front().name : name;
+}
 
 Math::Spectrum::SpectrumNames spectrumName(const ColorMap& colorMap)
 {

@@ -42,7 +42,15 @@ void GroupRenderable::add(std::shared_ptr<Renderable> child)
     child->setParent(shared_from_this());
     if (!isInitialized())
         return;
-    child->init(mRendererId, mCamera, mDevice, mContext);
+    try {
+        child->init(mRendererId, mCamera, mDevice, mContext);
+    } catch (...) {
+        // A child that cannot start (a mesh file that cannot be read) is not kept: the group
+        // would draw it uninitialised.
+        mChildren.pop_back();
+        child->setParent({});
+        throw;
+    }
     child->onUpdateRenderMode(mRenderMode);
     child->onUpdateMeshForDistanceColorization(mMesh);
     child->onUpdateColorMap(mColorMap);

@@ -176,4 +176,21 @@ TEST_F(MeshPicture, DistanceToAMeshOnAPlaneColoursAsTheDistanceToThePlane)
     EXPECT_EQ(cloud->numVisiblePoints(), 974u) << "of " << allPoints << ": nodes beyond the range were loaded";
 }
 
+TEST_F(MeshPicture, AMeshThatCannotBeReadIsNotKeptInItsGroup)
+{
+    const auto group = Render::GroupRenderable::create("group");
+    renderer.setScene(group);
+    const auto missing = MeshRenderable::create(folder.path() / "missing.obj", 1.0, "missing");
+    EXPECT_ANY_THROW(group->add(missing));
+    EXPECT_TRUE(group->empty());
+    EXPECT_EQ(missing->parent(), nullptr);
+    // The group draws on without it.
+    group->add(MeshRenderable::create(folder.write("mesh.obj", "v 2 2 1\nv 6 2 1\nv 2 6 1\nf 1 2 3\n"), 1.0, "mesh"));
+    EXPECT_EQ(group->size(), 1u);
+    renderer.setCameraPose(eye, P(eye.x(), eye.y(), 0.0f), Eigen::Vector3f::UnitY());
+    renderer.setOrthographic(16.0f, 12.0f, 1.0f, 200.0f);
+    picture();
+    EXPECT_NE(image.at(10, 38), Math::Color(0, 0, 0, 255)) << "the triangle's pixel (2.75, 2.5)";
+}
+
 } // namespace

@@ -102,8 +102,8 @@ public:
 
     // The intensity that stands for full brightness when intensities are shown as grey levels:
     // most scanners use only a small part of the 16-bit range. Decided once per store, from the
-    // first node with points in breadth-first order (the root, as a rule, which samples the whole
-    // cloud): the 99th percentile of its intensities, at least 1. A store without intensities
+    // first node with points in breadth-first order that can be read (the root, as a rule, which
+    // samples the whole cloud): the 99th percentile of its intensities, at least 1. A store without intensities
     // gives 65535. std::nullopt when `stop` ended the reading; read failures throw.
     std::optional<std::uint16_t> fullIntensity(std::stop_token stop) const;
 
@@ -130,14 +130,16 @@ protected:
     // The mapping modelPointData applies, for decoders that write model data directly.
     ModelTransform modelTransform(const std::array<double, 3>& scale, const std::array<double, 3>& offset) const;
 
-    // The first node with points in breadth-first order (the root, as a rule, which samples the
-    // whole cloud); std::nullopt for a store without points. Read failures throw; a stop throws
-    // OperationCancelled.
-    std::optional<OctreeNodeId> firstNodeWithPoints(std::stop_token stop = {}) const;
+    // Calls `sample` with the nodes with points in breadth-first order (the root, as a rule, which
+    // samples the whole cloud) until one call returns without throwing, trying at most eight: a
+    // damaged root leaves a store-wide decision to the next node instead of making every node
+    // unreadable. False for a store without points. When no node could be sampled, the first
+    // node's error is thrown; OperationCancelled (a stop) passes through at once.
+    bool sampleNodes(const std::function<void(OctreeNodeId)>& sample, std::stop_token stop = {}) const;
 
     // Whether the store's colours use the 16-bit range, so that they become 8-bit by dividing by
-    // 256. Decided once for the whole store from the stored colours of firstNodeWithPoints(),
-    // which `colorsOf` decodes: one decision keeps neighbouring nodes equally bright. A store
+    // 256. Decided once for the whole store from the stored colours of the node sampleNodes()
+    // samples, which `colorsOf` decodes: one decision keeps neighbouring nodes equally bright. A store
     // without colours decides false without reading. std::nullopt when `colorsOf` or the search
     // for the node was stopped (OperationCancelled); read failures throw.
     using StoredColors = std::vector<std::array<std::uint16_t, 3>>;

@@ -2,8 +2,11 @@
 
 #include <lumaro/math/Spectrum.h>
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/Named.h>
 
 #include <cstdint>
+#include <span>
+#include <string_view>
 
 namespace Render {
 
@@ -29,5 +32,14 @@ enum class ColorMap : std::int32_t {
 // The math library's spectrum for the same map (its enumeration is ordered differently); values
 // outside the enumeration give Turbo's, as the shader does.
 LUMARO_RENDER_API Math::Spectrum::SpectrumNames spectrumName(const ColorMap& colorMap);
+
+/// Every colour map by its name, in the order of the enumeration: turbo, inferno, magma, viridis,
+/// plasma, gray, bone, red-white-blue, level-of-accuracy, pass-fail, traffic-light, cool-warm,
+/// level-of-accuracy-imperial.
+LUMARO_RENDER_API std::span<const Named<ColorMap>> colorMapNames();
+/// The colour map of that name. Throws std::invalid_argument naming the known ones.
+LUMARO_RENDER_API ColorMap colorMapNamed(std::string_view name);
+/// The name of a colour map ("turbo" for a number outside the enumeration, as the shader draws it).
+LUMARO_RENDER_API std::string_view nameOf(ColorMap colorMap);
 
 } // namespace Render

@@ -33,7 +33,8 @@ public:
     // Appends the child and makes this group its parent. When the group is initialised, the child
     // is initialised at once and given render mode, distance mesh, colour map, signed-distance
     // flag, colour-map range and distance plane (the other settings reach it with their next
-    // change). Throws std::bad_weak_ptr when the group is not held by a shared pointer.
+    // change). When the child's initialisation throws, the child is not added and the exception
+    // propagates. Throws std::bad_weak_ptr when the group is not held by a shared pointer.
     void add(std::shared_ptr<Renderable> child);
     // Renames the child, then adds it.
     void add(const std::string& name, std::shared_ptr<Renderable> child);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lumaro/render/core/ClippingPlanes.h>
+
 #include "gpu/StoreMatrix.h"
 
 #include <Eigen/Core>
@@ -21,7 +23,7 @@ struct PointCloudFrameConstants {
     float modelViewProj[16];
     float invModelViewProj[16];
     float invViewProj[16];
-    float clippingPlanes[8][4]; // model coordinates; unused planes are zero and keep every point
+    float clippingPlanes[maxClippingPlanes][4]; // model coordinates; unused planes are zero and keep every point
     float uniformColor[4];
     float tomographicColor[4];
     float distancePlane[4]; // world coordinates

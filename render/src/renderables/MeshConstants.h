@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lumaro/render/core/ClippingPlanes.h>
+
 #include <cstddef>
 
 namespace Render {
@@ -9,7 +11,7 @@ namespace Render {
 struct MeshConstants {
     float modelMatrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     float viewProjectionMatrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    float clippingPlanes[8][4] = {}; // world coordinates; a zero plane keeps every pixel
+    float clippingPlanes[maxClippingPlanes][4] = {}; // world coordinates; a zero plane keeps every pixel
     float unitScale = 1.0f;
     float cameraPosition[3] = {};
     float lightPos[3] = {0.0f, 0.0f, 20.0f}; // carried, not used by the shading

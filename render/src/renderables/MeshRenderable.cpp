@@ -1,5 +1,7 @@
 #include <lumaro/render/renderables/MeshRenderable.h>
 
+#include <lumaro/render/core/ClippingPlanes.h>
+
 #include "MeshConstants.h"
 #include "MeshDrawer.h"
 #include "gpu/StoreMatrix.h"
@@ -112,9 +114,7 @@ Math::NBoundingBox<float, 3> MeshRenderable::boundingBox()
 
 void MeshRenderable::setClippingVolume(const Math::ConvexPolytope<float, 3>& volume)
 {
-    if (volume.size() > static_cast<std::size_t>(CLIPPING_PLANES_MAX_COUNT))
-        throw std::runtime_error("Error: volume contains too many clipping planes, plane count = "
-                                 + std::to_string(volume.size()));
+    requireClippingPlaneCount(volume.size());
     if (volume == mClippingVolume)
         return;
     mClippingVolume = volume;
@@ -142,7 +142,7 @@ void MeshRenderable::storeClippingPlanes()
 {
     MeshConstants& constants = modifyConstants();
     const std::vector<Math::HalfSpace<float, 3>>& planes = mClippingVolume.halfSpaces();
-    for (std::size_t i = 0; i < static_cast<std::size_t>(CLIPPING_PLANES_MAX_COUNT); ++i) {
+    for (std::size_t i = 0; i < maxClippingPlanes; ++i) {
         const Eigen::Vector4f coefficients = i < planes.size() ? planes[i].plane().coefficients() : Eigen::Vector4f::Zero();
         std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
     }

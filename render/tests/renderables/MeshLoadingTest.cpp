@@ -37,11 +37,6 @@ std::vector<MeshLoader::Part> readParts(const std::filesystem::path& path)
     return parts;
 }
 
-Vertex at(float x, float y, float z)
-{
-    return Vertex(x, y, z, 0, 0, 1, 0, 0, 0xFFFFFFFFu);
-}
-
 TEST(ObjMeshLoader, TriangulatesAndTakesNormalsTextureCoordinatesAndWrappedColours)
 {
     const TestSupport::TemporaryFolder folder;

@@ -237,6 +237,8 @@ private:
     // the shared mesh-distance cache; false when `stop` ended the work.
     bool updateMeshDistances(VertexContainer& vertices, Octree::OctreeNodeId node, std::stop_token stop);
 
+    // The shared caches of the store at its current unit scale.
+    void attachCaches();
     void restartLoading();
     void publish(const std::function<void()>& onProgress);
     NodeRating currentRating() const;
@@ -249,6 +251,10 @@ private:
     // Stores a setting of the frame constants and marks them for upload when it changed.
     template <typename T>
     bool changeConstant(T& stored, const T& value);
+    // Changes what the walks rate nodes by: `change` alters the rating under the lock and says
+    // whether anything changed; if so, the constants are marked and loading starts again.
+    template <typename Change>
+    void changeRating(Change&& change);
     PointCloudFrameConstants frameConstants() const;
 
     std::shared_ptr<Octree::Octree> mOctree;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/ClippingPlanes.h>
 #include <lumaro/render/core/Renderable.h>
 #include <lumaro/render/renderables/MeshLoader.h>
 
@@ -28,7 +29,7 @@ class LUMARO_RENDER_API MeshRenderable : public Renderable, public std::enable_s
     };
 
 public:
-    static constexpr int CLIPPING_PLANES_MAX_COUNT = 8;
+    static constexpr int CLIPPING_PLANES_MAX_COUNT = static_cast<int>(maxClippingPlanes);
 
     // A mesh read from the Wavefront OBJ file at `path` when it is initialised.
     static std::shared_ptr<MeshRenderable> create(const std::filesystem::path& path, double unitScale,

@@ -1,0 +1,155 @@
+#include "NodeWalk.h"
+
+#include <lumaro/render/pointcloud/NodePrioritizer.h>
+
+#include <lumaro/octree/OperationCancelled.h>
+
+#include <algorithm>
+
+namespace Render {
+
+namespace {
+
+// Node requests a walk keeps in flight for a store on a web server.
+constexpr std::size_t remoteNodesInFlight = 8;
+
+template <typename Pending>
+bool lessImportant(const Pending& a, const Pending& b)
+{
+    return a.priority < b.priority;
+}
+
+} // namespace
+
+NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel,
+                   std::stop_token stop)
+    : m_cloud(cloud),
+      m_prioritizer(prioritizer),
+      m_rating(std::move(rating)),
+      m_maxLevel(maxLevel),
+      m_stop(std::move(stop)),
+      m_heap{{Octree::OctreeNodeId::root(), NodePriority::keep()}}
+{
+    // A store far away is read several nodes at once: the best pending ones are fetched ahead.
+    if (m_cloud.octree.location().isUrl())
+        m_prefetcher.emplace(m_cloud.source, remoteNodesInFlight, m_stop);
+}
+
+bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish)
+{
+    auto lastPublication = std::chrono::steady_clock::now();
+    bool changed = changedBefore;
+    while (!m_heap.empty()) {
+        if (changed && std::chrono::steady_clock::now() - lastPublication > interval) {
+            publish();
+            lastPublication = std::chrono::steady_clock::now();
+            changed = false;
+        }
+        const Pending next = takeBest();
+        const bool descend = visit(next, changed);
+        if (m_stop.stop_requested())
+            return false;
+        if (descend && next.node.level() < m_maxLevel)
+            addChildren(next);
+        if (m_stop.stop_requested())
+            return false;
+    }
+    if (changed)
+        publish();
+    if (m_firstError)
+        std::rethrow_exception(m_firstError);
+    return true;
+}
+
+NodeWalk::Pending NodeWalk::takeBest()
+{
+    std::pop_heap(m_heap.begin(), m_heap.end(), lessImportant<Pending>);
+    const Pending best = m_heap.back();
+    m_heap.pop_back();
+    return best;
+}
+
+bool NodeWalk::visit(const Pending& next, bool& changed)
+{
+    try {
+        const std::size_t points = m_cloud.octree.pointCount(next.node);
+        prefetchBest(next, points);
+        if (m_prefetcher)
+            m_prefetcher->await(next.node);
+        // Nothing to draw here, but the children may hold points (stores have such nodes).
+        if (points == 0)
+            return true;
+        // The budget cannot take it even in place of every node that matters less: it is not
+        // read, and, as below a node the budget refuses, the walk ends here.
+        if (!m_prioritizer.couldAdmit(next.priority, points))
+            return false;
+        const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
+            {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, m_cloud.source, m_stop);
+        changed = changed || offered.changed;
+        return offered.resident || offered.empty;
+    } catch (const Octree::OperationCancelled&) {
+        return false;
+    } catch (...) {
+        if (m_stop.stop_requested())
+            return false;
+        remember();
+        return true; // its children may be intact
+    }
+}
+
+void NodeWalk::addChildren(const Pending& parent)
+{
+    const std::size_t level = parent.node.level() + 1;
+    try {
+        for (const Octree::OctreeNodeId child : m_cloud.octree.children(parent.node, m_stop)) {
+            if (m_cloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
+                continue;
+            const NodePriority priority = m_rating.rate(level, m_cloud.octree.boundingCube(child));
+            if (priority > NodePriority::discard()) {
+                m_heap.push_back({child, priority});
+                std::push_heap(m_heap.begin(), m_heap.end(), lessImportant<Pending>);
+            }
+        }
+    } catch (const Octree::OperationCancelled&) {
+    } catch (...) {
+        if (!m_stop.stop_requested())
+            remember();
+    }
+}
+
+void NodeWalk::prefetchBest(const Pending& next, std::size_t nextPoints)
+{
+    if (!m_prefetcher)
+        return;
+    // Only nodes that the budget can still take are fetched ahead: `next`, the node being
+    // offered now, and those requested before it take their share of the budget first.
+    std::size_t ahead = m_prefetcher->promisedPoints() + (m_prefetcher->wasRequested(next.node) ? 0 : nextPoints);
+    while (m_prefetcher->hasRoom()) {
+        const Pending* best = nullptr;
+        for (const Pending& pending : m_heap)
+            if (!m_prefetcher->wasRequested(pending.node) && (!best || lessImportant(*best, pending)))
+                best = &pending;
+        if (!best)
+            return;
+        std::size_t points = 0;
+        try {
+            points = m_cloud.octree.pointCount(best->node);
+        } catch (...) {
+            // The walk reaches the node itself and reports what is wrong with it.
+            m_prefetcher->request(best->node, 0);
+            continue;
+        }
+        if (points > 0 && !m_prioritizer.couldAdmit(best->priority, ahead + points))
+            return;
+        m_prefetcher->request(best->node, points);
+        ahead += points;
+    }
+}
+
+void NodeWalk::remember()
+{
+    if (!m_firstError)
+        m_firstError = std::current_exception();
+}
+
+} // namespace Render

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <lumaro/render/pointcloud/NodePriority.h>
+
+#include <lumaro/octree/Octree.h>
+#include <lumaro/octree/OctreeNodeId.h>
+
+#include "NodePrefetcher.h"
+#include "NodeRating.h"
+
+#include <chrono>
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+namespace Render {
+
+class NodePrioritizer;
+class NodeVertexSource;
+
+// One walk over a point cloud's octree, best first: the most important pending node is offered to
+// the prioritizer next, and its children join the pending nodes when it became resident (or holds
+// no points itself). Nodes the budget cannot take are not read. A store on a web server is read
+// several nodes ahead (NodePrefetcher). A damaged node or hierarchy chunk costs only that part:
+// the walk goes on, and the first error is thrown when it is done. A stop ends the walk quietly.
+class NodeWalk {
+public:
+    struct Cloud {
+        const Octree::Octree& octree;
+        NodeVertexSource& source;
+        std::size_t instance; // the cloud's id in the prioritizer
+    };
+
+    NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel, std::stop_token stop);
+
+    // Walks until no node is pending. `publish` is called whenever the resident set changed and
+    // `interval` has passed since the last publication (and at the end, when anything changed):
+    // `changedBefore` says that it changed before the walk started. Returns false when a stop
+    // ended the walk (nothing is published at the end then).
+    bool run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish);
+
+private:
+    struct Pending {
+        Octree::OctreeNodeId node;
+        NodePriority priority;
+    };
+
+    // The pending node that matters most, taken off the heap.
+    Pending takeBest();
+    // Offers the node; whether the walk goes on below it. Remembers what goes wrong.
+    bool visit(const Pending& next, bool& changed);
+    // Adds the node's children that are worth loading to the pending nodes.
+    void addChildren(const Pending& parent);
+    // Starts loading the best pending nodes that the budget can still take.
+    void prefetchBest(const Pending& next, std::size_t nextPoints);
+    void remember();
+
+    Cloud m_cloud;
+    NodePrioritizer& m_prioritizer;
+    NodeRating m_rating;
+    std::size_t m_maxLevel;
+    std::stop_token m_stop;
+    // A max-heap in a vector, so that the prefetcher can look beyond its top.
+    std::vector<Pending> m_heap;
+    std::optional<NodePrefetcher> m_prefetcher;
+    std::exception_ptr m_firstError;
+};
+
+} // namespace Render

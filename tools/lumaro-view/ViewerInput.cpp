@@ -1,0 +1,126 @@
+#include "ViewerInput.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Tool {
+
+namespace {
+
+using Kind = ViewerAction::Kind;
+
+constexpr std::array<std::pair<char, Render::Coloring>, 6> coloringKeys{{
+    {'1', Render::Coloring::Rgb},
+    {'2', Render::Coloring::Intensity},
+    {'3', Render::Coloring::Elevation},
+    {'4', Render::Coloring::Normal},
+    {'5', Render::Coloring::Uniform},
+    {'6', Render::Coloring::Tomographic},
+}};
+
+constexpr std::size_t smallestBudget = 1000;
+// A wheel notch moves a fifth of the way to the point under the cursor.
+constexpr float zoomPerNotch = 0.2f;
+
+ViewerAction action(Kind kind)
+{
+    ViewerAction result;
+    result.kind = kind;
+    return result;
+}
+
+// The colour map after `map`, from the last back to the first.
+Render::ColorMap nextColorMap(Render::ColorMap map)
+{
+    const auto maps = Render::colorMapNames();
+    const auto current = std::find_if(maps.begin(), maps.end(), [&](const auto& named) { return named.value == map; });
+    return current == maps.end() || current + 1 == maps.end() ? maps.front().value : (current + 1)->value;
+}
+
+} // namespace
+
+ViewerInput::ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget)
+    : m_coloring(coloring), m_colorMap(colorMap), m_budget(budget)
+{
+}
+
+ViewerAction ViewerInput::press(int x, int y, Button button, Modifiers modifiers, const PointUnder& pointUnder)
+{
+    m_lastX = x;
+    m_lastY = y;
+    if (button == Button::Left && (modifiers.control || modifiers.shift)) {
+        ViewerAction pick = action(modifiers.shift ? Kind::PickWithPlane : Kind::Pick);
+        pick.x = x;
+        pick.y = y;
+        return pick;
+    }
+    m_drag = button == Button::Left ? Drag::Orbit : Drag::Pan;
+    if (m_drag == Drag::Orbit)
+        if (const std::optional<Math::Point<float, 3>> point = pointUnder(x, y))
+            m_navigator.setPivot(*point);
+    return {};
+}
+
+ViewerAction ViewerInput::move(int x, int y, float windowHeight)
+{
+    const auto dx = static_cast<float>(x - m_lastX);
+    const auto dy = static_cast<float>(y - m_lastY);
+    m_lastX = x;
+    m_lastY = y;
+    if (m_drag == Drag::Orbit)
+        m_navigator.orbit(dx, dy, windowHeight);
+    else if (m_drag == Drag::Pan)
+        m_navigator.pan(dx, dy, windowHeight);
+    else
+        return {};
+    return action(Kind::MoveCamera);
+}
+
+void ViewerInput::release()
+{
+    m_drag = Drag::None;
+}
+
+ViewerAction ViewerInput::wheel(int x, int y, float notches, const PointUnder& pointUnder)
+{
+    m_navigator.zoomToward(pointUnder(x, y).value_or(m_navigator.pivot()), zoomPerNotch * notches);
+    return action(Kind::MoveCamera);
+}
+
+ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundingBox<float, 3>& scene)
+{
+    if (key == 'F') {
+        m_navigator.frame(scene);
+        return action(Kind::MoveCamera);
+    }
+    if (key == 'C') {
+        m_colorMap = nextColorMap(m_colorMap);
+        ViewerAction change = action(Kind::ChangeColorMap);
+        change.colorMap = m_colorMap;
+        return change;
+    }
+    if (key == '+' || key == '-') {
+        const bool more = key == '+';
+        if (modifiers.shift) {
+            m_budget = more ? m_budget * 2 : std::max(m_budget / 2, smallestBudget);
+            ViewerAction change = action(Kind::ChangeBudget);
+            change.budget = m_budget;
+            return change;
+        }
+        ViewerAction change = action(Kind::ChangePointSize);
+        change.pointSizeStep = more ? 1.0f : -1.0f;
+        return change;
+    }
+    for (const auto& [pressed, coloring] : coloringKeys) {
+        if (pressed == key) {
+            m_coloring = coloring;
+            ViewerAction change = action(Kind::Recolor);
+            change.coloring = coloring;
+            return change;
+        }
+    }
+    return {};
+}
+
+} // namespace Tool

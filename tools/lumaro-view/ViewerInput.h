@@ -1,0 +1,82 @@
+#pragma once
+
+#include "OrbitNavigator.h"
+
+#include <lumaro/math/NBoundingBox.h>
+#include <lumaro/math/Point.h>
+#include <lumaro/render/core/Coloring.h>
+#include <lumaro/render/gpu/ColorMap.h>
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+namespace Tool {
+
+// What an input asks the viewer to do. The camera moves in the navigator itself; the other
+// actions are the window's to carry out on the scene.
+struct ViewerAction {
+    enum class Kind {
+        Nothing,
+        MoveCamera,      // the navigator moved: show its eye and pivot
+        Pick,            // report the point under (x, y)
+        PickWithPlane,   // ... and the plane fitted around it
+        Recolor,         // show `coloring`
+        ChangeColorMap,  // show `colorMap`
+        ChangeBudget,    // load within `budget` points
+        ChangePointSize, // make the points `pointSizeStep` pixels larger (or smaller)
+    };
+    Kind kind = Kind::Nothing;
+    int x = 0;
+    int y = 0;
+    Render::Coloring coloring = Render::Coloring::Rgb;
+    Render::ColorMap colorMap = Render::ColorMap::Turbo;
+    std::size_t budget = 0;
+    float pointSizeStep = 0.0f;
+};
+
+// The input of an interactive viewer, without a window: mouse buttons and drags, the wheel and
+// keys become camera moves of an OrbitNavigator and actions for the window. Left drag orbits
+// around the point under the cursor, right or middle drag pans, the wheel zooms toward the point
+// under the cursor; Ctrl+click picks, Shift+click picks with a plane. Keys: 1-6 colourings (rgb,
+// intensity, elevation, normal, uniform, tomographic), C the next colour map, F frames the scene,
+// + and - the point size, with Shift the budget (doubled or halved, at least 1000 points).
+class ViewerInput {
+public:
+    enum class Button { Left, Right, Middle };
+    struct Modifiers {
+        bool control = false;
+        bool shift = false;
+    };
+    // The drawn point under a pixel, in scene coordinates, if there is one.
+    using PointUnder = std::function<std::optional<Math::Point<float, 3>>(int x, int y)>;
+
+    ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget);
+
+    OrbitNavigator& navigator() { return m_navigator; }
+    const OrbitNavigator& navigator() const { return m_navigator; }
+    Render::Coloring coloring() const { return m_coloring; }
+    Render::ColorMap colorMap() const { return m_colorMap; }
+    std::size_t budget() const { return m_budget; }
+
+    ViewerAction press(int x, int y, Button button, Modifiers modifiers, const PointUnder& pointUnder);
+    ViewerAction move(int x, int y, float windowHeight);
+    void release();
+    // `notches` of the wheel: positive away from the user, toward the scene.
+    ViewerAction wheel(int x, int y, float notches, const PointUnder& pointUnder);
+    // `key` is an upper-case letter, a digit, '+' or '-'. `scene` is the box F frames.
+    ViewerAction key(char key, Modifiers modifiers, const Math::NBoundingBox<float, 3>& scene);
+
+private:
+    enum class Drag { None, Orbit, Pan };
+
+    OrbitNavigator m_navigator;
+    Render::Coloring m_coloring;
+    Render::ColorMap m_colorMap;
+    std::size_t m_budget;
+    Drag m_drag = Drag::None;
+    int m_lastX = 0;
+    int m_lastY = 0;
+};
+
+} // namespace Tool

@@ -288,7 +288,7 @@ private:
             for (std::size_t i = 0; i < read; ++i, ++index) {
                 const char* record = block.data() + i * length;
                 std::uint64_t code = 0;
-                if (!m_coder.code(record, code)) {
+                if (!input.holds(record) || !m_coder.code(record, code)) {
                     throw std::runtime_error(input.name + ": point " + std::to_string(index)
                                              + " lies outside the bounds its header gives; the header or the point is corrupt");
                 }

@@ -46,6 +46,24 @@ std::string extendedWkt(const InputFile& input)
     return {};
 }
 
+// LASzip trusts the chunk table's offset; a truncated file must not reach it.
+void checkChunkTable(const InputFile& input)
+{
+    const std::uint64_t start = input.header.pointDataOffset;
+    if (start + 8 > input.size) {
+        throw std::runtime_error(input.name + ": the file ends where its compressed points should start; it is truncated");
+    }
+    std::int64_t table = 0;
+    std::memcpy(&table, Core::readLocalFileRange(input.path, start, 8).data(), 8);
+    if (table == -1 && input.size >= start + 16) {
+        std::memcpy(&table, Core::readLocalFileRange(input.path, input.size - 8, 8).data(), 8);
+    }
+    if (table < static_cast<std::int64_t>(start + 8) || static_cast<std::uint64_t>(table) + 8 > input.size) {
+        throw std::runtime_error(input.name + ": its LAZ chunk table is said to lie at byte " + std::to_string(table)
+                                 + ", outside the file of " + std::to_string(input.size) + " bytes; it is truncated or corrupt");
+    }
+}
+
 InputFile openInput(const std::filesystem::path& path)
 {
     InputFile input;
@@ -67,6 +85,9 @@ InputFile openInput(const std::filesystem::path& path)
                                  + " bytes; it is not a LAS file we can read");
     }
     input.header = LasHeader::parse(Core::readLocalFileRange(path, 0, needed), input.size, input.name);
+    if (input.header.compressed) {
+        checkChunkTable(input);
+    }
     if (input.header.wkt.empty() && input.header.extendedRecordCount > 0) {
         input.header.wkt = extendedWkt(input);
     }
@@ -115,6 +136,11 @@ void chooseGrid(InputSet& set)
             if (input.header.pointCount == 0) {
                 continue;
             }
+            // The header's bounds on the output grid, a step wider for rounding.
+            input.lowest[axis] = static_cast<std::int64_t>(
+                std::floor((input.header.minimum[axis] - set.offset[axis]) / set.scale[axis])) - 1;
+            input.highest[axis] = static_cast<std::int64_t>(
+                std::ceil((input.header.maximum[axis] - set.offset[axis]) / set.scale[axis])) + 1;
             for (const double bound : {input.header.minimum[axis], input.header.maximum[axis]}) {
                 const double stored = (bound - set.offset[axis]) / set.scale[axis];
                 if (std::abs(stored) > std::numeric_limits<std::int32_t>::max() - 2.0) {

@@ -19,6 +19,20 @@ struct InputFile {
     std::uint64_t size = 0;
     LasHeader header;
     RecordConverter::GridChange grid;
+    // The bounds its header gives, on the output's grid.
+    std::array<std::int64_t, 3> lowest{};
+    std::array<std::int64_t, 3> highest{};
+
+    bool holds(const char* record) const
+    {
+        for (int axis = 0; axis < 3; ++axis) {
+            const std::int64_t value = loadField<std::int32_t>(record, 4 * axis);
+            if (value < lowest[axis] || value > highest[axis]) {
+                return false;
+            }
+        }
+        return true;
+    }
 };
 
 // The octree's cube: a corner and one edge for all three axes, in real coordinates.

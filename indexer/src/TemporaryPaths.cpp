@@ -62,6 +62,14 @@ void PartialFile::commit()
 {
     std::error_code error;
     std::filesystem::rename(m_path, m_target, error);
+    if (error && std::filesystem::exists(m_target)) {
+        // Windows' rename may refuse to replace a file: the old output goes only now, when the
+        // new one is complete.
+        std::filesystem::remove(m_target, error);
+        if (!error) {
+            std::filesystem::rename(m_path, m_target, error);
+        }
+    }
     if (error) {
         throw std::runtime_error("cannot rename " + m_path.string() + " to " + m_target.string() + ": " + error.message());
     }

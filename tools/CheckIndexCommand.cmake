@@ -52,7 +52,7 @@ expect_nothing_left("${OUTPUT}")
 
 # Two tiles of one site into one file, with small nodes (deep trees) and a small memory limit.
 run_lumaro(status out err index "${las}/1.2-with-color.las" "${las}/autzen_trim.las" --output "${OUTPUT}/tiles.copc.laz"
-           --threads 2 --memory-limit 64 --temp "${OUTPUT}/temp" --max-node-points 1000)
+           --threads 2 --memory-limit 64 --temp "${OUTPUT}/temp" --max-node-points 200)
 if(NOT status EQUAL 0 OR NOT err MATCHES "100% writing" OR NOT out MATCHES "111065 points")
     message(FATAL_ERROR "lumaro index failed (${status}):\n${out}\n${err}")
 endif()

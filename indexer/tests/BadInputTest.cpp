@@ -5,6 +5,7 @@
 #include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/indexer/Indexer.h>
 
+#include <lumaro/testsupport/SyntheticLas.h>
 #include <lumaro/testsupport/TemporaryFolder.h>
 #include <lumaro/testsupport/TestStores.h>
 
@@ -32,6 +33,8 @@ struct BadInput {
     const char* culprit; // file name the message names
     const char* problem; // words the message holds
 };
+
+void PrintTo(const BadInput& input, std::ostream* out) { *out << input.name; }
 
 std::vector<std::filesystem::path> one(const TestSupport::TemporaryFolder& folder, const std::string& name, const std::string& bytes)
 {
@@ -96,19 +99,19 @@ const BadInput BAD_INPUTS[] = {
      "cut.laz", "truncated"},
     {"ColourAndNoColour",
      [](const auto& folder) {
-         IndexTest::SyntheticLas plain;
+         TestSupport::SyntheticLas plain;
          plain.format = 1;
-         IndexTest::writeSyntheticLas(folder.path() / "plain.las", plain, 100);
+         TestSupport::writeSyntheticLas(folder.path() / "plain.las", plain, 100);
          return std::vector<std::filesystem::path>{folder.write("colored.las", lasBytes("1.2-with-color.las")),
                                                    folder.path() / "plain.las"};
      },
      "plain.las", "cannot share a point format"},
     {"ExtraBytesDiffer",
      [](const auto& folder) {
-         IndexTest::SyntheticLas spec;
-         IndexTest::writeSyntheticLas(folder.path() / "none.las", spec, 100);
+         TestSupport::SyntheticLas spec;
+         TestSupport::writeSyntheticLas(folder.path() / "none.las", spec, 100);
          spec.extraBytes = 2;
-         IndexTest::writeSyntheticLas(folder.path() / "two.las", spec, 100);
+         TestSupport::writeSyntheticLas(folder.path() / "two.las", spec, 100);
          return std::vector<std::filesystem::path>{folder.path() / "none.las", folder.path() / "two.las"};
      },
      "two.las", "has 2 extra bytes per point"},
@@ -116,10 +119,10 @@ const BadInput BAD_INPUTS[] = {
      "warsaw_small.las", "counts GPS time differently"},
     {"GridsThatCannotMeet",
      [](const auto& folder) {
-         IndexTest::SyntheticLas spec;
-         IndexTest::writeSyntheticLas(folder.path() / "centimetres.las", spec, 100);
+         TestSupport::SyntheticLas spec;
+         TestSupport::writeSyntheticLas(folder.path() / "centimetres.las", spec, 100);
          spec.scale = {0.003, 0.003, 0.003};
-         IndexTest::writeSyntheticLas(folder.path() / "odd.las", spec, 100);
+         TestSupport::writeSyntheticLas(folder.path() / "odd.las", spec, 100);
          return std::vector<std::filesystem::path>{folder.path() / "centimetres.las", folder.path() / "odd.las"};
      },
      "centimetres.las", "cannot share one coordinate grid"},

@@ -8,6 +8,7 @@
 #include <lumaro/octree/entwine/Key.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
+#include <lumaro/testsupport/SyntheticLas.h>
 #include <lumaro/testsupport/TemporaryFolder.h>
 #include <lumaro/testsupport/TestStores.h>
 
@@ -127,6 +128,8 @@ struct RealFile {
     unsigned format; // of the output
 };
 
+void PrintTo(const RealFile& file, std::ostream* out) { *out << file.name; }
+
 class IndexRealFile : public testing::TestWithParam<RealFile> {};
 
 TEST_P(IndexRealFile, HoldsEveryPointOnceInNodesOfBoundedSize)
@@ -171,12 +174,12 @@ INSTANTIATE_TEST_SUITE_P(TestData, IndexRealFile,
 TEST(Index, SeveralFilesBecomeOneCloudOnTheFinestGrid)
 {
     TestSupport::TemporaryFolder folder;
-    IndexTest::SyntheticLas coarse;
+    TestSupport::SyntheticLas coarse;
     coarse.format = 3;
     coarse.scale = {0.1, 0.1, 0.01};
     coarse.offset = {637000.5, 851000.25, 3.0};
     const auto tile = folder.path() / "coarse-tile.las";
-    IndexTest::writeSyntheticLas(tile, coarse, 4000);
+    TestSupport::writeSyntheticLas(tile, coarse, 4000);
     const auto output = folder.path() / "tiles.copc.laz";
     const std::vector<std::filesystem::path> inputs{las("1.2-with-color.las"), tile, las("autzen_trim.las")};
     Index::IndexOptions options;
@@ -200,20 +203,22 @@ struct Layout {
     unsigned outputFormat;
 };
 
+void PrintTo(const Layout& layout, std::ostream* out) { *out << "format " << layout.format << ", LAS 1." << layout.minor; }
+
 class IndexFormat : public testing::TestWithParam<Layout> {};
 
 TEST_P(IndexFormat, KeepsEveryFieldOfEveryPoint)
 {
     TestSupport::TemporaryFolder folder;
     const Layout layout = GetParam();
-    IndexTest::SyntheticLas spec;
+    TestSupport::SyntheticLas spec;
     spec.minor = layout.minor;
     spec.format = layout.format;
     spec.extraBytes = layout.extraBytes;
     spec.scale = {0.001, 0.002, 0.0005};
     spec.offset = {500000.5, 4000000.25, -12.0};
     const auto input = folder.path() / "in.las";
-    IndexTest::writeSyntheticLas(input, spec, 5000);
+    TestSupport::writeSyntheticLas(input, spec, 5000);
     std::vector<std::string> warnings;
     Index::IndexOptions options;
     options.maxNodePoints = 700;
@@ -294,12 +299,12 @@ TEST(Index, RootCoversTheFootprintOnePointPerCell)
 TEST(Index, StaysWithinASmallMemoryLimit)
 {
     TestSupport::TemporaryFolder folder;
-    IndexTest::SyntheticLas spec;
+    TestSupport::SyntheticLas spec;
     spec.minor = 4;
     spec.format = 6;
     const auto input = folder.path() / "large.las";
     constexpr std::size_t count = 1300000; // 39 MB of records, 30 bytes each
-    IndexTest::writeSyntheticLas(input, spec, count);
+    TestSupport::writeSyntheticLas(input, spec, count);
     ASSERT_GT(std::filesystem::file_size(input), std::uintmax_t{32} << 20);
     Index::IndexOptions options;
     options.memoryLimitMiB = 32;

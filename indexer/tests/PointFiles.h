@@ -58,16 +58,4 @@ struct CopcFacts {
 // Reads the whole COPC file as an ordinary LAZ file with LASzip, which needs the chunk table.
 CopcFacts readCopcWithLaszip(const std::filesystem::path& file);
 
-// A LAS file of points written by hand in `format` (0 to 10), LAS 1.`minor`.
-struct SyntheticLas {
-    unsigned minor = 2;
-    unsigned format = 3;
-    std::array<double, 3> scale{0.01, 0.01, 0.01};
-    std::array<double, 3> offset{};
-    std::size_t extraBytes = 0;
-};
-// Point i gets values derived from i (positions on a w x w ground grid with wavy heights,
-// returns, classes, flags, angles, times, colours) within what `format` holds.
-void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& spec, std::size_t count);
-
 } // namespace IndexTest

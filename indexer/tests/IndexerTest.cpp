@@ -2,6 +2,7 @@
 // and compared with the inputs read by hand.
 #include "PointFiles.h"
 
+#include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/indexer/Indexer.h>
 #include <lumaro/octree/OperationCancelled.h>
 #include <lumaro/octree/copc/CopcTree.h>
@@ -16,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <set>
 #include <tuple>
@@ -149,6 +151,7 @@ TEST_P(IndexRealFile, HoldsEveryPointOnceInNodesOfBoundedSize)
     const std::vector<Point> expected = expectedPoints({las(GetParam().name)}, facts.grid);
     ASSERT_EQ(sorted(facts.points), expected);
     expectHeaderDescribesPoints(facts);
+    EXPECT_EQ(IndexTest::wktOf(output), IndexTest::wktOf(las(GetParam().name)));
 
     const Walk walk = walkCopc(output);
     EXPECT_EQ(walk.points, decodedFields(expected));
@@ -241,6 +244,25 @@ INSTANTIATE_TEST_SUITE_P(Formats, IndexFormat,
                                          Layout{3, 4, 0, 6}, Layout{3, 5, 1, 7}, Layout{4, 6, 4, 6}, Layout{4, 7, 0, 7},
                                          Layout{4, 8, 5, 8}, Layout{4, 9, 0, 6}, Layout{4, 10, 2, 8}),
                          [](const auto& info) { return "format" + std::to_string(info.param.format); });
+
+// A coordinate system given only as GeoTIFF keys cannot be carried into LAS 1.4 point formats,
+// which take WKT: the user hears so.
+TEST(Index, WarnsThatGeoTiffKeysAreNotCarried)
+{
+    TestSupport::TemporaryFolder folder;
+    std::string bytes = Core::readLocalFile(las("test1_4.las"));
+    const std::uint16_t geoKeys = 34735; // the file's WKT record becomes a GeoTIFF key directory
+    std::memcpy(bytes.data() + 375 + 18, &geoKeys, 2);
+    const auto input = folder.write("geotiff.las", bytes);
+    std::vector<std::string> warnings;
+    Index::IndexOptions options;
+    options.warning = [&warnings](const std::string& text) { warnings.push_back(text); };
+    Index::indexToCopc({input}, folder.path() / "out.copc.laz", options);
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_NE(warnings.front().find("geotiff.las"), std::string::npos);
+    EXPECT_NE(warnings.front().find("GeoTIFF keys"), std::string::npos);
+    EXPECT_EQ(IndexTest::wktOf(folder.path() / "out.copc.laz"), "");
+}
 
 TEST(Index, ReadsItsOwnOutputAsLazInput)
 {

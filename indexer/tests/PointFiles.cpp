@@ -116,6 +116,22 @@ std::vector<Point> readLasPoints(const std::filesystem::path& file, const Grid& 
     return points;
 }
 
+std::string wktOf(const std::filesystem::path& file)
+{
+    const std::string bytes = Core::readLocalFile(file);
+    std::size_t record = at<std::uint16_t>(bytes, 94);
+    for (std::uint32_t r = 0; r < at<std::uint32_t>(bytes, 100); ++r) {
+        const std::string user(bytes.data() + record + 2, strnlen(bytes.data() + record + 2, 16));
+        const std::size_t length = at<std::uint16_t>(bytes, record + 20);
+        if (user == "LASF_Projection" && at<std::uint16_t>(bytes, record + 18) == 2112) {
+            const std::string text = bytes.substr(record + 54, length);
+            return text.substr(0, text.find('\0'));
+        }
+        record += 54 + length;
+    }
+    return {};
+}
+
 CopcFacts readCopcWithLaszip(const std::filesystem::path& file)
 {
     const std::string head = Core::readLocalFileRange(file, 0, 375 + 54 + 160);

@@ -43,6 +43,9 @@ struct Grid {
 std::vector<Point> readLasPoints(const std::filesystem::path& file, const Grid& grid);
 Grid lasGrid(const std::filesystem::path& file);
 
+// The coordinate system a LAS or COPC file gives as WKT in a variable-length record; empty when none.
+std::string wktOf(const std::filesystem::path& file);
+
 struct CopcFacts {
     Grid grid;
     unsigned format = 0;

@@ -197,8 +197,8 @@ TEST(Index, SeveralFilesBecomeOneCloudOnTheFinestGrid)
     EXPECT_EQ(walkCopc(output).points, decodedFields(facts.points));
 }
 
-// Every point format and LAS version, with extra bytes, through the record layouts of the LAS
-// specification: fields of old formats are widened as it says.
+// Every point format and LAS version, with extra bytes, through the LAS record layouts: fields of
+// old formats are widened as LAS 1.4 defines.
 struct Layout {
     unsigned minor;
     unsigned format;

@@ -1,7 +1,7 @@
 #pragma once
 
 // Independent readers for the indexer's tests: the source LAS files read by hand from the byte
-// layouts of the LAS specification, and the COPC output read back whole by LASzip.
+// layouts of the LAS format, and the COPC output read back whole by LASzip.
 #include <array>
 #include <compare>
 #include <cstdint>

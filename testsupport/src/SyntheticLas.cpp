@@ -17,7 +17,7 @@ void put(std::string& bytes, std::size_t offset, T value)
     std::memcpy(bytes.data() + offset, &value, sizeof(T));
 }
 
-// Bytes per record before extra bytes, from the tables of the LAS 1.4 specification.
+// Bytes per record before extra bytes, from the record tables of the LAS 1.4 format.
 constexpr std::array<std::size_t, 11> LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 
 bool hasGps(unsigned f) { return f != 0 && f != 2; }

@@ -14,11 +14,11 @@ endif()
 include(CMakePackageConfigHelpers)
 
 set(_package_dir "lib/cmake/LumaroRender")
-set(_support_libraries LumaroOctree LumaroGraphics LumaroMath LumaroCore)
+set(_support_libraries LumaroIndexer LumaroOctree LumaroGraphics LumaroMath LumaroCore)
 
 install(TARGETS LumaroRender RUNTIME DESTINATION bin LIBRARY DESTINATION lib ARCHIVE DESTINATION lib)
 install(TARGETS ${_support_libraries} ARCHIVE DESTINATION lib)
-foreach(library core math graphics octree render)
+foreach(library core math graphics octree indexer render)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/${library}/include/" DESTINATION include)
 endforeach()
 

@@ -101,6 +101,14 @@ buildroot_step_mingw_deps() {
     echo "$wanted" >"$root/.lumaro-mingw-deps"
 }
 
+# The host's certificate authorities, for tools in the root that reach package registries over
+# TLS (npm) on machines whose traffic passes a proxy with an authority of its own.
+buildroot_host_certificates() {
+    local bundle=/etc/ssl/certs/ca-certificates.crt
+    [ -f "$bundle" ] && [ -d "$root/etc/ssl/certs" ] || return 0
+    cmp -s "$bundle" "$root/etc/ssl/certs/host-ca-certificates.crt" || cp "$bundle" "$root/etc/ssl/certs/host-ca-certificates.crt"
+}
+
 buildroot_register() {
     local pid
     mkdir -p "$users_dir"
@@ -119,6 +127,7 @@ buildroot_ensure() {
         buildroot_mount_all
         buildroot_step_packages
         buildroot_step_mingw_deps
+        buildroot_host_certificates
     ) 9>"$lock_file"
 }
 

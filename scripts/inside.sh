@@ -88,7 +88,7 @@ test_all() {
     local logs="$repo/build/${LUMARO_BUILD_PREFIX}logs"
     mkdir -p "$logs"
     local native_status=0 tsan_status=0 mingw_status=0
-    local tsan_tests="Stress|PointCloudWalk|RestartOrNot|PointCloudSharing|BackgroundThread|TripleBuffer|Concurrent|PanoLoading"
+    local tsan_tests="Stress|PointCloudWalk|RestartOrNot|PointCloudSharing|BackgroundThread|TripleBuffer|Concurrent|PanoLoading|IndexRealFile|Index\\.Stops"
     local started=$SECONDS
 
     echo "=== native build (ASan + UBSan) ==="
@@ -101,9 +101,9 @@ test_all() {
         echo "native build failed" >"$logs/native.log"
     fi
 
-    # The loading threads again under ThreadSanitizer: the tests that run them.
+    # The loading threads and the indexer's workers again under ThreadSanitizer: the tests that run them.
     echo "=== ThreadSanitizer build and tests of the loading threads ==="
-    if configure_and_build native-tsan lumaro_render_tests lumaro_core_tests; then
+    if configure_and_build native-tsan lumaro_render_tests lumaro_core_tests lumaro_indexer_tests; then
         run_ctest native-tsan -j2 -R "$tsan_tests" 2>&1 | tee "$logs/tsan.log"
         tsan_status=${PIPESTATUS[0]}
     else

@@ -1,8 +1,6 @@
 #include <lumaro/testsupport/CopcFileWriter.h>
 
-// LASzip's header declares its stream functions with unqualified std names after a
-// using-directive, so it stays confined to this file.
-#include <laszip/laszip_api.h>
+#include <lumaro/indexer/LazChunkCompressor.h>
 
 #include <algorithm>
 #include <cstring>
@@ -47,14 +45,6 @@ void put(std::string& bytes, std::size_t at, T value)
     std::memcpy(bytes.data() + at, &value, sizeof(T));
 }
 
-template <typename T>
-T get(const std::string& bytes, std::size_t at)
-{
-    T value;
-    std::memcpy(&value, bytes.data() + at, sizeof(T));
-    return value;
-}
-
 std::string record(const char* user, std::uint16_t id, const std::string& data, bool extended)
 {
     std::string bytes(extended ? 60 : 54, '\0');
@@ -76,101 +66,46 @@ struct Compressed {
     std::string extraBytesRecord;
 };
 
-void check(laszip_POINTER writer, laszip_I32 status, const char* action)
+// The extra-bytes description of the three float normals.
+std::string normalsRecord()
 {
-    if (status != 0) {
-        laszip_CHAR* message = nullptr;
-        laszip_get_error(writer, &message);
-        throw std::runtime_error(std::string("LASzip cannot ") + action + ": " + (message ? message : "no details"));
+    std::string record;
+    for (const char* name : {"NormalX", "NormalY", "NormalZ"}) {
+        std::string entry(192, '\0');
+        entry[2] = 9; // float
+        std::memcpy(entry.data() + 4, name, std::strlen(name));
+        record += entry;
     }
+    return record;
 }
 
-// LASzip writes whole LAZ files; one with a chunk size of at least its point count holds exactly
-// one chunk, which is cut out of it together with the records a reader needs.
+// Each node's points as LAS 1.4 records of the layout, compressed into one chunk by the
+// indexer's compressor.
 Compressed compress(const std::vector<CopcPoint>& points, const CopcLayout& layout)
 {
-    laszip_POINTER writer = nullptr;
-    if (laszip_create(&writer) != 0) {
-        throw std::runtime_error("cannot create a LASzip writer");
-    }
-    std::ostringstream out(std::ios::binary);
-    try {
-        laszip_header* header = nullptr;
-        check(writer, laszip_get_header_pointer(writer, &header), "give the header");
-        header->version_major = 1;
-        header->version_minor = 4;
-        header->header_size = 375;
-        header->offset_to_point_data = 375;
-        header->point_data_format = static_cast<laszip_U8>(layout.pointFormat);
-        header->point_data_record_length =
-            static_cast<laszip_U16>(baseRecordLength(layout.pointFormat) + (layout.normals ? 12 : 0));
-        header->x_scale_factor = layout.scale[0];
-        header->y_scale_factor = layout.scale[1];
-        header->z_scale_factor = layout.scale[2];
-        header->x_offset = layout.offset[0];
-        header->y_offset = layout.offset[1];
-        header->z_offset = layout.offset[2];
-        header->extended_number_of_point_records = points.size();
+    const Index::LazChunkCompressor compressor(layout.pointFormat, layout.normals ? 12 : 0);
+    const std::size_t length = compressor.recordLength();
+    std::string records(points.size() * length, '\0');
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const CopcPoint& p = points[i];
+        char* record = records.data() + i * length;
+        std::memcpy(record, p.stored.data(), 12);
+        std::memcpy(record + 12, &p.intensity, 2);
+        record[14] = 0x11; // return 1 of 1
+        record[16] = static_cast<char>(p.classification);
+        std::memcpy(record + 20, &p.pointSource, 2);
+        if (layout.pointFormat >= 7) {
+            std::memcpy(record + 30, p.rgb.data(), 6);
+        }
+        if (layout.pointFormat == 8) {
+            std::memcpy(record + 36, &p.nir, 2);
+        }
         if (layout.normals) {
-            for (const char* name : {"NormalX", "NormalY", "NormalZ"}) {
-                check(writer, laszip_add_attribute(writer, 8 /* float */, name, "", 1.0, 0.0), "add an attribute");
-            }
+            std::memcpy(record + baseRecordLength(layout.pointFormat), p.normal.data(), 12);
         }
-        check(writer, laszip_request_native_extension(writer, 1), "use layered chunks");
-        check(writer, laszip_set_chunk_size(writer, static_cast<laszip_U32>(std::max<std::size_t>(points.size(), 1))),
-              "set the chunk size");
-        check(writer, laszip_open_writer_stream(writer, out, 1, 0), "open the stream");
-        laszip_point* point = nullptr;
-        check(writer, laszip_get_point_pointer(writer, &point), "give the point");
-        for (const CopcPoint& p : points) {
-            point->X = p.stored[0];
-            point->Y = p.stored[1];
-            point->Z = p.stored[2];
-            point->intensity = p.intensity;
-            point->extended_return_number = 1;
-            point->extended_number_of_returns = 1;
-            point->return_number = 1;
-            point->number_of_returns = 1;
-            point->extended_classification = p.classification;
-            point->classification = 0; // the extended field holds it
-            point->point_source_ID = p.pointSource;
-            point->rgb[0] = p.rgb[0];
-            point->rgb[1] = p.rgb[1];
-            point->rgb[2] = p.rgb[2];
-            point->rgb[3] = p.nir;
-            if (layout.normals) {
-                std::memcpy(point->extra_bytes, p.normal.data(), 12);
-            }
-            check(writer, laszip_write_point(writer), "write a point");
-        }
-        check(writer, laszip_close_writer(writer), "close the stream");
-    } catch (...) {
-        laszip_destroy(writer);
-        throw;
     }
-    laszip_destroy(writer);
-
-    const std::string laz = out.str();
-    Compressed result;
-    std::size_t at = get<std::uint16_t>(laz, 94);
-    for (std::uint32_t r = 0; r < get<std::uint32_t>(laz, 100); ++r) {
-        const std::string user(laz.data() + at + 2, strnlen(laz.data() + at + 2, 16));
-        const auto id = get<std::uint16_t>(laz, at + 18);
-        const std::string data = laz.substr(at + 54, get<std::uint16_t>(laz, at + 20));
-        if (user == "laszip encoded" && id == 22204) {
-            result.laszipRecord = data;
-        } else if (user == "LASF_Spec" && id == 4) {
-            result.extraBytesRecord = data;
-        }
-        at += 54 + data.size();
-    }
-    const std::uint32_t pointData = get<std::uint32_t>(laz, 96);
-    std::int64_t table = get<std::int64_t>(laz, pointData);
-    if (table == -1) {
-        table = get<std::int64_t>(laz, laz.size() - 8);
-    }
-    result.chunk = laz.substr(pointData + 8, static_cast<std::size_t>(table) - pointData - 8);
-    return result;
+    return Compressed{compressor.compress(records, points.size()), compressor.laszipRecord(),
+                      layout.normals ? normalsRecord() : std::string()};
 }
 
 struct Entry {

@@ -1,5 +1,6 @@
 // lumaro: the command-line front end of LumaroRender.
 #include "ErrorText.h"
+#include "IndexCommand.h"
 #include "PointWriter.h"
 #include "RenderCommand.h"
 #include "RenderOptions.h"
@@ -41,10 +42,12 @@ int main(int argc, char** argv)
     points->add_option("--max-level", maxLevel, "Deepest octree level to include (the root is level 0)");
 
     Tool::CommandLine commands(app);
+    Tool::IndexCommandLine index(app);
 
     try {
         app.parse(argc, argv);
         commands.finish();
+        index.finish();
     } catch (const CLI::CallForHelp& help) {
         return app.exit(help);
     } catch (const CLI::CallForAllHelp& help) {
@@ -54,6 +57,9 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    if (index.parsed()) {
+        return index.run();
+    }
     try {
         if (commands.render->parsed()) {
             Tool::renderStores(commands.renderOptions);

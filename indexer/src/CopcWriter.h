@@ -1,0 +1,64 @@
+#pragma once
+
+#include "ChunkTable.h"
+#include "InputSet.h"
+#include "PointStats.h"
+
+#include <lumaro/octree/OctreeNodeId.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Index {
+
+// Writes the COPC file: a header and records with placeholders first, then node chunks as they
+// are ready (from any thread, in any order), and at the end the LAZ chunk table, the hierarchy
+// pages in one extended record, and the header and COPC record with the final counts, bounds and
+// offsets.
+class CopcWriter {
+public:
+    CopcWriter(const std::filesystem::path& file, const InputSet& inputs, std::string laszipRecord);
+
+    void addNode(Octree::OctreeNodeId node, std::uint32_t pointCount, std::string_view chunk, const PointStats& stats);
+    // A node without points of its own whose descendants have some.
+    void addEmptyNode(Octree::OctreeNodeId node);
+
+    std::size_t nodeCount() const;
+    std::uint64_t pointCount() const;
+
+    // Throws std::runtime_error naming the file when it cannot be written.
+    void finish();
+
+private:
+    struct Entry {
+        std::uint64_t offset = 0;
+        std::int32_t byteSize = 0;
+        std::int32_t pointCount = 0;
+    };
+
+    std::string head() const;
+    std::string hierarchyPages(std::uint64_t dataStart, std::uint64_t& rootOffset, std::uint64_t& rootSize) const;
+    void write(std::string_view bytes);
+
+    std::filesystem::path m_file;
+    const InputSet& m_inputs;
+    std::string m_laszipRecord;
+    std::ofstream m_out;
+    mutable std::mutex m_mutex;
+    std::uint64_t m_position = 0;
+    std::uint64_t m_pointDataOffset = 0;
+    std::map<Octree::OctreeNodeId, Entry> m_entries;
+    std::vector<ChunkTableEntry> m_chunks;
+    PointStats m_stats;
+    std::uint64_t m_evlrStart = 0;
+    std::uint64_t m_rootPageOffset = 0;
+    std::uint64_t m_rootPageSize = 0;
+};
+
+} // namespace Index

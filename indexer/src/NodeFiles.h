@@ -1,0 +1,45 @@
+#pragma once
+
+#include <lumaro/octree/OctreeNodeId.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Index {
+
+// Point records of octree nodes in temporary files, one file per node, appended to by any number
+// of threads at once.
+class NodeFiles {
+public:
+    NodeFiles(std::filesystem::path folder, std::string prefix, std::size_t recordLength);
+
+    void append(Octree::OctreeNodeId node, std::string_view records);
+    // Every node with records, and how many it has.
+    std::map<Octree::OctreeNodeId, std::uint64_t> counts() const;
+    std::uint64_t count(Octree::OctreeNodeId node) const;
+    // Reads `count` records from record `first` on into `out`.
+    void read(Octree::OctreeNodeId node, std::uint64_t first, std::uint64_t count, char* out) const;
+    void remove(Octree::OctreeNodeId node);
+
+private:
+    struct File {
+        std::mutex mutex;
+        std::uint64_t records = 0;
+    };
+    std::filesystem::path pathOf(Octree::OctreeNodeId node) const;
+    std::shared_ptr<File> fileOf(Octree::OctreeNodeId node);
+
+    std::filesystem::path m_folder;
+    std::string m_prefix;
+    std::size_t m_recordLength;
+    mutable std::mutex m_mutex;
+    std::map<Octree::OctreeNodeId, std::shared_ptr<File>> m_files;
+};
+
+} // namespace Index

@@ -1,0 +1,88 @@
+#include "IndexCommand.h"
+
+#include "ErrorText.h"
+#include "RenderOptions.h"
+
+#include <lumaro/octree/OperationCancelled.h>
+
+#include <atomic>
+#include <csignal>
+#include <iostream>
+#include <stop_token>
+#include <thread>
+
+namespace Tool {
+
+namespace {
+
+std::atomic<bool> interrupted{false};
+
+extern "C" void onInterrupt(int) { interrupted = true; }
+
+// "indexing [##########          ]  34% reading" on one line of stderr.
+void showProgress(const Index::Progress& progress, bool done)
+{
+    constexpr int width = 30;
+    const int filled = static_cast<int>(progress.fraction * width);
+    std::cerr << "\rindexing [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
+              << static_cast<int>(progress.fraction * 100.0) << "% " << Index::phaseName(progress.phase) << "   "
+              << (done ? "\n" : "") << std::flush;
+}
+
+} // namespace
+
+IndexCommandLine::IndexCommandLine(CLI::App& app)
+    : m_command(app.add_subcommand("index", "Turn LAS and LAZ files into one COPC file (.copc.laz)"))
+{
+    m_command->add_option("INPUT", m_inputs, "LAS or LAZ files (LAS 1.0 to 1.4, point formats 0 to 10), e.g. the tiles of a flight")
+        ->required();
+    m_command->add_option("--output,-o", m_output, "The COPC file to write (written under a temporary name, renamed when complete)")
+        ->required();
+    m_command->add_option("--threads", m_threads, "Worker threads (default: every core)");
+    m_command->add_option("--memory-limit", m_memoryLimit, "Memory for the indexer's buffers in MiB (default 1024, at least 32)");
+    m_command->add_option("--temp", m_temporary, "Folder for temporary files (default: beside the output)");
+    m_command->add_option("--max-node-points", m_maxNodePoints, "The most points an octree node holds (default 100000)");
+}
+
+void IndexCommandLine::finish()
+{
+    if (!parsed()) {
+        return;
+    }
+    m_options.threads = static_cast<unsigned>(parseCount(m_threads, 0, 1024, "--threads"));
+    m_options.memoryLimitMiB =
+        parseCount(m_memoryLimit, Index::IndexOptions::MIN_MEMORY_LIMIT_MIB, std::size_t{1} << 24, "--memory-limit");
+    m_options.maxNodePoints = parseCount(m_maxNodePoints, 16, 10000000, "--max-node-points");
+    m_options.temporaryFolder = m_temporary;
+    m_options.warning = [](const std::string& text) { std::cerr << "\rlumaro: warning: " << text << '\n'; };
+}
+
+int IndexCommandLine::run() const
+{
+    std::stop_source stop;
+    std::signal(SIGINT, onInterrupt);
+    Index::Progress last;
+    try {
+        const Index::IndexReport report = Index::indexToCopc(m_inputs, m_output, m_options,
+            [&](const Index::Progress& progress) {
+                if (interrupted) {
+                    stop.request_stop();
+                }
+                last = progress;
+                showProgress(progress, false);
+            },
+            stop.get_token());
+        showProgress(last, true);
+        std::cout << "wrote " << m_output.string() << " (" << report.points << " points in " << report.nodes
+                  << " nodes, point format " << report.pointFormat << ", " << report.threads << " threads)\n";
+        return 0;
+    } catch (const Octree::OperationCancelled&) {
+        std::cerr << "\nlumaro: stopped; nothing was written\n";
+        return 130;
+    } catch (const std::exception& error) {
+        std::cerr << (last.fraction > 0 ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
+        return 1;
+    }
+}
+
+} // namespace Tool

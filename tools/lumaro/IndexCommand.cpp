@@ -1,7 +1,7 @@
 #include "IndexCommand.h"
 
 #include "ErrorText.h"
-#include "RenderOptions.h"
+#include "CommandLineText.h"
 
 #include <lumaro/octree/OperationCancelled.h>
 
@@ -38,10 +38,15 @@ IndexCommandLine::IndexCommandLine(CLI::App& app)
         ->required();
     m_command->add_option("--output,-o", m_output, "The COPC file to write (written under a temporary name, renamed when complete)")
         ->required();
-    m_command->add_option("--threads", m_threads, "Worker threads (default: every core)");
-    m_command->add_option("--memory-limit", m_memoryLimit, "Memory for the indexer's buffers in MiB (default 1024, at least 32)");
+    // The indexer's own defaults are the command's.
+    const Index::IndexOptions defaults;
+    addOption(*m_command, {"--threads", "", "Worker threads (default: every core)"}, m_threads);
+    addOption(*m_command, {"--memory-limit", std::to_string(defaults.memoryLimitMiB),
+                           "Memory for the indexer's buffers in MiB (at least " + std::to_string(Index::IndexOptions::MIN_MEMORY_LIMIT_MIB) + ")"},
+              m_memoryLimit);
     m_command->add_option("--temp", m_temporary, "Folder for temporary files (default: beside the output)");
-    m_command->add_option("--max-node-points", m_maxNodePoints, "The most points an octree node holds (default 100000)");
+    addOption(*m_command, {"--max-node-points", std::to_string(defaults.maxNodePoints), "The most points an octree node holds"},
+              m_maxNodePoints);
 }
 
 void IndexCommandLine::finish()
@@ -49,7 +54,7 @@ void IndexCommandLine::finish()
     if (!parsed()) {
         return;
     }
-    m_options.threads = static_cast<unsigned>(parseCount(m_threads, 0, 1024, "--threads"));
+    m_options.threads = m_threads.empty() ? 0u : static_cast<unsigned>(parseCount(m_threads, 0, 1024, "--threads"));
     m_options.memoryLimitMiB =
         parseCount(m_memoryLimit, Index::IndexOptions::MIN_MEMORY_LIMIT_MIB, std::size_t{1} << 24, "--memory-limit");
     m_options.maxNodePoints = parseCount(m_maxNodePoints, 16, 10000000, "--max-node-points");

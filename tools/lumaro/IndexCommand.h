@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandLineText.h"
+
 #include <lumaro/indexer/Indexer.h>
 
 #include <CLI/CLI.hpp>
@@ -26,9 +28,9 @@ private:
     CLI::App* m_command;
     std::vector<std::filesystem::path> m_inputs;
     std::filesystem::path m_output;
-    std::string m_threads = "0";
-    std::string m_memoryLimit = "1024";
-    std::string m_maxNodePoints = "100000";
+    std::string m_threads;
+    std::string m_memoryLimit;
+    std::string m_maxNodePoints;
     std::string m_temporary;
     Index::IndexOptions m_options;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandLineText.h"
+
 #include <lumaro/math/Color.h>
 #include <lumaro/render/core/Coloring.h>
 #include <lumaro/render/gpu/ColorMap.h>
@@ -32,21 +34,22 @@ struct DistanceRange {
 struct RenderOptions {
     std::vector<std::string> stores;
     std::filesystem::path output;
-    std::size_t width = 1280;
-    std::size_t height = 720;
-    std::vector<ViewKind> views{ViewKind::Top};
-    std::vector<Render::Coloring> colorings{Render::Coloring::Rgb};
+    // The defaults are the command line's (RenderOptions.cpp).
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::vector<ViewKind> views;
+    std::vector<Render::Coloring> colorings;
     Render::ColorMap colorMap = Render::ColorMap::Turbo;
-    std::size_t budget = 10000000;
-    std::size_t maxLevel = 21;
-    float minNodeSize = 15.0f;
+    std::size_t budget = 0;
+    std::size_t maxLevel = 0;
+    float minNodeSize = 0.0f;
     std::optional<float> maxPointSize;
-    Math::Color background = Math::Color::black(255);
+    Math::Color background;
     // Where to write every drawn pixel of the picture as a point, if anywhere.
     std::optional<std::filesystem::path> points;
     // OBJ meshes drawn with the clouds, in the stores' coordinates times meshScale.
     std::vector<std::filesystem::path> meshes;
-    double meshScale = 1.0;
+    double meshScale = 0.0;
     // The mesh of the mesh-distance mode (also in the stores' coordinates times meshScale), and
     // its colour-map range, pass/fail and warning bands and sign (the renderer's defaults when unset).
     std::optional<std::filesystem::path> distanceMesh;
@@ -77,22 +80,14 @@ struct PickOptions {
 struct ThumbnailOptions {
     std::string store;
     std::optional<std::filesystem::path> output; // default: thumbnail.png in the store's folder, or beside a COPC file
-    std::size_t width = 512;
-    std::size_t height = 512;
-    Math::Color background = Math::Color::white(255);
-    std::size_t maxLevel = 21;
+    std::size_t width = 0;
+    std::size_t height = 0;
+    Math::Color background;
+    std::size_t maxLevel = 0;
 };
 
 // Each throws std::invalid_argument with a message for the user when the text is not valid.
-// "WIDTHxHEIGHT", each side 1 to 16384.
-std::pair<std::size_t, std::size_t> parseImageSize(const std::string& text);
-// "RRGGBB" in hexadecimal, opaque.
-Math::Color parseColor(const std::string& text);
 ViewKind parseView(const std::string& name);
-// A whole number from `least` to `most`; `what` names the option in the message.
-std::size_t parseCount(const std::string& text, std::size_t least, std::size_t most, const std::string& what);
-// A finite number of at least `least` (above it when `strictly`).
-float parseNumber(const std::string& text, float least, bool strictly, const std::string& what);
 // "MIN,MAX", two finite numbers with MIN below MAX.
 DistanceRange parseRange(const std::string& text, const std::string& what);
 
@@ -106,16 +101,16 @@ public:
 
 private:
     RenderOptions& mOptions;
-    std::string mSize = "1280x720";
-    std::vector<std::string> mViews{"top"};
-    std::vector<std::string> mModes{"rgb"};
-    std::string mColorMap = "turbo";
-    std::string mBudget = "10000000";
-    std::string mMaxLevel = "21";
-    std::string mMinNodeSize = "15";
+    std::string mSize;
+    std::vector<std::string> mViews;
+    std::vector<std::string> mModes;
+    std::string mColorMap;
+    std::string mBudget;
+    std::string mMaxLevel;
+    std::string mMinNodeSize;
     std::string mMaxPointSize;
-    std::string mBackground = "000000";
-    std::string mMeshScale = "1";
+    std::string mBackground;
+    std::string mMeshScale;
     std::string mRange;
     std::string mPassFail;
     std::string mWarn;
@@ -145,9 +140,9 @@ private:
     std::string mAt;
     std::string mTolerance;
     std::string mPlane;
-    std::string mThumbnailSize = "512x512";
-    std::string mThumbnailBackground = "ffffff";
-    std::string mThumbnailMaxLevel = "21";
+    std::string mThumbnailSize;
+    std::string mThumbnailBackground;
+    std::string mThumbnailMaxLevel;
 };
 
 } // namespace Tool

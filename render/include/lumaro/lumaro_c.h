@@ -24,6 +24,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/**
+ * @def LUMARO_C_API
+ * Marks the functions of this interface: exported from LumaroRender.dll while it is built, imported
+ * from it by hosts.
+ */
 #if defined(_WIN32)
 #  if defined(LUMARO_RENDER_BUILDING)
 #    define LUMARO_C_API __declspec(dllexport)

@@ -7,33 +7,41 @@
 #include <string>
 #include <vector>
 
+/// CPU images (colours, depths) and the panorama sources that deliver them as tiles.
 namespace Graphics {
 
-// A CPU image of fixed-size texels laid out in rows of `stride` bytes, which may be longer than
-// width texels: read-back from a GPU texture arrives with the driver's row pitch, and keeping that
-// pitch lets the mapped block be copied in one piece. The stride must be a whole number of texels
-// so that every texel stays aligned.
+/// A CPU image of fixed-size texels laid out in rows of `stride` bytes, which may be longer than
+/// width texels: read-back from a GPU texture arrives with the driver's row pitch, and keeping that
+/// pitch lets the mapped block be copied in one piece. The stride must be a whole number of texels
+/// so that every texel stays aligned.
+///
+/// A value like a container: one thread at a time may change it. Sizes too large to address throw
+/// std::invalid_argument.
 template <typename Texel>
 class Image {
 public:
-    static constexpr std::size_t texelSize = sizeof(Texel);
+    static constexpr std::size_t texelSize = sizeof(Texel); ///< bytes per texel
 
+    /// An image without texels.
     Image() = default;
+    /// An image of width x height zero texels in tightly packed rows.
     Image(std::size_t width, std::size_t height) { resize(width, height); }
 
-    std::size_t width() const { return m_width; }
-    std::size_t height() const { return m_height; }
-    // Bytes from the start of one row to the start of the next.
+    std::size_t width() const { return m_width; }   ///< the number of texels in a row
+    std::size_t height() const { return m_height; } ///< the number of rows
+    /// Bytes from the start of one row to the start of the next.
     std::size_t stride() const { return m_stride; }
+    /// Bytes of all rows together, padding included: height times stride.
     std::size_t sizeInBytes() const { return m_texels.size() * texelSize; }
+    /// Whether the image has no texels (no width or no height).
     bool empty() const { return m_width == 0 || m_height == 0; }
 
-    // Tightly packed rows.
+    /// Tightly packed rows; see the other form.
     void resize(std::size_t width, std::size_t height) { resize(width, height, checkedProduct(width, texelSize)); }
 
-    // Rows of `stride` bytes. Keeps the contents when the shape is unchanged; otherwise every byte,
-    // padding included, becomes zero. Throws std::invalid_argument for a stride shorter than a row
-    // or not a multiple of the texel size.
+    /// Rows of `stride` bytes. Keeps the contents when the shape is unchanged; otherwise every byte,
+    /// padding included, becomes zero. Throws std::invalid_argument for a stride shorter than a row
+    /// or not a multiple of the texel size.
     void resize(std::size_t width, std::size_t height, std::size_t stride)
     {
         if (stride < checkedProduct(width, texelSize) || stride % texelSize != 0)
@@ -50,7 +58,7 @@ public:
         m_stride = stride;
     }
 
-    // Sets every texel of every row; padding bytes are left as they are.
+    /// Sets every texel of every row; padding bytes are left as they are.
     void fill(const Texel& value)
     {
         for (std::size_t y = 0; y < m_height; ++y)
@@ -58,15 +66,23 @@ public:
                 texel = value;
     }
 
+    /// The first byte of the first row; sizeInBytes() bytes follow.
     char* data() { return reinterpret_cast<char*>(m_texels.data()); }
+    /// The first byte of the first row, read-only.
     const char* data() const { return reinterpret_cast<const char*>(m_texels.data()); }
 
+    /// The width texels of row `y` (0 is the top row), without padding. Throws std::out_of_range
+    /// for a row outside the image.
     std::span<Texel> row(std::size_t y) { return {m_texels.data() + rowStart(y), m_width}; }
+    /// The same, read-only.
     std::span<const Texel> row(std::size_t y) const { return {m_texels.data() + rowStart(y), m_width}; }
 
+    /// The texel in column `x` of row `y`. Throws std::out_of_range for a texel outside the image.
     Texel& at(std::size_t x, std::size_t y) { return m_texels[texelIndex(x, y)]; }
+    /// The same, read-only.
     const Texel& at(std::size_t x, std::size_t y) const { return m_texels[texelIndex(x, y)]; }
 
+    /// Equal shape (width, height, stride) and equal bytes, padding included.
     friend bool operator==(const Image&, const Image&) = default;
 
 private:

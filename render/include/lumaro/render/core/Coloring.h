@@ -22,6 +22,7 @@ enum class Coloring { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, T
 LUMARO_RENDER_API std::span<const Named<Coloring>> coloringNames();
 /// The colouring of that name. Throws std::invalid_argument "unknown mode 'NAME' (known: ...)".
 LUMARO_RENDER_API Coloring coloringNamed(std::string_view name);
+/// The name of a colouring (the one coloringNamed takes).
 LUMARO_RENDER_API std::string_view nameOf(Coloring coloring);
 
 /// The render mode that draws a colouring: rgb is the default mode (the cloud's own colour, or

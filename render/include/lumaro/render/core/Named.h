@@ -12,8 +12,8 @@ namespace Render {
 /// A value by the name that users give it on command lines and in the C interface.
 template <typename Value>
 struct Named {
-    std::string_view name;
-    Value value;
+    std::string_view name; ///< as users write it, in lower case with hyphens
+    Value value;           ///< what the name stands for
 };
 
 /// The value of `name` in `table`. Throws std::invalid_argument "unknown WHAT 'NAME' (known: A, B, ...)".

@@ -42,175 +42,268 @@ template <class T>
 class TriangleMesh;
 }
 
+/// The renderer and what it draws: Renderer, the renderables (point clouds, meshes, panoramas and
+/// groups), the camera, the display settings, and the views and thumbnails made from them.
+///
+/// Threads: a renderer and its scene belong to the thread that created the renderer; every
+/// Direct3D call stays on it. Point clouds and panoramas load on background threads of their own,
+/// which never touch the device.
 namespace Render {
 
-// The object a host creates first: it owns the Direct3D device, the camera, the scene and the
-// display settings, and draws one frame off-screen per render(). Nothing is presented: the host
-// reads the finished picture back (getColorImage) or shares the device.
-//
-// Every setter compares with the stored value first and does nothing when it is unchanged;
-// otherwise it stores, tells the scene through its onUpdate… notification and sets the camera's
-// redraw flag. Use from one thread, the one that owns the immediate context.
+/// The object a host creates first: it owns the Direct3D device, the camera, the scene and the
+/// display settings, and draws one frame off-screen per render(). Nothing is presented: the host
+/// reads the finished picture back (getColorImage) or shares the device.
+///
+/// Every setter compares with the stored value first and does nothing when it is unchanged;
+/// otherwise it stores, tells the scene through its onUpdate… notification and sets the camera's
+/// redraw flag. Use from one thread, the one that owns the immediate context: the thread that
+/// created the renderer. The scene belongs to it too; only the loading threads of point clouds and
+/// panoramas run elsewhere, and they never touch the device.
 class LUMARO_RENDER_API Renderer : public Core::InstanceId<Renderer> {
 public:
-    // Chooses the depth convention once. Throws ComException when no device can be created and
-    // std::runtime_error when the device is below Direct3D feature level 11.0.
+    /// Chooses the depth convention once. Throws ComException when no device can be created and
+    /// std::runtime_error when the device is below Direct3D feature level 11.0.
     explicit Renderer(bool isZBufferReversed);
+    /// Not copyable: a renderer owns its device and targets.
+    ///@{
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
+    ///@}
     virtual ~Renderer();
 
+    /// The renderable drawn (a group, usually); null before setScene. Replace it with setScene, which
+    /// initialises it, not through the reference.
+    ///@{
     std::shared_ptr<Renderable>& scene() { return scene_; }
     const std::shared_ptr<Renderable>& scene() const { return scene_; }
-    // De-initialises the previous scene, initialises this one and hands it render mode, tomographic
-    // colour, colour map, signed-distance flag and colour-map range. The other settings reach it
-    // only when they next change. Throws std::invalid_argument for an empty pointer.
+    ///@}
+    /// De-initialises the previous scene, initialises this one and hands it render mode, tomographic
+    /// colour, colour map, signed-distance flag and colour-map range. The other settings reach it
+    /// only when they next change. Throws std::invalid_argument for an empty pointer, and what the
+    /// scene's initialisation throws.
     void setScene(std::shared_ptr<Renderable> scene);
 
+    /// The camera. Change it through the renderer's setters, which tell the scene; a change made
+    /// on the camera itself reaches the scene only with the next notification.
+    ///@{
     std::shared_ptr<Camera>& camera() { return camera_; }
     const std::shared_ptr<Camera>& camera() const { return camera_; }
+    ///@}
+    /// The Direct3D device and its immediate context, for a host that draws the picture itself
+    /// (outputColorTexture). The context belongs to the renderer's thread.
+    ///@{
     const ComPtr<ID3D11Device>& device() const { return device_; }
     const ComPtr<ID3D11DeviceContext>& deviceContext() const { return deviceContext_; }
+    ///@}
 
-    // Re-creates the render targets and read-back textures only when the size changes. A side
-    // longer than Direct3D's largest texture (16384) throws std::invalid_argument.
+    /// The size of the picture in pixels (640 x 480 at first). Re-creates the render targets and
+    /// read-back textures only when the size changes. A side longer than Direct3D's largest texture
+    /// (16384) throws std::invalid_argument and changes nothing.
     void setViewport(std::size_t width, std::size_t height);
+    /// The size of the picture (setViewport).
     const Viewport& viewport() const;
+    /// Width over height of the viewport.
     double aspectRatio() const;
 
+    /// The colour of the picture where nothing was drawn, alpha included (opaque white at first).
+    ///@{
     void setBackgroundColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a);
     void setBackgroundColor(const Math::Color& color);
     const Math::Color& backgroundColor() const { return backgroundColor_; }
+    ///@}
 
-    // Camera forwarding: the scene hears of a change only when the matrix really changed.
+    /// @name Camera
+    /// Camera forwarding (see Camera): the scene hears of a change only when the matrix really
+    /// changed. With setAutoAdjustZRange on, a new view or projection also fits near and far to
+    /// the scene.
+    ///@{
+
+    /// Puts the eye at `eye` looking along `viewDirection`, `up` (or the world axis least aligned
+    /// with the view when parallel to it) pointing up. Throws std::invalid_argument for a zero or
+    /// non-finite view direction.
     void setCameraPose(const Math::Point<float, 3>& eye, const Eigen::Vector3f& viewDirection,
                        const Eigen::Vector3f& up);
+    /// The same, looking at `target`; throws std::invalid_argument when `target` is the eye.
     void setCameraPose(const Math::Point<float, 3>& eye, const Math::Point<float, 3>& target,
                        const Eigen::Vector3f& up);
+    /// Takes the view matrix (world to view coordinates, looking down -z) as given.
     void setViewMatrix(const Eigen::Matrix4f& viewMatrix);
+    /// A perspective of `fovYDeg` degrees vertically between the planes `zNear` and `zFar`, the
+    /// image shifted by the offsets in normalised device units (Camera::setPerspective).
     void setPerspective(float fovYDeg, float zNear, float zFar, float offCenterX, float offCenterY);
+    /// A perspective by its four sides on the near plane (Camera::setPerspectiveOffCenter); `flag`:
+    /// whether a later change of aspect ratio rescales it. Throws std::invalid_argument for a
+    /// degenerate volume (left = right, bottom = top or near = 0).
     void setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar,
                                  bool flag);
+    /// An orthographic projection showing the extents (in world units) across the picture.
     void setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar);
-    // The horizontal extent follows from the vertical one and the viewport's aspect ratio.
+    /// The horizontal extent follows from the vertical one and the viewport's aspect ratio.
     void setOrthographic(float verticalExtent, float zNear, float zFar);
+    /// Takes the projection matrix as given (Camera::setProjection); `flag`: whether a later change
+    /// of aspect ratio rescales it.
     void setProjection(const Eigen::Matrix4f& projection, float zNear, float zFar, bool flag);
+    /// Fits near and far tightly around `box` (Camera::setZNearAndFarViaBoundingBox).
     void setZNearAndFarViaBoundingBox(const Math::NBoundingBox<float, 3>& box);
 
+    /// The eye, in world coordinates.
     Math::Point<float, 3> eye();
+    /// The picture's right, up and viewing directions in world coordinates, unit vectors.
     Eigen::Vector3f rightDirection();
-    Eigen::Vector3f upDirection();
-    Eigen::Vector3f viewDirection();
+    Eigen::Vector3f upDirection();   ///< See rightDirection.
+    Eigen::Vector3f viewDirection(); ///< See rightDirection.
+    /// World to view coordinates.
     const Eigen::Matrix4f& viewMatrix() const;
+    /// View to clip coordinates.
     const Eigen::Matrix4f& projectionMatrix() const;
+    /// Projection times view times the model matrix (setModelMatrix).
     Eigen::Matrix4f modelViewProjectionMatrix();
+    /// The kind of projection in use.
     bool isOrthographic() const;
-    bool isPerspective() const;
+    bool isPerspective() const; ///< See isOrthographic.
+    /// The distances of the near and far planes.
     void getZRange(float& zNear, float& zFar) const;
 
+    /// The scene's matrix (Renderable::setMatrix), handed to the scene when it changes; part of
+    /// modelViewProjectionMatrix.
     void setModelMatrix(const Eigen::Matrix4f& matrix);
-    // When on, near and far follow the scene's bounds at every frame.
+    /// When on, near and far follow the scene's bounds at every frame.
     void setAutoAdjustZRange(bool enabled);
-    bool autoAdjustZRangeEnabled() const { return autoAdjustZRange_; }
+    bool autoAdjustZRangeEnabled() const { return autoAdjustZRange_; } ///< See setAutoAdjustZRange.
+    ///@}
 
-    // Draws one frame: the scene into the scene pass, then post-processing into the output pass.
+    /// Draws one frame: the scene into the scene pass, then post-processing into the output pass.
+    /// Device failures throw ComException.
     void render();
-    // The finished picture of the last frame (B8G8R8A8, the viewport's size), on the renderer's
-    // device: a host with a swap chain of its own copies it to the back buffer. Re-created by
-    // setViewport when the size changes.
+    /// The finished picture of the last frame (B8G8R8A8, the viewport's size), on the renderer's
+    /// device: a host with a swap chain of its own copies it to the back buffer. Re-created by
+    /// setViewport when the size changes.
     const Texture2d& outputColorTexture() const;
-    // The camera's redraw flag, else the scene's (false without a scene).
+    /// The camera's redraw flag, else the scene's (false without a scene).
     bool needsRedraw() const;
-    // The scene's bounds in world coordinates; empty without a scene.
+    /// The scene's bounds in world coordinates; empty without a scene.
     Math::NBoundingBox<float, 3> boundingBox();
 
-    // Display settings.
+    /// @name Display settings
+    /// How the scene is coloured and how the finished picture is adjusted.
+    ///@{
+
+    /// How the scene is coloured (RenderMode::Default at first).
     void setRenderMode(RenderMode mode);
-    RenderMode renderMode() const { return renderMode_; }
+    RenderMode renderMode() const { return renderMode_; } ///< See setRenderMode.
+    /// The colour map of the distance modes (ColorMap::Turbo at first).
     void setColorMap(ColorMap map);
-    ColorMap colorMap() const { return colorMap_; }
+    ColorMap colorMap() const { return colorMap_; } ///< See setColorMap.
+    /// The distances spread over the colour map (0 to 1 at first).
     void setColorMapRange(float minDistance, float maxDistance);
-    float minDistance() const { return minDistance_; }
-    float maxDistance() const { return maxDistance_; }
+    float minDistance() const { return minDistance_; } ///< See setColorMapRange.
+    float maxDistance() const { return maxDistance_; } ///< See setColorMapRange.
+    /// The distances that pass in the pass-fail and traffic-light colour maps (-0.5 to 0.5 at
+    /// first); the others are red.
     void setPassFailDistanceRange(float minDistance, float maxDistance);
-    float minDistancePassFail() const { return minDistancePassFail_; }
-    float maxDistancePassFail() const { return maxDistancePassFail_; }
+    float minDistancePassFail() const { return minDistancePassFail_; } ///< See setPassFailDistanceRange.
+    float maxDistancePassFail() const { return maxDistancePassFail_; } ///< See setPassFailDistanceRange.
+    /// The distances that the traffic-light colour map shows green (-0.25 to 0.25 at first); the
+    /// passing distances outside them are yellow.
     void setWarnDistanceRange(float minDistance, float maxDistance);
-    float minDistanceWarn() const { return minDistanceWarn_; }
-    float maxDistanceWarn() const { return maxDistanceWarn_; }
+    float minDistanceWarn() const { return minDistanceWarn_; } ///< See setWarnDistanceRange.
+    float maxDistanceWarn() const { return maxDistanceWarn_; } ///< See setWarnDistanceRange.
+    /// Whether distances keep their sign (on at first); off, they are absolute.
     void setUseSignedDistance(bool useSignedDistance);
-    bool useSignedDistance() const { return useSignedDistance_; }
+    bool useSignedDistance() const { return useSignedDistance_; } ///< See setUseSignedDistance.
+    /// The plane whose distance RenderMode::PlaneDistance colours by, in world coordinates (y = 0 at
+    /// first; see also setColorizationRange).
     void setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane);
-    // Compared by identity: another pointer to an equal mesh counts as a change.
+    /// The mesh whose distance RenderMode::MeshDistance colours by, in world coordinates; null for
+    /// none. Compared by identity: another pointer to an equal mesh counts as a change.
     void setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh);
+    /// Whether a mesh for distance colorization is set.
     bool hasMeshForDistanceColorization() const { return meshForDistanceColorization_ != nullptr; }
+    /// The colour of points in the tomographic modes (black at first).
     void setTomographicColor(Math::Color color);
-    const Math::Color& tomographicColor() const { return tomographicColor_; }
+    const Math::Color& tomographicColor() const { return tomographicColor_; } ///< See setTomographicColor.
+    /// Whether the tomographic modes draw each cloud in its own uniform colour instead of the
+    /// tomographic colour (off at first).
     void setUseCloudColorsInTomographicRenderModes(bool useCloudColors);
+    /// See setUseCloudColorsInTomographicRenderModes.
     bool useCloudColorsInTomographicRenderModes() const { return useCloudColorsInTomographicRenderModes_; }
+    /// Brightness of the default mode's picture: added to every grey level (0 to 1) before contrast
+    /// scales it about mid-grey (0 at first).
     void setBrightness(float brightness);
-    float brightness() const { return postProcess_.brightness(); }
+    float brightness() const { return postProcess_.brightness(); } ///< See setBrightness.
+    /// Contrast of the default mode's picture: the factor by which grey levels move away from
+    /// mid-grey (1 at first).
     void setContrast(float contrast);
-    float contrast() const { return postProcess_.contrast(); }
+    float contrast() const { return postProcess_.contrast(); } ///< See setContrast.
+    /// Multiplies the alpha of the finished picture (1 at first), for hosts that composite it.
     void setOpacity(float opacity);
-    float opacity() const { return postProcess_.opacity(); }
+    float opacity() const { return postProcess_.opacity(); } ///< See setOpacity.
 
-    // A linear colour ramp from `from` (distance 0) to `to`: sets the colorization plane through
-    // `from` facing `to` and the colour-map range (0, |to - from|). The map argument is not used;
-    // the colour map is chosen with setColorMap.
+    /// A linear colour ramp from `from` (distance 0) to `to`: sets the colorization plane through
+    /// `from` facing `to` and the colour-map range (0, |to - from|). The map argument is not used;
+    /// the colour map is chosen with setColorMap.
     void setColorizationRange(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to, ColorMap map);
-    // Lets the scene propose brightness and contrast, and takes them unconditionally.
+    /// Lets the scene propose brightness and contrast, and takes them unconditionally.
     void autoAdjustBrightnessAndContrast(float lowerBound, float upperBound);
+    ///@}
 
-    // Picking and read-back work on the last frame; nothing is drawn again, except by
-    // writePngImage and writePoints, which render first. Picks report a miss by returning false.
+    /// @name Picking and read-back
+    /// Picking and read-back work on the last frame; nothing is drawn again, except by
+    /// writePngImage and writePoints, which render first. Picks report a miss by returning false.
+    /// Read-back failures of the device throw ComException.
+    ///@{
 
-    // The world point drawn at pixel (x, y), from the scene's exact world positions. Outside the
-    // viewport nothing is written; where nothing was drawn the point is (0, 0, 0).
+    /// The world point drawn at pixel (x, y), from the scene's exact world positions. Outside the
+    /// viewport nothing is written; where nothing was drawn the point is (0, 0, 0).
     bool pickPoint(std::size_t x, std::size_t y, Math::Point<float, 3>& point);
-    // The drawn point nearest to the eye among the pixels x - t <= i < x + t, y - t <= j < y + t
-    // (clamped to the viewport; the right column and bottom row of the square are not examined, so
-    // a tolerance of 0 never hits); ties keep the first found column by column.
+    /// The drawn point nearest to the eye among the pixels x - t <= i < x + t, y - t <= j < y + t
+    /// (clamped to the viewport; the right column and bottom row of the square are not examined, so
+    /// a tolerance of 0 never hits); ties keep the first found column by column.
     bool pickClosestPointWithTolerance(std::size_t x, std::size_t y, std::size_t tolerance,
                                        Math::Point<float, 3>& point);
-    // As above, with the point's distance to the colorization mesh (signed by the face of the
-    // nearest triangle when signed distances are on). False without a colorization mesh.
+    /// As above, with the point's distance to the colorization mesh (signed by the face of the
+    /// nearest triangle when signed distances are on). False without a colorization mesh.
     bool pickPointWithDistanceToColorizationMesh(std::size_t x, std::size_t y, std::size_t tolerance,
                                                  Math::Point<float, 3>& point, float& distance);
-    // As above, with the distance to the colorization plane, n · p + d. Also false without a
-    // colorization mesh: the two picks share that condition.
+    /// As above, with the distance to the colorization plane, n · p + d. Also false without a
+    /// colorization mesh: the two picks share that condition.
     bool pickPointWithDistanceToColorizationPlane(std::size_t x, std::size_t y, std::size_t tolerance,
                                                   Math::Point<float, 3>& point, float& distance);
-    // A plane fitted to the points drawn in the search square (robustly, then by least squares over
-    // the inliers within maxDistance of the best candidate), turned to face the eye, and where the
-    // view ray through (x, y) meets it. False when no plane fits (the plane stays as it was) or
-    // when the plane lies behind the eye (the plane is written, the point not).
+    /// A plane fitted to the points drawn in the search square (robustly, then by least squares over
+    /// the inliers within maxDistance of the best candidate), turned to face the eye, and where the
+    /// view ray through (x, y) meets it. False when no plane fits (the plane stays as it was) or
+    /// when the plane lies behind the eye (the plane is written, the point not).
     bool pickPlane(std::size_t x, std::size_t y, std::size_t tolerance, Math::NPlane<float, 3>& plane,
                    Math::Point<float, 3>& point, double maxDistance);
+    /// Pixel (x, y) at clip depth `depth` to world coordinates (Camera::unProject).
     Math::Point<float, 3> unProject(std::size_t x, std::size_t y, float depth);
+    /// A world point to pixel coordinates, keeping its own z (Camera::project).
     Math::Point<float, 3> project(const Math::Point<float, 3>& point);
 
-    // The finished (post-processed) picture of the last frame, in B8G8R8A8 rows with the row pitch
-    // of the read-back texture. Throws std::runtime_error("image size does not match") when the
-    // mapped size and the image disagree. A viewport without width or height gives an image
-    // without pixels.
+    /// The finished (post-processed) picture of the last frame, in B8G8R8A8 rows with the row pitch
+    /// of the read-back texture. Throws std::runtime_error("image size does not match") when the
+    /// mapped size and the image disagree. A viewport without width or height gives an image
+    /// without pixels.
     void getColorImage(Graphics::ColorImage& image);
-    // The scene's depth buffer (D32), the same way.
+    /// The scene's depth buffer (D32), the same way.
     void getDepthImage(Graphics::DepthImage& image);
-    // Renders, then writes the picture as a PNG file.
+    /// Renders, then writes the picture as a PNG file. Throws std::runtime_error naming the path
+    /// when the file cannot be written (Graphics::ColorImage::writePng).
     void writePngImage(const std::filesystem::path& path);
 
-    // Every drawn pixel of the finished picture as a point with its colour, from the start.
+    /// Every drawn pixel of the finished picture as a point with its colour, from the start.
     void getPoints(std::vector<VertexPosColor>& points);
-    // The next drawn pixels in row-major order from where the last call (since the last frame or
-    // reset) stopped; 0 when the picture is done. The second form writes x, y, z as doubles and the
-    // colour as an int of red | green << 8 | blue << 16.
+    /// The next drawn pixels in row-major order from where the last call (since the last frame or
+    /// reset) stopped; 0 when the picture is done. The second form writes x, y, z as doubles and the
+    /// colour as an int of red | green << 8 | blue << 16.
     std::size_t getNextPointChunk(VertexPosColor* buffer, std::size_t maxCount);
-    std::size_t getNextPointChunk(double* xyz, int* rgb, std::size_t maxCount);
+    std::size_t getNextPointChunk(double* xyz, int* rgb, std::size_t maxCount); ///< See the first form.
+    /// Starts the next getNextPointChunk at the first pixel again.
     void resetPointChunkPosition();
-    // Renders, then writes every drawn pixel as a line "x y z red green blue alpha" after the header
-    // "X Y Z Red Green Blue Alpha".
+    /// Renders, then writes every drawn pixel as a line "x y z red green blue alpha" after the header
+    /// "X Y Z Red Green Blue Alpha".
     void writePoints(const std::filesystem::path& path);
+    ///@}
 
 private:
     void updateZRangeIfNeeded();

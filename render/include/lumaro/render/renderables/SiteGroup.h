@@ -28,6 +28,7 @@ class Renderer;
 /// Belongs to the thread that renders, like the renderables it holds.
 class LUMARO_RENDER_API SiteGroup {
 public:
+    /// An empty site whose group has that name.
     explicit SiteGroup(const std::string& name);
 
     /// The group to give the renderer (Renderer::setScene) or to add to a larger scene.
@@ -39,6 +40,7 @@ public:
     std::shared_ptr<PointCloudRenderable> addStore(const Octree::Location& location, const std::string& name,
                                                    std::size_t budget);
 
+    /// The clouds added, in order.
     const std::vector<std::shared_ptr<PointCloudRenderable>>& clouds() const { return m_clouds; }
 
     /// The first store's reference position: where the scene's origin lies in the stores'

@@ -165,6 +165,8 @@ void PanoRenderable::startAsyncPanoramaTilesLoading(std::function<void()> onTile
     // The running thread ends before the new one starts, so that its final state cannot
     // overwrite the new one's.
     stopAsyncPanoramaTilesLoading();
+    // Running from now on, so that a wait that follows at once waits for this thread.
+    mState = Core::JobState::Running;
     mThread = std::jthread([this, onTileLoaded = std::move(onTileLoaded)](std::stop_token stop) {
         loadPanoramaTiles(stop, onTileLoaded);
     });
@@ -191,8 +193,8 @@ bool PanoRenderable::isLoadingComplete() const
 
 void PanoRenderable::waitForLoadingComplete() const
 {
-    while (!isLoadingComplete())
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    while (mState.load() == Core::JobState::Running)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 Core::JobState PanoRenderable::loadPanoramaTiles(std::stop_token stop, const std::function<void()>& onTileLoaded)

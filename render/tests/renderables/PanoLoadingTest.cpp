@@ -117,6 +117,12 @@ TEST(PanoLoading, StatesOfMissingFailingStoppedAndRestartedLoaders)
     broken->init(0, lookingAlong(Eigen::Vector3f::UnitX()), nullptr, nullptr);
     EXPECT_EQ(broken->loadPanoramaTiles(), State::Failed);
     EXPECT_EQ(failing->calls().size(), 3u);
+    // Waiting for a load that fails ends with it.
+    const auto failingLater = PanoRenderable::create(std::make_shared<RecordingLoader>(2), "failing later");
+    failingLater->init(0, lookingAlong(Eigen::Vector3f::UnitX()), nullptr, nullptr);
+    failingLater->startAsyncPanoramaTilesLoading(nullptr);
+    failingLater->waitForLoadingComplete();
+    EXPECT_EQ(failingLater->loadingState(), State::Failed);
 
     // A slow asynchronous load, stopped after its first tile; stopping again does nothing.
     const auto loader = std::make_shared<RecordingLoader>();

@@ -301,7 +301,7 @@ public:
     /// Starts the next getNextPointChunk at the first pixel again.
     void resetPointChunkPosition();
     /// Renders, then writes every drawn pixel as a line "x y z red green blue alpha" after the header
-    /// "X Y Z Red Green Blue Alpha".
+    /// "X Y Z Red Green Blue Alpha". Throws std::runtime_error naming the file when it cannot be written.
     void writePoints(const std::filesystem::path& path);
     ///@}
 

@@ -94,8 +94,8 @@ public:
     Core::JobState loadingState() const { return mState.load(); }
     /// Whether every tile has arrived.
     bool isLoadingComplete() const;
-    /// Returns once every tile has arrived; after a stop or a failure it waits on (use
-    /// loadingState to tell those apart).
+    /// Returns once loading has ended: every tile arrived, or it was stopped or failed (loadingState
+    /// tells which); at once when loading never started.
     void waitForLoadingComplete() const;
 
 private:

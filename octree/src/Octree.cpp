@@ -44,36 +44,24 @@ public:
 
 std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
 {
-    if (location.isUrl()) {
-        // A URL names a COPC file by its extension; a folder by the metadata file found in it. The
-        // reader that looked is the store's reader, with its open connections.
-        const std::shared_ptr<StoreReader> reader = StoreReader::open(location);
-        if (location.url().ends_with(".laz")) {
-            return std::make_shared<Copc::CopcTree>(location, unitScale, reader);
-        }
-        if (reader->exists("metadata.json")) {
-            return std::make_shared<PoTree::PotreeTree>(location, unitScale, reader);
-        }
-        if (reader->exists("ept.json")) {
-            return openEntwineTree(location, unitScale, reader);
-        }
-        throw std::runtime_error("no point cloud store at " + location.toString()
-                                 + " (neither metadata.json nor ept.json is there)");
-    }
+    // One reader looks and then reads the store: for a URL, it keeps its connections open.
+    const std::shared_ptr<StoreReader> reader = StoreReader::open(location);
     std::error_code error;
-    if (std::filesystem::is_regular_file(location.path(), error)) {
-        return std::make_shared<Copc::CopcTree>(location, unitScale);
+    const bool oneFile = location.isUrl() ? location.url().ends_with(".laz")
+                                          : std::filesystem::is_regular_file(location.path(), error);
+    if (oneFile) {
+        return std::make_shared<Copc::CopcTree>(location, unitScale, reader);
     }
-    if (std::filesystem::is_regular_file(location.file("metadata.json"), error)) {
-        return std::make_shared<PoTree::PotreeTree>(location, unitScale);
+    if (reader->exists("metadata.json")) {
+        return std::make_shared<PoTree::PotreeTree>(location, unitScale, reader);
     }
-    if (std::filesystem::is_regular_file(location.file("ept.json"), error)) {
-        return openEntwineTree(location, unitScale, StoreReader::open(location));
+    if (reader->exists("ept.json")) {
+        return openEntwineTree(location, unitScale, reader);
     }
-    if (!std::filesystem::is_directory(location.path(), error)) {
+    if (!location.isUrl() && !std::filesystem::is_directory(location.path(), error)) {
         throw std::runtime_error("point cloud store not found: " + location.toString());
     }
-    throw std::runtime_error("no point cloud store in " + location.toString()
+    throw std::runtime_error("no point cloud store " + std::string(location.isUrl() ? "at " : "in ") + location.toString()
                              + " (neither metadata.json nor ept.json is there)");
 }
 

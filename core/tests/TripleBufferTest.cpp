@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <semaphore>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -136,6 +138,42 @@ TEST(TripleBufferTest, SeveralWritersThroughWriteAreSerialised)
     // The last publication is the final frame of whichever writer finished last.
     const auto finalSequence = buffer.readSlot().sequence;
     EXPECT_TRUE(finalSequence == perWriter * 2 || finalSequence == perWriter * 2 + 1) << finalSequence;
+}
+
+// The serialisation made certain: the second writer starts while the first is still filling, and
+// would be seen filling at the same time (within a second) if the writers were not serialised.
+TEST(TripleBufferTest, ASecondWriterWaitsUntilTheFirstHasPublished)
+{
+    Core::TripleBuffer<Frame> buffer;
+    std::atomic<bool> firstFilling{false};
+    std::atomic<bool> secondFilled{false};
+    std::atomic<bool> overlapped{false};
+    std::binary_semaphore secondMayWrite{0};
+    std::jthread first([&] {
+        buffer.write([&](Frame& frame) {
+            fill(frame, 1, 0);
+            firstFilling = true;
+            secondMayWrite.release();
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+            while (!secondFilled && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::yield();
+            firstFilling = false;
+        });
+    });
+    std::jthread second([&] {
+        secondMayWrite.acquire();
+        buffer.write([&](Frame& frame) {
+            overlapped = firstFilling.load();
+            fill(frame, 2, 1);
+            secondFilled = true;
+        });
+    });
+    first.join();
+    second.join();
+    EXPECT_FALSE(overlapped);
+    ASSERT_TRUE(buffer.swapRead());
+    EXPECT_EQ(buffer.readSlot().sequence, 2u) << "the second write published last";
+    EXPECT_TRUE(isWhole(buffer.readSlot()));
 }
 
 } // namespace

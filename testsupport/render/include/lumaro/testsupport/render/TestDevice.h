@@ -65,14 +65,6 @@ inline unsigned long referenceCount(IUnknown* object)
     return object->Release();
 }
 
-// True under Wine, whose Direct3D and HLSL compiler differ from Windows in known ways (compile
-// flags ignored, some invalid descriptions accepted): tests that depend on them skip there.
-inline bool runningUnderWine()
-{
-    const HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-}
-
 // Fixture base: one device per test.
 class GpuTest : public ::testing::Test {
 protected:

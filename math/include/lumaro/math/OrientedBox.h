@@ -1,0 +1,59 @@
+#pragma once
+
+#include <lumaro/math/BoxTestResult.h>
+#include <lumaro/math/NBoundingBox.h>
+#include <lumaro/math/Point.h>
+
+#include <Eigen/Core>
+#include <Eigen/Geometry>
+
+namespace Math {
+
+/// A box in any orientation: a centre, three perpendicular unit axes and the half extent along
+/// each, in double precision.
+class OrientedBox {
+public:
+    /// A box of `halfExtents` along the axes of `rotation` (the columns of the rotation matrix)
+    /// around `centre`. Throws std::invalid_argument when a half extent is not positive and
+    /// finite, or the rotation is not one.
+    OrientedBox(const Point<double, 3>& centre, const Eigen::Vector3d& halfExtents,
+                const Eigen::Matrix3d& rotation = Eigen::Matrix3d::Identity());
+
+    /// A box turned by `heading` about z, then tilted by `pitch` about its y axis and `roll`
+    /// about its x axis (radians; z up, heading counter-clockwise from x), as surveyors turn a
+    /// box that follows a road or a pipe.
+    static OrientedBox fromAngles(const Point<double, 3>& centre, const Eigen::Vector3d& halfExtents, double heading,
+                                  double pitch = 0.0, double roll = 0.0);
+
+    /// The centre.
+    const Point<double, 3>& centre() const { return centre_; }
+    /// The half extents along the axes.
+    const Eigen::Vector3d& halfExtents() const { return halfExtents_; }
+    /// The axes as the columns of a rotation.
+    const Eigen::Matrix3d& rotation() const { return rotation_; }
+
+    /// The point in the box's own coordinates, where the box is -1 to 1 on each axis.
+    Eigen::Vector3d unitCoordinates(const Point<double, 3>& point) const;
+    /// The affine matrix of unitCoordinates.
+    Eigen::Matrix4d unitFromWorld() const;
+
+    /// Whether the point lies in the closed box.
+    bool contains(const Point<double, 3>& point) const;
+    /// Where an axis-aligned box lies: inside when all its corners are inside; outside when an
+    /// axis of either box separates them; otherwise intersecting (possibly a box outside near an
+    /// edge, as the tests of convex volumes allow).
+    BoxTestResult testBox(const NBoundingBox<double, 3>& box) const;
+
+    /// The same centre, extents and axes.
+    bool operator==(const OrientedBox& other) const
+    {
+        return centre_ == other.centre_ && halfExtents_ == other.halfExtents_ && rotation_ == other.rotation_;
+    }
+
+private:
+    Point<double, 3> centre_;
+    Eigen::Vector3d halfExtents_;
+    Eigen::Matrix3d rotation_;
+};
+
+} // namespace Math

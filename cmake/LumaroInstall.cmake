@@ -1,9 +1,9 @@
 # What `cmake --install` puts into the package a Windows application builds against (./dev sdk):
 #   bin/      LumaroRender.dll (and the lumaro tools)
-#   include/  the public headers of the five libraries, lumaro/lumaro_c.h, and the third-party
+#   include/  the public headers of the seven libraries, lumaro/lumaro_c.h, and the third-party
 #             headers they include (Eigen, nlohmann-json)
 #   lib/      the DLL's import libraries (libLumaroRender.dll.a for MinGW, LumaroRender.lib for
-#             other linkers), the four support libraries and the static libraries they use
+#             other linkers), the six support libraries and the static libraries they use
 #   lib/cmake/LumaroRender/  the package configuration: find_package(LumaroRender)
 #   share/doc/LumaroRender/  the licences of what the package carries
 # Only the Windows build makes a package: the library is a Windows DLL.
@@ -14,11 +14,11 @@ endif()
 include(CMakePackageConfigHelpers)
 
 set(_package_dir "lib/cmake/LumaroRender")
-set(_support_libraries LumaroIndexer LumaroOctree LumaroGraphics LumaroMath LumaroCore)
+set(_support_libraries LumaroMeasure LumaroIndexer LumaroOctree LumaroGraphics LumaroMath LumaroCore)
 
 install(TARGETS LumaroRender RUNTIME DESTINATION bin LIBRARY DESTINATION lib ARCHIVE DESTINATION lib)
 install(TARGETS ${_support_libraries} ARCHIVE DESTINATION lib)
-foreach(library core math graphics octree indexer render)
+foreach(library core math graphics octree indexer measure render)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/${library}/include/" DESTINATION include)
 endforeach()
 

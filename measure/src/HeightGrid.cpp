@@ -1,0 +1,137 @@
+#include "HeightGrid.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace Measure {
+
+namespace {
+
+constexpr double noHeight = std::numeric_limits<double>::quiet_NaN();
+
+std::size_t cellsAcross(double extent, double cellSize)
+{
+    const double cells = std::ceil(extent / cellSize);
+    if (!(cells < double(HeightGrid::maxCells)))
+        return HeightGrid::maxCells + 1;
+    return std::max<std::size_t>(1, static_cast<std::size_t>(cells));
+}
+
+} // namespace
+
+HeightGrid::HeightGrid(const Math::Polygon& polygon, double cellSize)
+    : m_polygon(polygon), m_cellSize(cellSize), m_origin(polygon.bounds().min())
+{
+    if (!(cellSize > 0.0) || !std::isfinite(cellSize))
+        throw std::invalid_argument("the cell size must be a number above 0, not " + std::to_string(cellSize));
+    const Eigen::Vector2d extent = polygon.bounds().size();
+    m_columns = cellsAcross(extent.x(), cellSize);
+    m_rows = cellsAcross(extent.y(), cellSize);
+    if (m_columns > maxCells || m_rows > maxCells || m_columns * m_rows > maxCells)
+        throw std::invalid_argument("a cell size of " + std::to_string(cellSize) + " makes a grid of more than "
+                                    + std::to_string(maxCells) + " cells over the polygon; choose a larger cell");
+    m_heights.assign(m_columns * m_rows, 0.0);
+    m_counts.assign(m_columns * m_rows, 0);
+    m_areas.assign(m_columns * m_rows, 0.0);
+    for (std::size_t row = 0; row < m_rows; ++row)
+        for (std::size_t column = 0; column < m_columns; ++column)
+            m_areas[index(column, row)] = polygon.clip(square(column, row)).area;
+}
+
+void HeightGrid::add(double x, double y, double z)
+{
+    // Points on the far edge of the bounds belong to the last cell.
+    const auto cell = [this](double offset, std::size_t cells) {
+        const double at = std::floor(offset / m_cellSize);
+        return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), cells - 1);
+    };
+    const std::size_t i = index(cell(x - m_origin.x(), m_columns), cell(y - m_origin.y(), m_rows));
+    m_heights[i] += z;
+    ++m_counts[i];
+}
+
+Math::NBoundingBox<double, 2> HeightGrid::square(std::size_t column, std::size_t row) const
+{
+    const Math::Point<double, 2> low(m_origin.x() + double(column) * m_cellSize, m_origin.y() + double(row) * m_cellSize);
+    return {low, Math::Point<double, 2>(low + Eigen::Vector2d::Constant(m_cellSize))};
+}
+
+HeightGrid::Counts HeightGrid::finish()
+{
+    Counts counts;
+    for (std::size_t i = 0; i < m_heights.size(); ++i) {
+        if (m_counts[i] > 0) {
+            m_heights[i] /= double(m_counts[i]);
+            ++counts.withPoints;
+        } else {
+            m_heights[i] = noHeight;
+        }
+    }
+    if (counts.withPoints == 0)
+        throw std::runtime_error("no point lies inside the polygon");
+    // Ring by ring inward from the cells with points; each ring takes its heights from the cells
+    // known before it, so the order within a ring does not matter.
+    std::vector<std::size_t> known;
+    for (std::size_t i = 0; i < m_heights.size(); ++i)
+        if (!std::isnan(m_heights[i]))
+            known.push_back(i);
+    std::vector<bool> queued(m_heights.size(), false);
+    std::vector<std::size_t> ring;
+    std::vector<double> ringHeights;
+    const auto forNeighbours = [this](std::size_t i, auto&& visit) {
+        const std::size_t row = i / m_columns;
+        const std::size_t column = i % m_columns;
+        for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, m_rows - 1); ++r)
+            for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, m_columns - 1); ++c)
+                if (r != row || c != column)
+                    visit(index(c, r));
+    };
+    while (!known.empty()) {
+        ring.clear();
+        for (const std::size_t i : known)
+            forNeighbours(i, [&](std::size_t n) {
+                if (m_areas[n] > 0.0 && std::isnan(m_heights[n]) && !queued[n]) {
+                    queued[n] = true;
+                    ring.push_back(n);
+                }
+            });
+        ringHeights.clear();
+        for (const std::size_t i : ring) {
+            double sum = 0.0;
+            int count = 0;
+            forNeighbours(i, [&](std::size_t n) {
+                if (!std::isnan(m_heights[n])) {
+                    sum += m_heights[n];
+                    ++count;
+                }
+            });
+            ringHeights.push_back(sum / count);
+        }
+        for (std::size_t k = 0; k < ring.size(); ++k)
+            m_heights[ring[k]] = ringHeights[k];
+        counts.filled += ring.size();
+        known.swap(ring);
+    }
+    return counts;
+}
+
+std::optional<double> HeightGrid::height(std::size_t column, std::size_t row) const
+{
+    const std::size_t i = index(column, row);
+    if (!(m_areas[i] > 0.0) || std::isnan(m_heights[i]))
+        return std::nullopt;
+    return m_heights[i];
+}
+
+Math::Polygon::Piece HeightGrid::piece(std::size_t column, std::size_t row) const
+{
+    const Math::NBoundingBox<double, 2> cell = square(column, row);
+    if (m_areas[index(column, row)] >= m_cellSize * m_cellSize)
+        return {m_areas[index(column, row)], cell.center()};
+    return m_polygon.clip(cell);
+}
+
+} // namespace Measure

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <lumaro/math/Polygon.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace Measure {
+
+// The scanned surface over a polygon as a grid of square cells aligned with the polygon's bounds:
+// each cell's mean height, then heights for the polygon's empty cells from their neighbours.
+class HeightGrid {
+public:
+    static constexpr std::size_t maxCells = std::size_t(1) << 22;
+
+    // Throws std::invalid_argument for a cell size that is not above 0 or a grid of more than
+    // maxCells cells.
+    HeightGrid(const Math::Polygon& polygon, double cellSize);
+
+    std::size_t columns() const { return m_columns; }
+    std::size_t rows() const { return m_rows; }
+
+    // Adds a point that lies inside the polygon.
+    void add(double x, double y, double z);
+
+    // The cell's square.
+    Math::NBoundingBox<double, 2> square(std::size_t column, std::size_t row) const;
+
+    // Turns the sums into mean heights and gives the polygon's empty cells the mean of their
+    // neighbours, ring by ring. Returns the cells with points and the cells filled. Throws
+    // std::runtime_error when no cell has points.
+    struct Counts {
+        std::size_t withPoints = 0;
+        std::size_t filled = 0;
+    };
+    Counts finish();
+
+    // After finish(): the cell's height; nothing for a cell outside the polygon.
+    std::optional<double> height(std::size_t column, std::size_t row) const;
+    // The part of the cell's square inside the polygon.
+    Math::Polygon::Piece piece(std::size_t column, std::size_t row) const;
+
+private:
+    std::size_t index(std::size_t column, std::size_t row) const { return row * m_columns + column; }
+
+    const Math::Polygon& m_polygon;
+    double m_cellSize;
+    Math::Point<double, 2> m_origin;
+    std::size_t m_columns = 0;
+    std::size_t m_rows = 0;
+    std::vector<double> m_heights; // sums until finish()
+    std::vector<std::uint32_t> m_counts;
+    std::vector<double> m_areas; // of the part of the cell's square inside the polygon
+};
+
+} // namespace Measure

@@ -1,0 +1,146 @@
+#include <lumaro/measure/Volume.h>
+
+#include "HeightGrid.h"
+
+#include <Eigen/Dense>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace Measure {
+
+namespace {
+
+// The polygon between every height, its plan grown by `margin` (the band of a fitted base).
+class PrismRegion : public Region {
+public:
+    PrismRegion(const Math::Polygon& polygon, double margin) : m_polygon(polygon), m_margin(margin) {}
+
+    Math::BoxTestResult testCube(const Math::NBoundingBox<double, 3>& cube) const override
+    {
+        if (cube.isEmpty())
+            return Math::BoxTestResult::Outside;
+        // Grown square by square, which holds every point within the margin of the cube.
+        const Math::NBoundingBox<double, 2> plan(Math::Point<double, 2>(cube.min().head<2>() - Eigen::Vector2d::Constant(m_margin)),
+                                                 Math::Point<double, 2>(cube.max().head<2>() + Eigen::Vector2d::Constant(m_margin)));
+        return m_polygon.testRectangle(plan);
+    }
+
+private:
+    const Math::Polygon& m_polygon;
+    double m_margin;
+};
+
+// Least squares of z = c + a (x - cx) + b (y - cy) over the points given, by its normal equations
+// around the polygon's centroid (small numbers, whatever the coordinates).
+class BasePlaneFit {
+public:
+    explicit BasePlaneFit(const Math::Point<double, 2>& centre) : m_centre(centre) {}
+
+    void add(double x, double y, double z)
+    {
+        const Eigen::Vector3d row(1.0, x - m_centre.x(), y - m_centre.y());
+        m_normal += row * row.transpose();
+        m_right += row * z;
+        ++m_count;
+    }
+
+    std::uint64_t count() const { return m_count; }
+
+    // c, a, b; throws when the points do not fix a plane (fewer than three, or all on a line).
+    Eigen::Vector3d solve(double cellSize) const
+    {
+        const Eigen::FullPivLU<Eigen::Matrix3d> lu(m_normal);
+        if (m_count < 3 || lu.rank() < 3)
+            throw std::runtime_error("the " + std::to_string(m_count) + " points within " + std::to_string(cellSize)
+                                     + " of the polygon's edge do not fix a base plane: it needs points near the edge "
+                                       "that do not lie on one line");
+        return lu.solve(m_right);
+    }
+
+private:
+    Math::Point<double, 2> m_centre;
+    Eigen::Matrix3d m_normal = Eigen::Matrix3d::Zero();
+    Eigen::Vector3d m_right = Eigen::Vector3d::Zero();
+    std::uint64_t m_count = 0;
+};
+
+} // namespace
+
+Volume measureVolume(const Stores& stores, const VolumeOptions& options, const Progress& progress, std::stop_token stop)
+{
+    const Math::Polygon& polygon = options.polygon;
+    const double cellSize = options.cellSize;
+    HeightGrid grid(polygon, cellSize);
+    const bool fit = options.base.kind == VolumeBase::Kind::Fit;
+    if (options.base.kind == VolumeBase::Kind::Height && !std::isfinite(options.base.height))
+        throw std::invalid_argument("the base height must be a finite number");
+    const double margin = fit ? cellSize : 0.0;
+    const PrismRegion region(polygon, margin);
+    const Math::NBoundingBox<double, 3> bounds = storeBounds(stores);
+    if (region.testCube(bounds) == Math::BoxTestResult::Outside)
+        throw std::invalid_argument("the polygon lies outside the stores, whose points lie from ("
+                                    + std::to_string(bounds.min().x()) + ", " + std::to_string(bounds.min().y())
+                                    + ") to (" + std::to_string(bounds.max().x()) + ", " + std::to_string(bounds.max().y())
+                                    + ")");
+
+    Volume volume;
+    double lowest = std::numeric_limits<double>::infinity();
+    BasePlaneFit plane(polygon.centroid());
+    const auto& box = polygon.bounds();
+    volume.read = readRegion(
+        stores, region,
+        [&](const NodePoints& node) {
+            const Octree::StorePoints& points = node.points;
+            for (std::size_t i = 0; i < points.size(); ++i) {
+                const auto& p = points.positions[i];
+                if (!points.isVisible(i) || p[0] < box.min().x() - margin || p[0] > box.max().x() + margin
+                    || p[1] < box.min().y() - margin || p[1] > box.max().y() + margin)
+                    continue;
+                const Math::Point<double, 2> plan(p[0], p[1]);
+                if (fit && polygon.distanceToEdge(plan) <= cellSize)
+                    plane.add(p[0], p[1], p[2]);
+                if (!polygon.contains(plan))
+                    continue;
+                grid.add(p[0], p[1], p[2]);
+                lowest = std::min(lowest, p[2]);
+                ++volume.points;
+            }
+        },
+        progress, stop);
+
+    const HeightGrid::Counts counts = grid.finish();
+    volume.cells = counts.withPoints;
+    volume.filledCells = counts.filled;
+    volume.area = polygon.area();
+    if (options.base.kind == VolumeBase::Kind::Height) {
+        volume.baseHeight = options.base.height;
+    } else if (options.base.kind == VolumeBase::Kind::Lowest) {
+        volume.baseHeight = lowest;
+    } else {
+        const Eigen::Vector3d solved = plane.solve(cellSize);
+        volume.baseHeight = solved[0];
+        volume.baseSlope = solved.tail<2>();
+        volume.basePoints = plane.count();
+    }
+    for (std::size_t row = 0; row < grid.rows(); ++row) {
+        for (std::size_t column = 0; column < grid.columns(); ++column) {
+            const std::optional<double> height = grid.height(column, row);
+            if (!height)
+                continue;
+            const Math::Polygon::Piece piece = grid.piece(column, row);
+            const double base = volume.baseHeight + volume.baseSlope.dot(piece.centroid - polygon.centroid());
+            const double difference = *height - base;
+            if (difference > 0.0)
+                volume.above += difference * piece.area;
+            else
+                volume.below -= difference * piece.area;
+        }
+    }
+    return volume;
+}
+
+} // namespace Measure

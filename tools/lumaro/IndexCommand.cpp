@@ -5,28 +5,20 @@
 
 #include <lumaro/octree/OperationCancelled.h>
 
-#include <atomic>
-#include <csignal>
+#include "ProgressBar.h"
+#include "StopOnInterrupt.h"
+
 #include <iostream>
-#include <stop_token>
-#include <thread>
+#include <string>
 
 namespace Tool {
 
 namespace {
 
-std::atomic<bool> interrupted{false};
-
-extern "C" void onInterrupt(int) { interrupted = true; }
-
 // "indexing [##########          ]  34% reading" on one line of stderr.
 void showProgress(const Index::Progress& progress, bool done)
 {
-    constexpr int width = 30;
-    const int filled = static_cast<int>(progress.fraction * width);
-    std::cerr << "\rindexing [" << std::string(filled, '#') << std::string(width - filled, ' ') << "] "
-              << static_cast<int>(progress.fraction * 100.0) << "% " << Index::phaseName(progress.phase) << "   "
-              << (done ? "\n" : "") << std::flush;
+    showProgressBar("indexing", progress.fraction, " " + std::string(Index::phaseName(progress.phase)) + "   ", done);
 }
 
 } // namespace
@@ -64,26 +56,23 @@ void IndexCommandLine::finish()
 
 int IndexCommandLine::run() const
 {
-    std::stop_source stop;
-    std::signal(SIGINT, onInterrupt);
+    StopOnInterrupt stop;
     Index::Progress last;
     try {
         const Index::IndexReport report = Index::indexToCopc(m_inputs, m_output, m_options,
             [&](const Index::Progress& progress) {
-                if (interrupted) {
-                    stop.request_stop();
-                }
+                stop.check();
                 last = progress;
                 showProgress(progress, false);
             },
-            stop.get_token());
+            stop.token());
         showProgress(last, true);
         std::cout << "wrote " << m_output.string() << " (" << report.points << " points in " << report.nodes
                   << " nodes, point format " << report.pointFormat << ", " << report.threads << " threads)\n";
         return 0;
     } catch (const Octree::OperationCancelled&) {
         std::cerr << "\nlumaro: stopped; nothing was written\n";
-        return 130;
+        return StopOnInterrupt::exitStatus;
     } catch (const std::exception& error) {
         std::cerr << (last.fraction > 0 ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
         return 1;

@@ -1,6 +1,7 @@
 #include "StoreScene.h"
 
 #include "ErrorText.h"
+#include "ProgressBar.h"
 
 #include <lumaro/graphics/ImagePanoramaLoader.h>
 #include <lumaro/octree/Location.h>
@@ -26,20 +27,16 @@ namespace {
 // "loading autzen [##########          ]  52%  1234567 points" on one line of stderr.
 class ProgressBar {
 public:
-    ProgressBar(std::string name, std::size_t expected) : mName(std::move(name)), mExpected(std::max<std::size_t>(expected, 1)) {}
+    ProgressBar(std::string name, std::size_t expected) : mLabel("loading " + std::move(name)), mExpected(std::max<std::size_t>(expected, 1)) {}
 
     void show(std::size_t points, bool done = false)
     {
-        constexpr int width = 30;
-        const double fraction = done ? 1.0 : std::min(1.0, static_cast<double>(points) / static_cast<double>(mExpected));
-        const int filled = static_cast<int>(fraction * width);
-        std::cerr << "\rloading " << mName << " [" << std::string(filled, '#') << std::string(width - filled, ' ')
-                  << "] " << static_cast<int>(fraction * 100.0) << "%  " << points << " points" << (done ? "\n" : "")
-                  << std::flush;
+        const double fraction = done ? 1.0 : static_cast<double>(points) / static_cast<double>(mExpected);
+        showProgressBar(mLabel, fraction, "  " + std::to_string(points) + " points", done);
     }
 
 private:
-    std::string mName;
+    std::string mLabel;
     std::size_t mExpected;
 };
 

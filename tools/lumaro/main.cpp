@@ -2,9 +2,11 @@
 #include "ErrorText.h"
 #include "IndexCommand.h"
 #include "PointWriter.h"
+#include "ProfileCommand.h"
 #include "RenderCommand.h"
 #include "RenderOptions.h"
 #include "StoreInfo.h"
+#include "VolumeCommand.h"
 
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/Location.h>
@@ -43,11 +45,15 @@ int main(int argc, char** argv)
 
     Tool::CommandLine commands(app);
     Tool::IndexCommandLine index(app);
+    Tool::ProfileCommandLine profile(app);
+    Tool::VolumeCommandLine volume(app);
 
     try {
         app.parse(argc, argv);
         commands.finish();
         index.finish();
+        profile.finish();
+        volume.finish();
     } catch (const CLI::CallForHelp& help) {
         return app.exit(help);
     } catch (const CLI::CallForAllHelp& help) {
@@ -60,6 +66,10 @@ int main(int argc, char** argv)
     if (index.parsed()) {
         return index.run();
     }
+    if (profile.parsed())
+        return profile.run();
+    if (volume.parsed())
+        return volume.run();
     try {
         if (commands.render->parsed()) {
             Tool::renderStores(commands.renderOptions);

@@ -1,0 +1,121 @@
+#include "VolumeCommand.h"
+
+#include "CommandLineText.h"
+#include "ErrorText.h"
+#include "MeasureText.h"
+#include "ProgressBar.h"
+#include "StopOnInterrupt.h"
+
+#include <lumaro/octree/OperationCancelled.h>
+
+#include <algorithm>
+#include <iostream>
+
+namespace Tool {
+
+namespace {
+
+const OptionText polygonOption{"--polygon", "", "The polygon's corners X1,Y1,X2,Y2,... in the stores' coordinates "
+                                                "(at least three, not crossing itself)"};
+const OptionText baseOption{"--base", "lowest", "What the volume is measured from: a height Z, lowest (the lowest "
+                                                 "point inside the polygon) or fit (a plane fitted to the points "
+                                                 "within one cell of the polygon's edge)"};
+const OptionText cellOption{"--cell", "1", "The side of the grid's square cells, in store units"};
+
+std::string_view kindName(Measure::VolumeBase::Kind kind)
+{
+    switch (kind) {
+    case Measure::VolumeBase::Kind::Height:
+        return "height";
+    case Measure::VolumeBase::Kind::Lowest:
+        return "lowest";
+    case Measure::VolumeBase::Kind::Fit:
+        return "fit";
+    }
+    return "";
+}
+
+} // namespace
+
+VolumeCommandLine::VolumeCommandLine(CLI::App& app)
+    : m_command(app.add_subcommand("volume", "The volume over a polygon above and below a base; prints JSON"))
+{
+    m_command->add_option("STORE", m_stores, "Potree 2.0 or Entwine store folders or COPC files, on disk or as "
+                                             "http(s):// URLs, of one site")
+        ->required();
+    addOption(*m_command, polygonOption, m_polygon)->required();
+    addOption(*m_command, baseOption, m_base);
+    addOption(*m_command, cellOption, m_cell);
+}
+
+void VolumeCommandLine::finish()
+{
+    if (!parsed())
+        return;
+    const std::size_t count = static_cast<std::size_t>(std::count(m_polygon.begin(), m_polygon.end(), ',')) + 1;
+    const std::vector<std::string> numbers = splitList(m_polygon, count, "--polygon", "X1,Y1,X2,Y2,...");
+    if (count % 2 != 0)
+        throw std::invalid_argument("--polygon needs pairs of coordinates X1,Y1,X2,Y2,..., not " + std::to_string(count)
+                                    + " numbers");
+    std::vector<Math::Point<double, 2>> corners;
+    for (std::size_t i = 0; i + 1 < count; i += 2)
+        corners.emplace_back(parseReal(numbers[i], "--polygon's X" + std::to_string(i / 2 + 1)),
+                             parseReal(numbers[i + 1], "--polygon's Y" + std::to_string(i / 2 + 1)));
+    Measure::VolumeBase base;
+    if (m_base == "lowest")
+        base.kind = Measure::VolumeBase::Kind::Lowest;
+    else if (m_base == "fit")
+        base.kind = Measure::VolumeBase::Kind::Fit;
+    else
+        base = {Measure::VolumeBase::Kind::Height, parseReal(m_base, "--base (a height, lowest or fit)")};
+    const float cell = parseNumber(m_cell, 0.0f, true, "--cell");
+    try {
+        m_options = std::make_unique<Measure::VolumeOptions>(Measure::VolumeOptions{Math::Polygon(corners), cell, base});
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(std::string("--polygon: ") + error.what());
+    }
+}
+
+int VolumeCommandLine::run() const
+{
+    StopOnInterrupt stop;
+    bool showing = false;
+    try {
+        const Measure::Volume volume = Measure::measureVolume(
+            openStores(m_stores), *m_options,
+            [&](double fraction) {
+                stop.check();
+                showing = true;
+                showProgressBar("measuring", fraction, "");
+            },
+            stop.token());
+        showProgressBar("measuring", 1.0, "", true);
+        std::cout << volumeJson(volume, m_options->base.kind).dump(2) << '\n';
+        return 0;
+    } catch (const Octree::OperationCancelled&) {
+        std::cerr << "\nlumaro: stopped\n";
+        return StopOnInterrupt::exitStatus;
+    } catch (const std::exception& error) {
+        std::cerr << (showing ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
+        return 1;
+    }
+}
+
+nlohmann::json volumeJson(const Measure::Volume& volume, Measure::VolumeBase::Kind kind)
+{
+    nlohmann::json json{{"above", volume.above},
+                        {"below", volume.below},
+                        {"area", volume.area},
+                        {"cells", volume.cells},
+                        {"filled_cells", volume.filledCells},
+                        {"points", volume.points},
+                        {"base", volume.baseHeight},
+                        {"base_kind", kindName(kind)}};
+    if (kind == Measure::VolumeBase::Kind::Fit) {
+        json["base_slope"] = {volume.baseSlope.x(), volume.baseSlope.y()};
+        json["base_points"] = volume.basePoints;
+    }
+    return json;
+}
+
+} // namespace Tool

@@ -1,6 +1,8 @@
 // Triangle meshes: unindexed triangle lists lit by a headlight from both sides, clipped by up to
 // eight planes, writing colour and world positions like every other renderable.
 
+#include "shaders/clipvolumes.hlsl"
+
 #define CLIPPING_PLANES_MAX_COUNT 8
 
 // Mirrored byte for byte by MeshConstants on the host (288 bytes).
@@ -59,6 +61,9 @@ ps_out ps_main(ps_in input)
         if (dot(input.worldPosition, clipping_planes[i]) < 0.0)
             discard;
     }
+    int clipping = clipVolumeTest(input.worldPosition.xyz);
+    if (clipping < 0)
+        discard;
     // A headlight: lit by the light at the eye, whichever face of the triangle is shown.
     float3 L = normalize(cameraPosition - input.worldPosition.xyz);
     float d = dot(input.normal, -L);
@@ -68,6 +73,8 @@ ps_out ps_main(ps_in input)
 
     ps_out output;
     output.color = float4(0.2 * input.color.rgb + 0.8 * diffuse * input.color.rgb, 1.0);
+    if (clipping > 0)
+        output.color = clipHighlighted(output.color);
     output.worldPosition = input.worldPosition;
     output.exactWorldPosition = input.worldPosition;
     return output;

@@ -1,4 +1,5 @@
 #include "shaders/colorprocessing.hlsl"
+#include "shaders/clipvolumes.hlsl"
 
 // Point clouds: every point is one instance of a four-vertex strip that becomes a screen-facing
 // round disc. The disc shrinks where deeper octree nodes are resident around the point, so that
@@ -158,6 +159,9 @@ ps_in vs_main(vs_in input)
         if (dot(input.pos, clipping_planes[i]) < 0.0)
             return culled(output);
     }
+    int clipping = clipVolumeTest(mul(model, input.pos).xyz);
+    if (clipping < 0)
+        return culled(output);
 
     float4 pos = mul(model_view_proj, input.pos);
     float size = clamp(pointSize(input.pos.xyz), pos.w / height, max_point_size / height * pos.w);
@@ -186,6 +190,8 @@ ps_in vs_main(vs_in input)
         output.col = colorizeByDistance(d, min_distance, max_distance, color_map, min_distance_pass_fail,
                                         max_distance_pass_fail, min_distance_warn, max_distance_warn);
     }
+    if (clipping > 0)
+        output.col = clipHighlighted(output.col);
     // The read-back world position covers the whole disc, not only its centre.
     output.worldPosition = output.exactWorldPosition + mul(inv_view_proj, float4(output.uv * s, 0.0, 0.0));
     return output;

@@ -45,7 +45,8 @@ public:
           mVertexShader(VertexShader::fromHlslResource(device, "shaders/pointcloud.hlsl", pointCloudInputLayout())),
           mPixelShader(PixelShader::fromHlslResource(device, "shaders/pointcloud.hlsl")),
           mFrameConstants(device.Get(), PointCloudFrameConstants{}),
-          mNodeConstants(device.Get(), PointCloudNodeConstants{}), mNodeTable(device.Get(), nodeTableDesc()),
+          mNodeConstants(device.Get(), PointCloudNodeConstants{}), mClipConstants(device.Get(), ClipVolumeConstants{}),
+          mNodeTable(device.Get(), nodeTableDesc()),
           mNodeTableView(device.Get(), mNodeTable.get(), nullptr)
     {
     }
@@ -71,6 +72,7 @@ public:
         context->IASetVertexBuffers(0, 1, &vertexBuffer, &vertexStride, &offset);
         mFrameConstants.begin(context, ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 0);
         mNodeTableView.begin(context, ShaderConfiguration::Vertex, 0);
+        mClipConstants.begin(context, ShaderConfiguration::Vertex, 3);
         for (const PointCloudBuffers::DrawNode& node : buffers.nodes) {
             PointCloudNodeConstants& perNode = mNodeConstants.modify();
             std::copy_n(node.cube.min().data(), 3, perNode.nodeMin);
@@ -80,6 +82,7 @@ public:
             context->DrawInstanced(4, node.pointCount, 0, node.firstPoint);
             mNodeConstants.end(context);
         }
+        mClipConstants.end(context);
         mNodeTableView.end(context);
         mFrameConstants.end(context);
         context->IASetVertexBuffers(0, 0, nullptr, nullptr, nullptr);
@@ -90,6 +93,8 @@ public:
         if (boxColor)
             drawBoxes(buffers, constants, *boxColor);
     }
+
+    void setClipVolumes(const ClipVolumeConstants& constants) override { mClipConstants.set(constants); }
 
 private:
     void upload(const PointCloudBuffers& buffers)
@@ -148,6 +153,7 @@ private:
     PixelShader mPixelShader;
     ConstantBuffer<PointCloudFrameConstants> mFrameConstants;
     ConstantBuffer<PointCloudNodeConstants> mNodeConstants;
+    ConstantBuffer<ClipVolumeConstants> mClipConstants;
     Texture1d mNodeTable;
     ShaderResourceView mNodeTableView;
     ComPtr<ID3D11Buffer> mVertexBuffer;

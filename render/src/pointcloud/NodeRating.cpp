@@ -26,12 +26,22 @@ NodePriority NodeRating::rate(std::size_t level, const Math::NBoundingBox<float,
         return NodePriority::discard();
     if (renderMode == RenderMode::PlaneDistance && !needsPlaneDistanceColorization(box))
         return NodePriority::discard();
+    if (!clipVolumes.empty() && clipVolumes.clipsAway(worldBox(box)))
+        return NodePriority::discard();
     if (level < minLevelToKeep)
         return NodePriority::keep();
     if (!orthographic)
         return NodePriority::perspective(box, frustum, clippingVolume, eye, modelScale, viewport, fieldOfView,
                                          threshold);
     return NodePriority::orthographic(box, frustum, clippingVolume, eye, modelScale, projection, viewport, threshold);
+}
+
+Math::NBoundingBox<double, 3> NodeRating::worldBox(const Math::NBoundingBox<float, 3>& box) const
+{
+    Math::NBoundingBox<double, 3> moved;
+    for (unsigned corner = 0; corner < 8; ++corner)
+        moved.extend(Math::Point<double, 3>((world * box.corner(corner).homogeneous()).hnormalized().cast<double>()));
+    return moved;
 }
 
 bool NodeRating::needsMeshDistanceColorization(const Math::NBoundingBox<float, 3>& box) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <lumaro/render/core/ClipVolumes.h>
 #include <lumaro/render/core/RenderMode.h>
 #include <lumaro/render/gpu/Viewport.h>
 #include <lumaro/render/pointcloud/NodePriority.h>
@@ -54,14 +55,19 @@ struct NodeRating {
     float maxDistance = 1.0f;
     bool signedDistance = true;
 
-    // In this order: deeper than maxLevelToKeep, or unable to hold a drawn point in a distance
-    // mode: discard; shallower than minLevelToKeep: keep; otherwise the box's size on screen.
+    // Boxes and prisms in world coordinates.
+    ClipVolumes clipVolumes;
+
+    // In this order: deeper than maxLevelToKeep, unable to hold a drawn point in a distance mode,
+    // or clipped away whole by the clip volumes: discard; shallower than minLevelToKeep: keep; otherwise the box's size on screen.
     NodePriority rate(std::size_t level, const Math::NBoundingBox<float, 3>& box) const;
 
     // Whether the box may hold a point whose distance to the mesh (plane) lies in the drawn range.
     // Never false for a box that does; may be true for one that does not.
     bool needsMeshDistanceColorization(const Math::NBoundingBox<float, 3>& box) const;
     bool needsPlaneDistanceColorization(const Math::NBoundingBox<float, 3>& box) const;
+    // The box that holds a model box moved into world coordinates.
+    Math::NBoundingBox<double, 3> worldBox(const Math::NBoundingBox<float, 3>& box) const;
 };
 
 } // namespace Render

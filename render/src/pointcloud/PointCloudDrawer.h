@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PointCloudConstants.h"
+#include "core/ClipVolumeConstants.h"
 
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/pointcloud/PointCloudBuffers.h>
@@ -27,6 +28,8 @@ public:
     // and states the caller has set, and unbinds what it bound.
     virtual void draw(const PointCloudBuffers& buffers, bool fresh, const PointCloudFrameConstants& constants,
                       bool constantsChanged, const std::optional<Math::Color>& boxColor) = 0;
+    // The clip volumes of the draws that follow (none at first).
+    virtual void setClipVolumes(const ClipVolumeConstants& constants) = 0;
 };
 
 // The drawer for a device; nullptr in builds without Direct3D, where no device exists (the

@@ -225,6 +225,17 @@ void PointCloudRenderable::setClippingVolume(const std::vector<Math::HalfSpace<f
     restartLoading();
 }
 
+void PointCloudRenderable::setClipVolumes(const ClipVolumes& volumes)
+{
+    if (volumes == mClipVolumes)
+        return;
+    mClipVolumes = volumes;
+    changeRating([&](NodeRating& rating) {
+        rating.clipVolumes = volumes;
+        return true;
+    });
+}
+
 Math::Frustum<float> PointCloudRenderable::frustumModelCs() const
 {
     const std::lock_guard lock(mMutex);
@@ -239,8 +250,10 @@ void PointCloudRenderable::render()
     RenderState& state = *mRenderState;
     const PointCloudBuffers& buffers = state.newestBuffers();
     const bool constantsChanged = state.constantsDirty;
-    if (constantsChanged)
+    if (constantsChanged) {
         state.constants = frameConstants();
+        state.drawer->setClipVolumes(clipVolumeConstants(mClipVolumes));
+    }
     state.drawer->draw(buffers, state.buffersFresh, state.constants, constantsChanged,
                        mShowBoundingBoxes ? std::optional<Math::Color>(mUniformColor) : std::nullopt);
     state.buffersFresh = false;

@@ -23,7 +23,7 @@ public:
         : mDevice(device), mContext(context),
           mVertexShader(VertexShader::fromHlslResource(device, "shaders/mesh.hlsl", meshInputLayout())),
           mPixelShader(PixelShader::fromHlslResource(device, "shaders/mesh.hlsl")),
-          mConstants(device.Get(), constants)
+          mConstants(device.Get(), constants), mClipConstants(device.Get(), ClipVolumeConstants{})
     {
     }
 
@@ -52,6 +52,7 @@ public:
         mVertexShader.begin(context);
         mPixelShader.begin(context);
         mConstants.begin(context, ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 0);
+        mClipConstants.begin(context, ShaderConfiguration::Pixel, 3);
         context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLELIST);
         const UINT offset = 0;
         for (const Part& part : mParts) {
@@ -65,10 +66,13 @@ public:
             context->IASetVertexBuffers(0, 1, &none, &zero, &zero);
         }
         context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_UNDEFINED);
+        mClipConstants.end(context);
         mConstants.end(context);
         mPixelShader.end(context);
         mVertexShader.end(context);
     }
+
+    void setClipVolumes(const ClipVolumeConstants& constants) override { mClipConstants.set(constants); }
 
 private:
     struct Part {
@@ -81,6 +85,7 @@ private:
     VertexShader mVertexShader;
     PixelShader mPixelShader;
     ConstantBuffer<MeshConstants> mConstants;
+    ConstantBuffer<ClipVolumeConstants> mClipConstants;
     std::vector<Part> mParts;
 };
 

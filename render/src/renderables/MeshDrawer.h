@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MeshConstants.h"
+#include "core/ClipVolumeConstants.h"
 
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/renderables/MeshLoader.h>
@@ -23,6 +24,8 @@ public:
     // Uploads the constants when they changed, then draws every part with one call each, into
     // whatever targets and states the caller has set, and unbinds what it bound.
     virtual void draw(const MeshConstants& constants, bool constantsChanged) = 0;
+    // The clip volumes of the draws that follow (none at first).
+    virtual void setClipVolumes(const ClipVolumeConstants& constants) = 0;
 };
 
 // The drawer for a device (its constant buffer made with `constants`); nullptr in builds without

@@ -66,6 +66,8 @@ void MeshRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
     if (mCamera)
         takeCamera(*mCamera);
     mDrawer = createMeshDrawer(device, context, constants);
+    if (mDrawer)
+        mDrawer->setClipVolumes(clipVolumeConstants(mClipVolumes));
 
     mLoader->load([this](const MeshLoader::Part& part) { addMeshPart(part); });
 }
@@ -119,6 +121,16 @@ void MeshRenderable::setClippingVolume(const Math::ConvexPolytope<float, 3>& vol
         return;
     mClippingVolume = volume;
     storeClippingPlanes();
+    setNeedsRedraw(true);
+}
+
+void MeshRenderable::setClipVolumes(const ClipVolumes& volumes)
+{
+    if (volumes == mClipVolumes)
+        return;
+    mClipVolumes = volumes;
+    if (mDrawer)
+        mDrawer->setClipVolumes(clipVolumeConstants(mClipVolumes));
     setNeedsRedraw(true);
 }
 

@@ -82,6 +82,29 @@ TEST(NodeRating, DistanceTestsKeepEveryBoxThatHoldsADrawnPoint)
     EXPECT_FALSE(rating.needsMeshDistanceColorization(Box({1.0f, 1.0f, -0.2f}, {1.2f, 1.2f, 0.2f})));
 }
 
+// Clip volumes are in world coordinates: a node's model box is moved by the world matrix before
+// it is tested, and a node they cut away whole is discarded even where it would be kept.
+TEST(NodeRating, NodesThatClipVolumesCutAwayWholeAreDiscarded)
+{
+    Render::NodeRating rating;
+    rating.minLevelToKeep = 5;
+    rating.world(0, 3) = 100.0f; // model x + 100 is world x
+    const Box model({0.0f, 8.0f, 8.0f}, {8.0f, 16.0f, 16.0f});
+    const auto boxAt = [](double x) { return Math::OrientedBox(Math::Point<double, 3>(x, 12, 12), Eigen::Vector3d(1, 1, 1)); };
+    rating.clipVolumes.add(boxAt(104), Render::ClipEffect::ShowInside);
+    EXPECT_EQ(rating.rate(1, model), Render::NodePriority::keep());
+    rating.clipVolumes.clear();
+    rating.clipVolumes.add(boxAt(4), Render::ClipEffect::ShowInside); // where the model box lies before the move
+    EXPECT_EQ(rating.rate(1, model), Render::NodePriority::discard());
+    rating.clipVolumes.clear();
+    rating.clipVolumes.add(Math::OrientedBox(Math::Point<double, 3>(104, 12, 12), Eigen::Vector3d(5, 5, 5)),
+                           Render::ClipEffect::ShowOutside);
+    EXPECT_EQ(rating.rate(1, model), Render::NodePriority::discard());
+    rating.clipVolumes.clear();
+    rating.clipVolumes.add(boxAt(104), Render::ClipEffect::ShowOutside); // cuts a hole only
+    EXPECT_EQ(rating.rate(1, model), Render::NodePriority::keep());
+}
+
 TEST(MeshDistances, AreSignedByTheFaceOfTheNearestTriangleAndScaled)
 {
     const Math::TriangleMesh<float> mesh({{0.0f, 0.0f, 0.0f}, {4.0f, 0.0f, 0.0f}, {0.0f, 4.0f, 0.0f}}, {{0, 1, 2}});

@@ -136,6 +136,30 @@ TEST(PointCloudWalk, MaxLevelBoundsTheDepthAndHiddenNodesAreNeverOffered)
     EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 3u);
 }
 
+// A node that the clip volumes cut away whole is not loaded; one they cut only partly is.
+TEST(PointCloudWalk, NodesThatClipVolumesCutAwayWholeAreNotLoaded)
+{
+    const TestSupport::TemporaryFolder folder;
+    const StorePoint low{1.0, 1.0, 1.0};
+    const StorePoint high{15.0, 15.0, 15.0};
+    TestSupport::writePotreeStore(folder.path(), {{"r", {low, high}}, {"r0", {low, low, low}}, {"r7", {high, high}}, {"r77", {high}}});
+    const ViewedCloud viewed(open(folder.path()));
+    Render::ClipVolumes corner;
+    // Around the high points: r, r7 ([8, 16]^3) and r77 ([12, 16]^3) reach into it, r0 does not.
+    corner.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(1.5, 1.5, 1.5)), Render::ClipEffect::ShowInside);
+    viewed.cloud->setClipVolumes(corner);
+    viewed.cloud->reloadPoints(nullptr, 21);
+    EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 3u);
+    EXPECT_EQ(viewed.cloud->numVisiblePoints(), 5u);
+    // Hiding a box that holds r77 whole: r77 goes, the rest come.
+    Render::ClipVolumes hole;
+    hole.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(2.5, 2.5, 2.5)), Render::ClipEffect::ShowOutside);
+    viewed.cloud->setClipVolumes(hole);
+    viewed.cloud->reloadPoints(nullptr, 21);
+    EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 3u);
+    EXPECT_EQ(viewed.cloud->numVisiblePoints(), 7u);
+}
+
 TEST(PointCloudWalk, ADamagedNodeCostsOnlyItselfAndIsReportedAfterTheWalk)
 {
     const auto octree = std::make_shared<FakeOctree>("/fake/damaged", 2);

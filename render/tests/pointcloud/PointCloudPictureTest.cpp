@@ -111,6 +111,67 @@ TEST_F(PointCloudPicture, EightClippingPlanesCullEachTheirPoint)
         EXPECT_EQ(image.at(pixels[k].first, pixels[k].second) != Math::Color(0, 0, 0, 255), k == 8) << k;
 }
 
+// Clip volumes cut and highlight on the device exactly as their CPU twin says, for a point at every
+// pixel: a turned box that shows its inside, an L-shaped prism that hides its inside, and a box
+// that highlights. Points within a hair of a volume's edge may fall either way in floats.
+TEST_F(PointCloudPicture, ClipBoxesAndPrismsCutAndHighlightTheirPoints)
+{
+    std::vector<StorePoint> points;
+    for (int j = 0; j < static_cast<int>(height); ++j)
+        for (int i = 0; i < static_cast<int>(width); ++i)
+            points.push_back(atPixel(i, j, 5.0));
+    show({{"r", points}});
+    using P2 = Math::Point<double, 2>;
+    const Math::OrientedBox turned = Math::OrientedBox::fromAngles(Math::Point<double, 3>(8.1, 6.05, 5.0),
+                                                                   Eigen::Vector3d(5.03, 2.52, 1.0), 0.5);
+    const Render::ClipPrism ell{Math::Polygon({P2(5.02, 3.01), P2(9.03, 3.01), P2(9.03, 5.02), P2(7.01, 5.02),
+                                               P2(7.01, 8.03), P2(5.02, 8.03)})};
+    const Math::OrientedBox corner(Math::Point<double, 3>(11.0, 7.0, 5.0), Eigen::Vector3d(1.02, 1.02, 1.0));
+    Render::ClipVolumes volumes;
+    volumes.add(turned, Render::ClipEffect::ShowInside);
+    volumes.add(ell, Render::ClipEffect::ShowOutside);
+    volumes.add(corner, Render::ClipEffect::Highlight);
+    cloud->setClipVolumes(volumes);
+    cloud->reloadPoints(nullptr, 21);
+    picture();
+    // White mixed with the highlight colour by its alpha.
+    const Math::Color h = volumes.highlightColor();
+    const double a = h.a() / 255.0;
+    const auto mixed = [&](std::uint8_t c) { return 255.0 + (c - 255.0) * a; };
+    std::size_t drawn = 0;
+    std::size_t highlighted = 0;
+    for (std::size_t j = 0; j < height; ++j) {
+        for (std::size_t i = 0; i < width; ++i) {
+            const StorePoint& p = points[j * width + i];
+            const Math::Point<double, 3> at(p.x, p.y, p.z);
+            const Eigen::Vector3d unit = turned.unitCoordinates(at);
+            const bool nearEdge = std::abs(std::abs(unit.x()) - 1.0) < 1e-4 || std::abs(std::abs(unit.y()) - 1.0) < 1e-4
+                                  || ell.footprint.distanceToEdge(P2(p.x, p.y)) < 1e-4;
+            if (nearEdge)
+                continue;
+            const Math::Color pixel = image.at(i, j);
+            if (!volumes.draws(at)) {
+                EXPECT_EQ(pixel, Math::Color(0, 0, 0, 255)) << i << ", " << j;
+            } else if (volumes.highlights(at)) {
+                ++highlighted;
+                EXPECT_NEAR(pixel.r(), mixed(h.r()), 1.0) << i << ", " << j;
+                EXPECT_NEAR(pixel.g(), mixed(h.g()), 1.0) << i << ", " << j;
+                EXPECT_NEAR(pixel.b(), mixed(h.b()), 1.0) << i << ", " << j;
+            } else {
+                ++drawn;
+                EXPECT_EQ(pixel, Math::Color(255, 255, 255, 255)) << i << ", " << j;
+            }
+        }
+    }
+    std::size_t hidden = 0;
+    for (const StorePoint& p : points)
+        hidden += turned.contains(Math::Point<double, 3>(p.x, p.y, p.z)) && ell.footprint.contains(P2(p.x, p.y)) ? 1 : 0;
+    // Each effect had points to work on: about 16 a square unit.
+    EXPECT_GT(drawn, 400u);
+    EXPECT_GT(highlighted, 40u);
+    EXPECT_GT(hidden, 100u);
+}
+
 // The colour of a point (200, 100, 50), intensity 1000, four units above the plane z = 0, in each
 // mode that the point shader colours.
 struct ModeColor {

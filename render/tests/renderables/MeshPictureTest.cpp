@@ -119,6 +119,56 @@ TEST_F(MeshPicture, PixelsWriteWorldPositionsAndClippingPlanesCut)
     EXPECT_FALSE(renderer.pickPoint(10, 20, world));
 }
 
+// Clip volumes cut and highlight mesh pixels where their CPU twin says, at each pixel's own world
+// position: a triangular prism that hides its inside, under a box tilted about x that highlights.
+TEST_F(MeshPicture, ClipVolumesCutAndHighlightPixels)
+{
+    const auto mesh = MeshRenderable::create(folder.write("square.obj", "v -1 -1 0\nv 17 -1 0\nv 17 13 0\nv -1 13 0\nf 1 2 3 4\n"),
+                                             1.0, "square");
+    Eigen::Matrix4f lifted = Eigen::Matrix4f::Identity();
+    lifted(2, 3) = 2.5f;
+    mesh->setMatrix(lifted);
+    using P2 = Math::Point<double, 2>;
+    const Render::ClipPrism triangle{Math::Polygon({P2(2.01, 2.02), P2(10.03, 3.01), P2(4.02, 10.03)}), 2.0, 3.0};
+    const auto tilted = Math::OrientedBox::fromAngles(Math::Point<double, 3>(12.0, 6.0, 2.5), Eigen::Vector3d(2.02, 3.01, 0.51),
+                                                      0.0, 0.0, 0.3);
+    Render::ClipVolumes volumes;
+    volumes.add(triangle, Render::ClipEffect::ShowOutside);
+    volumes.add(tilted, Render::ClipEffect::Highlight);
+    mesh->setClipVolumes(volumes);
+    showMesh(mesh);
+    const Math::Color lit = image.at(60, 2); // a pixel no volume touches
+    ASSERT_NE(lit, Math::Color(0, 0, 0, 255));
+    const double a = volumes.highlightColor().a() / 255.0;
+    std::size_t hidden = 0;
+    std::size_t highlighted = 0;
+    for (std::size_t j = 0; j < height; ++j) {
+        for (std::size_t i = 0; i < width; ++i) {
+            const Math::Point<double, 3> at(0.25 * (i + 1), 12.0 - 0.25 * j, 2.5);
+            const Eigen::Vector3d unit = tilted.unitCoordinates(at);
+            if (triangle.footprint.distanceToEdge(P2(at.x(), at.y())) < 1e-3 || (unit.array().abs() - 1.0).abs().minCoeff() < 1e-3)
+                continue;
+            const Math::Color pixel = image.at(i, j);
+            if (!volumes.draws(at)) {
+                ++hidden;
+                EXPECT_EQ(pixel, Math::Color(0, 0, 0, 255)) << i << ", " << j;
+            } else if (volumes.highlights(at)) {
+                ++highlighted;
+                EXPECT_NEAR(pixel.r(), lit.r() + (volumes.highlightColor().r() - lit.r()) * a, 2.0) << i << ", " << j;
+                EXPECT_NEAR(pixel.b(), lit.b() + (volumes.highlightColor().b() - lit.b()) * a, 2.0) << i << ", " << j;
+            } else {
+                // The headlight shades the flat square within a level across the picture.
+                EXPECT_NEAR(pixel.r(), lit.r(), 1.0) << i << ", " << j;
+                EXPECT_EQ(pixel.b(), pixel.r()) << i << ", " << j;
+            }
+        }
+    }
+    // 16 pixels a square unit: the triangle's 31.125 (shoelace), and the box's cut through the
+    // plane, 4.04 across x by 2 x 0.51 / sin 0.3 across y, where its tilted top and bottom meet it.
+    EXPECT_NEAR(static_cast<double>(hidden), 31.125 * 16.0, 40.0);
+    EXPECT_NEAR(static_cast<double>(highlighted), 4.04 * 2.0 * 0.51 / std::sin(0.3) * 16.0, 30.0);
+}
+
 // A real cloud coloured by its distance to two triangles on the plane z = c, covering the cloud,
 // looks exactly as when coloured by its distance to that plane, signed and unsigned; and nodes
 // that hold no point within the range are not even loaded.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/ClipVolumes.h>
 #include <lumaro/render/core/RenderMode.h>
 #include <lumaro/render/core/Renderable.h>
 #include <lumaro/render/gpu/ColorMap.h>
@@ -214,6 +215,13 @@ public:
     /// std::runtime_error "Error: volume contains too many clipping planes, plane count = N" for
     /// more than 8, keeping the previous ones.
     void setClippingVolume(const std::vector<Math::HalfSpace<float, 3>>& halfSpaces);
+    /// Boxes and prisms in world coordinates that cut away or highlight points (see
+    /// ClipVolumes); none at first. Nodes that they clip away whole are not loaded: a change
+    /// loads again.
+    ///@{
+    void setClipVolumes(const ClipVolumes& volumes);
+    const ClipVolumes& clipVolumes() const { return mClipVolumes; }
+    ///@}
     /// The view volume in model coordinates.
     Math::Frustum<float> frustumModelCs() const;
 
@@ -342,6 +350,7 @@ private:
     float mMinDistanceWarn = -0.25f;
     float mMaxDistanceWarn = 0.25f;
     std::vector<Math::HalfSpace<float, 3>> mClippingHalfSpaces; // world coordinates
+    ClipVolumes mClipVolumes; // world coordinates; the walk's copy is in its rating
     std::shared_ptr<Math::TriangleMesh<float>> mMesh;             // world coordinates
     std::atomic<bool> mVisibleForLoader{true};
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/ClipVolumes.h>
 #include <lumaro/render/core/ClippingPlanes.h>
 #include <lumaro/render/core/Renderable.h>
 #include <lumaro/render/renderables/MeshLoader.h>
@@ -81,6 +82,12 @@ public:
     /// "Error: volume contains too many clipping planes, plane count = N" for more than 8, keeping
     /// the previous volume; the same volume again changes nothing.
     void setClippingVolume(const Math::ConvexPolytope<float, 3>& volume);
+    /// Boxes and prisms in world coordinates that cut away or highlight pixels (see ClipVolumes);
+    /// none at first.
+    ///@{
+    void setClipVolumes(const ClipVolumes& volumes);
+    const ClipVolumes& clipVolumes() const { return mClipVolumes; }
+    ///@}
 
 private:
     void addMeshPart(const MeshLoader::Part& vertices);
@@ -99,6 +106,7 @@ private:
     std::shared_ptr<MeshLoader> mLoader;
     std::size_t mNumTriangles = 0;
     Math::ConvexPolytope<float, 3> mClippingVolume;
+    ClipVolumes mClipVolumes;
 };
 
 } // namespace Render

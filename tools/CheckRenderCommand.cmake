@@ -43,6 +43,12 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--pano-cube;${PANO},${PANO}|six"
                 "render;${STORE};--output;${OUTPUT};--pano;${PANO}-missing|${PANO}-missing"
                 "render;${STORE};--output;${OUTPUT};--pano;${PANO};--pano-depth;${PANO}|${PANO}"
+                "render;${STORE};--output;${OUTPUT};--clip-box;1,2,3|'1,2,3'"
+                "render;${STORE};--output;${OUTPUT};--clip-box;1,2,3,4,0,6|size along each axis"
+                "render;${STORE};--output;${OUTPUT};--clip-polygon;1,2,3,4|at least three vertices"
+                "render;${STORE};--output;${OUTPUT};--clip-polygon;1,1,2,2,3|pairs"
+                "render;${STORE};--output;${OUTPUT};--clip-box;1,2,3,4,5,6;--clip-effect;sideways|'sideways'"
+                "render;${STORE};--output;${OUTPUT};--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6;--clip-box;1,2,3,4,5,6|at most 8"
                 "pick;${STORE};--at;5|'5'"
                 "pick;${STORE};--size;64x48;--at;5,48|'48'"
                 "pick;${STORE};--at;1,1;--tolerance;0|'0'"
@@ -148,6 +154,41 @@ if(RENDER)
     if(NOT status EQUAL 0 OR NOT EXISTS "${copcThumbnail}")
         message(FATAL_ERROR "lumaro thumbnail of a COPC file wrote no ${copcThumbnail} (${status}):\n${err}")
     endif()
+
+    # Clip volumes: with a box or a prism that shows its inside, every drawn pixel lies in it (to
+    # a pixel, 9.2 m here, since read-back covers whole discs); with the box hiding its inside,
+    # none lies within it by more than a pixel. The box: x 636300 to 636700, y 849350 to 849650.
+    foreach(clip "box-inside;--clip-box;636500,849500,500,400,300,2000;--clip-effect;inside"
+                 "box-outside;--clip-box;636500,849500,500,400,300,2000;--clip-effect;outside"
+                 "prism-inside;--clip-polygon;636300,849350,636700,849350,636300,849650;--clip-heights;0,2000")
+        list(POP_FRONT clip name)
+        run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.${name}.png" --size 128x128 --min-node-size 0
+                   --max-point-size 1 ${clip} --points "${OUTPUT}.${name}.txt")
+        if(NOT status EQUAL 0)
+            message(FATAL_ERROR "lumaro render ${clip} failed (${status}):\n${err}")
+        endif()
+        file(STRINGS "${OUTPUT}.${name}.txt" lines)
+        list(POP_FRONT lines)
+        list(LENGTH lines drawn)
+        set(inBox 0)
+        set(deepInBox 0)
+        foreach(line IN LISTS lines)
+            string(REPLACE " " ";" fields "${line}")
+            list(GET fields 0 x)
+            list(GET fields 1 y)
+            millimetres("${x}" x)
+            millimetres("${y}" y)
+            if(x GREATER_EQUAL 636290800 AND x LESS_EQUAL 636709200 AND y GREATER_EQUAL 849340800 AND y LESS_EQUAL 849659200)
+                math(EXPR inBox "${inBox} + 1")
+            endif()
+            if(x GREATER 636309200 AND x LESS 636690800 AND y GREATER 849359200 AND y LESS 849640800)
+                math(EXPR deepInBox "${deepInBox} + 1")
+            endif()
+        endforeach()
+        if(drawn LESS 100 OR (name MATCHES "inside" AND NOT inBox EQUAL drawn) OR (name MATCHES "outside" AND deepInBox GREATER 0))
+            message(FATAL_ERROR "lumaro render ${clip}: ${drawn} pixels drawn, ${inBox} in the box, ${deepInBox} deep inside")
+        endif()
+    endforeach()
 
     # A panorama around the first store, seen from its centre and from above.
     run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.pano.png" --size 64x48 --pano "${PANO}"

@@ -1,5 +1,7 @@
 #include "RenderOptions.h"
 
+#include "MeasureText.h"
+
 #include <lumaro/octree/OctreeNodeId.h>
 
 #include <algorithm>
@@ -7,6 +9,7 @@
 #include <charconv>
 #include <limits>
 #include <cmath>
+#include <numbers>
 #include <stdexcept>
 #include <utility>
 
@@ -16,6 +19,9 @@ namespace {
 
 constexpr std::array<Render::Named<ViewKind>, 3> viewNames{
     {{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}, {"pano", ViewKind::Pano}}};
+constexpr std::array<Render::Named<Render::ClipEffect>, 3> clipEffectNames{{{"inside", Render::ClipEffect::ShowInside},
+                                                                           {"outside", Render::ClipEffect::ShowOutside},
+                                                                           {"highlight", Render::ClipEffect::Highlight}}};
 
 // The options of the scene commands (render, pick, and the viewer): names, defaults, help.
 const OptionText sizeOption{"--size", "1280x720", "Size of each picture, WIDTHxHEIGHT"};
@@ -36,6 +42,17 @@ const OptionText passFailOption{"--pass-fail", "", "The pass/fail band of distan
 const OptionText warnOption{"--warn", "", "The warning band of distances MIN,MAX (default: the renderer's, -0.25,0.25)"};
 const OptionText panoAtOption{"--pano-at", "", "The panorama's centre X,Y,Z in the stores' coordinates (default: the "
                                                    "middle of the stores)"};
+const OptionText clipBoxOption{"--clip-box", "", "A clip box X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]] in the stores' "
+                                                 "coordinates: its centre and its sizes along its own axes, turned by HEADING "
+                                                 "degrees about z (counter-clockwise from x), then PITCH about its y and ROLL "
+                                                 "about its x; may be repeated"};
+const OptionText clipPolygonOption{"--clip-polygon", "", "A vertical clip prism over the polygon X1,Y1,X2,Y2,... (the stores' "
+                                                         "coordinates); may be repeated"};
+const OptionText clipHeightsOption{"--clip-heights", "", "The clip prisms' bottom and top MIN,MAX (default: none, they reach "
+                                                         "up and down without end)"};
+const OptionText clipEffectOption{"--clip-effect", "inside", "What the clip boxes and prisms do: inside (only what lies inside "
+                                                             "them is drawn), outside (what lies inside is cut away) or "
+                                                             "highlight"};
 // The pick and thumbnail commands' own.
 const OptionText atOption{"--at", "", "The pixel X,Y of the picture (0,0 is the top left)"};
 const OptionText toleranceOption{"--tolerance", "", "Pick the point nearest to the eye among the pixels up to this far (at least 1)"};
@@ -55,6 +72,25 @@ DistanceRange parseRange(const std::string& text, const std::string& what)
     if (!(range.min < range.max))
         throw std::invalid_argument(what + " needs MIN below MAX, not '" + text + "'");
     return range;
+}
+
+Math::OrientedBox parseClipBox(const std::string& text, const std::string& what)
+{
+    const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')) + 1;
+    const std::string shape = "X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]]";
+    const std::vector<std::string> numbers = splitList(text, count == 7 || count == 9 ? count : 6, what, shape);
+    std::array<double, 9> values{};
+    const char* names[] = {"X", "Y", "Z", "LENGTH", "WIDTH", "HEIGHT", "HEADING", "PITCH", "ROLL"};
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        values[i] = parseReal(numbers[i], what + "'s " + names[i]);
+    constexpr double degrees = std::numbers::pi / 180.0;
+    try {
+        return Math::OrientedBox::fromAngles({values[0], values[1], values[2]},
+                                             0.5 * Eigen::Vector3d(values[3], values[4], values[5]), values[6] * degrees,
+                                             values[7] * degrees, values[8] * degrees);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(what + " '" + text + "': " + error.what());
+    }
 }
 
 ViewKind parseView(const std::string& name)
@@ -95,6 +131,10 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
         ->delimiter(',')
         ->excludes(pano);
     addOption(command, panoAtOption, mPanoAt);
+    command.add_option(clipBoxOption.name, mClipBoxes, clipBoxOption.help);
+    command.add_option(clipPolygonOption.name, mClipPolygons, clipPolygonOption.help);
+    addOption(command, clipHeightsOption, mClipHeights);
+    addOption(command, clipEffectOption, mClipEffect);
 }
 
 void SceneCommandLine::finish()
@@ -128,6 +168,26 @@ void SceneCommandLine::finish()
         const std::vector<std::string> xyz = splitList(mPanoAt, 3, "--pano-at", "three numbers X,Y,Z");
         mOptions.panoAt = {parseReal(xyz[0], "--pano-at's X"), parseReal(xyz[1], "--pano-at's Y"),
                            parseReal(xyz[2], "--pano-at's Z")};
+    }
+    mOptions.clipShapes.clear();
+    for (const std::string& box : mClipBoxes)
+        mOptions.clipShapes.emplace_back(parseClipBox(box, "--clip-box"));
+    double bottom = -std::numeric_limits<double>::infinity();
+    double top = std::numeric_limits<double>::infinity();
+    if (!mClipHeights.empty()) {
+        const DistanceRange range = parseRange(mClipHeights, "--clip-heights");
+        bottom = range.min;
+        top = range.max;
+    }
+    for (const std::string& polygon : mClipPolygons)
+        mOptions.clipShapes.emplace_back(Render::ClipPrism{parsePolygon(polygon, "--clip-polygon"), bottom, top});
+    mOptions.clipEffect = Render::valueNamed<Render::ClipEffect>(clipEffectNames, mClipEffect, "clip effect");
+    try {
+        Render::ClipVolumes limits; // refuses more than the shaders hold
+        for (const auto& shape : mOptions.clipShapes)
+            limits.add(shape, mOptions.clipEffect);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(std::string("--clip-box and --clip-polygon: ") + error.what());
     }
     const bool hasPano = mOptions.pano || !mOptions.panoCube.empty();
     if (std::find(mOptions.views.begin(), mOptions.views.end(), ViewKind::Pano) != mOptions.views.end() && !hasPano)

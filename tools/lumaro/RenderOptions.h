@@ -3,6 +3,7 @@
 #include "CommandLineText.h"
 
 #include <lumaro/math/Color.h>
+#include <lumaro/render/core/ClipVolumes.h>
 #include <lumaro/render/core/Coloring.h>
 #include <lumaro/render/gpu/ColorMap.h>
 
@@ -64,6 +65,9 @@ struct RenderOptions {
     std::optional<std::filesystem::path> panoDepth;
     std::vector<std::filesystem::path> panoCube;
     std::optional<std::array<double, 3>> panoAt;
+    // Boxes and prisms in the stores' coordinates that clip what is drawn, all with one effect.
+    std::vector<Render::ClipVolumes::Shape> clipShapes;
+    Render::ClipEffect clipEffect = Render::ClipEffect::ShowInside;
 };
 
 // What `lumaro pick` is asked for: the scene of `render` (its first view and colouring), a pixel,
@@ -90,6 +94,9 @@ struct ThumbnailOptions {
 ViewKind parseView(const std::string& name);
 // "MIN,MAX", two finite numbers with MIN below MAX.
 DistanceRange parseRange(const std::string& text, const std::string& what);
+// "X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]]": a box around (X, Y, Z) of those sizes along
+// its own axes, turned by the angles in degrees (see Math::OrientedBox::fromAngles).
+Math::OrientedBox parseClipBox(const std::string& text, const std::string& what);
 
 // The options that say which stores to load and how to look at them, added to a subcommand;
 // their values land in `options` once parsing is done and finish() was called.
@@ -117,6 +124,10 @@ private:
     bool mSigned = false;
     bool mUnsigned = false;
     std::string mPanoAt;
+    std::vector<std::string> mClipBoxes;
+    std::vector<std::string> mClipPolygons;
+    std::string mClipHeights;
+    std::string mClipEffect;
 };
 
 // The subcommands `render`, `pick` and `thumbnail`; finish() converts what the parsed one was

@@ -76,11 +76,15 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
             cloud->setMaxPointSize(*options.maxPointSize);
     }
     mRenderer.setScene(group);
+    const Render::ClipVolumes clip = clipVolumes();
+    for (const auto& cloud : mSite.clouds())
+        cloud->setClipVolumes(clip);
     // Meshes are in the stores' coordinates: moved like the first store. Each is read when the
     // (initialised) group takes it.
     for (const std::filesystem::path& path : options.meshes) {
         auto mesh = Render::MeshRenderable::create(path, options.meshScale, path.filename().string());
         mesh->setMatrix(mSite.sceneFromStores());
+        mesh->setClipVolumes(clip);
         readFile("mesh", path, [&] {
             group->add(mesh);
             return 0;
@@ -149,6 +153,26 @@ void StoreScene::color(Render::Coloring coloring)
     mRenderer.render();
 }
 
+
+Render::ClipVolumes StoreScene::clipVolumes() const
+{
+    const Eigen::Vector3d& origin = mSite.origin();
+    Render::ClipVolumes volumes;
+    for (const Render::ClipVolumes::Shape& shape : mOptions.clipShapes) {
+        if (const auto* box = std::get_if<Math::OrientedBox>(&shape)) {
+            volumes.add(Math::OrientedBox(Math::Point<double, 3>(box->centre() - origin), box->halfExtents(), box->rotation()),
+                        mOptions.clipEffect);
+            continue;
+        }
+        const Render::ClipPrism& prism = std::get<Render::ClipPrism>(shape);
+        std::vector<Math::Point<double, 2>> corners;
+        for (const Math::Point<double, 2>& corner : prism.footprint.vertices())
+            corners.emplace_back(corner - origin.head<2>());
+        volumes.add(Render::ClipPrism{Math::Polygon(corners), prism.bottom - origin.z(), prism.top - origin.z()},
+                    mOptions.clipEffect);
+    }
+    return volumes;
+}
 
 void StoreScene::addPanorama(Render::GroupRenderable& group)
 {

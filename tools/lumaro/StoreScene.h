@@ -40,6 +40,8 @@ public:
     void color(Render::Coloring coloring);
 
 private:
+    // The options' clip boxes and prisms, moved from the stores' coordinates into the scene's.
+    Render::ClipVolumes clipVolumes() const;
     // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
     void addPanorama(Render::GroupRenderable& group);
     // A damaged node or hierarchy chunk only warns.

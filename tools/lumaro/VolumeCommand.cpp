@@ -52,15 +52,7 @@ void VolumeCommandLine::finish()
 {
     if (!parsed())
         return;
-    const std::size_t count = static_cast<std::size_t>(std::count(m_polygon.begin(), m_polygon.end(), ',')) + 1;
-    const std::vector<std::string> numbers = splitList(m_polygon, count, "--polygon", "X1,Y1,X2,Y2,...");
-    if (count % 2 != 0)
-        throw std::invalid_argument("--polygon needs pairs of coordinates X1,Y1,X2,Y2,..., not " + std::to_string(count)
-                                    + " numbers");
-    std::vector<Math::Point<double, 2>> corners;
-    for (std::size_t i = 0; i + 1 < count; i += 2)
-        corners.emplace_back(parseReal(numbers[i], "--polygon's X" + std::to_string(i / 2 + 1)),
-                             parseReal(numbers[i + 1], "--polygon's Y" + std::to_string(i / 2 + 1)));
+    Math::Polygon polygon = parsePolygon(m_polygon, "--polygon");
     Measure::VolumeBase base;
     if (m_base == "lowest")
         base.kind = Measure::VolumeBase::Kind::Lowest;
@@ -69,11 +61,7 @@ void VolumeCommandLine::finish()
     else
         base = {Measure::VolumeBase::Kind::Height, parseReal(m_base, "--base (a height, lowest or fit)")};
     const float cell = parseNumber(m_cell, 0.0f, true, "--cell");
-    try {
-        m_options = std::make_unique<Measure::VolumeOptions>(Measure::VolumeOptions{Math::Polygon(corners), cell, base});
-    } catch (const std::invalid_argument& error) {
-        throw std::invalid_argument(std::string("--polygon: ") + error.what());
-    }
+    m_options = std::make_unique<Measure::VolumeOptions>(Measure::VolumeOptions{std::move(polygon), cell, base});
 }
 
 int VolumeCommandLine::run() const

@@ -1,6 +1,7 @@
 #include "ViewerInput.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <array>
 #include <utility>
 
@@ -20,6 +21,8 @@ constexpr std::array<std::pair<char, Render::Coloring>, 6> coloringKeys{{
 }};
 
 constexpr std::size_t smallestBudget = 1000;
+// A press and release this close together (in pixels, along each axis) is a click, not a drag.
+constexpr int clickSlack = 3;
 // A wheel notch moves a fifth of the way to the point under the cursor.
 constexpr float zoomPerNotch = 0.2f;
 
@@ -49,6 +52,9 @@ ViewerAction ViewerInput::press(int x, int y, Button button, Modifiers modifiers
 {
     m_lastX = x;
     m_lastY = y;
+    m_pressX = x;
+    m_pressY = y;
+    m_leftDown = button == Button::Left && !modifiers.control && !modifiers.shift;
     if (button == Button::Left && (modifiers.control || modifiers.shift)) {
         ViewerAction pick = action(modifiers.shift ? Kind::PickWithPlane : Kind::Pick);
         pick.x = x;
@@ -77,9 +83,17 @@ ViewerAction ViewerInput::move(int x, int y, float windowHeight)
     return action(Kind::MoveCamera);
 }
 
-void ViewerInput::release()
+ViewerAction ViewerInput::release(int x, int y)
 {
     m_drag = Drag::None;
+    const bool click = m_leftDown && std::abs(x - m_pressX) <= clickSlack && std::abs(y - m_pressY) <= clickSlack;
+    m_leftDown = false;
+    if (!click || m_tool.mode() == MeasuringTool::Mode::Off)
+        return {};
+    ViewerAction measure = action(Kind::MeasurePoint);
+    measure.x = x;
+    measure.y = y;
+    return measure;
 }
 
 ViewerAction ViewerInput::wheel(int x, int y, float notches, const PointUnder& pointUnder)
@@ -99,6 +113,20 @@ ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundi
         ViewerAction change = action(Kind::ChangeColorMap);
         change.colorMap = m_colorMap;
         return change;
+    }
+    if (key == 'M' || key == 'P') {
+        m_tool.toggle(key == 'M' ? MeasuringTool::Mode::Line : MeasuringTool::Mode::Polygon);
+        return action(Kind::MeasureChanged);
+    }
+    if (m_tool.mode() != MeasuringTool::Mode::Off) {
+        if (key == '\x1b') {
+            m_tool.cancel();
+            return action(Kind::MeasureChanged);
+        }
+        if (key == '\b')
+            return m_tool.undo() ? action(Kind::MeasureChanged) : ViewerAction{};
+        if (key == '\r' && m_tool.mode() == MeasuringTool::Mode::Polygon)
+            return action(Kind::MeasureClose);
     }
     if (key == '+' || key == '-') {
         const bool more = key == '+';

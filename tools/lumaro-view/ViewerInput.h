@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MeasuringTool.h"
 #include "OrbitNavigator.h"
 
 #include <lumaro/math/NBoundingBox.h>
@@ -25,6 +26,9 @@ struct ViewerAction {
         ChangeColorMap,  // show `colorMap`
         ChangeBudget,    // load within `budget` points
         ChangePointSize, // make the points `pointSizeStep` pixels larger (or smaller)
+        MeasurePoint,    // the measuring tool takes the point under (x, y)
+        MeasureClose,    // the measuring tool closes its polygon
+        MeasureChanged,  // the measuring tool changed its mode or dropped points: show it
     };
     Kind kind = Kind::Nothing;
     int x = 0;
@@ -41,6 +45,9 @@ struct ViewerAction {
 // under the cursor; Ctrl+click picks, Shift+click picks with a plane. Keys: 1-6 colourings (rgb,
 // intensity, elevation, normal, uniform, tomographic), C the next colour map, F frames the scene,
 // + and - the point size, with Shift the budget (doubled or halved, at least 1000 points).
+// Measuring: M measures lines, P a polygon (the same key again stops); while measuring, a left
+// click (pressed and released within a few pixels) takes the point under it, Enter closes the
+// polygon, Backspace drops the last point and Escape all of them.
 class ViewerInput {
 public:
     enum class Button { Left, Right, Middle };
@@ -58,25 +65,33 @@ public:
     Render::Coloring coloring() const { return m_coloring; }
     Render::ColorMap colorMap() const { return m_colorMap; }
     std::size_t budget() const { return m_budget; }
+    MeasuringTool& measuringTool() { return m_tool; }
+    const MeasuringTool& measuringTool() const { return m_tool; }
 
     ViewerAction press(int x, int y, Button button, Modifiers modifiers, const PointUnder& pointUnder);
     ViewerAction move(int x, int y, float windowHeight);
-    void release();
+    // The end of a press: a click while measuring asks for the point under (x, y).
+    ViewerAction release(int x, int y);
     // `notches` of the wheel: positive away from the user, toward the scene.
     ViewerAction wheel(int x, int y, float notches, const PointUnder& pointUnder);
-    // `key` is an upper-case letter, a digit, '+' or '-'. `scene` is the box F frames.
+    // `key` is an upper-case letter, a digit, '+', '-', or '\r', '\b' and '\x1b' for Enter,
+    // Backspace and Escape. `scene` is the box F frames.
     ViewerAction key(char key, Modifiers modifiers, const Math::NBoundingBox<float, 3>& scene);
 
 private:
     enum class Drag { None, Orbit, Pan };
 
     OrbitNavigator m_navigator;
+    MeasuringTool m_tool;
     Render::Coloring m_coloring;
     Render::ColorMap m_colorMap;
     std::size_t m_budget;
     Drag m_drag = Drag::None;
     int m_lastX = 0;
     int m_lastY = 0;
+    int m_pressX = 0;
+    int m_pressY = 0;
+    bool m_leftDown = false;
 };
 
 } // namespace Tool

@@ -21,6 +21,8 @@ namespace {
 constexpr wchar_t WINDOW_CLASS[] = L"LumaroView";
 // Posted by the loading threads after each published node set.
 constexpr UINT WM_NODES_PUBLISHED = WM_APP + 1;
+// Posted by the volume's thread when its progress moves and when it ends.
+constexpr UINT WM_VOLUME_PROGRESS = WM_APP + 2;
 // WM_COPYDATA tag of a screenshot request: the data are the UTF-8 path of the PNG to write.
 constexpr ULONG_PTR SCREENSHOT_REQUEST = 0x53484F54; // "SHOT"
 constexpr std::size_t PICK_TOLERANCE = 8;
@@ -150,6 +152,9 @@ void ViewerWindow::updateTitle()
             points += cloud->numVisiblePoints();
         title << " - " << points << " / " << m_input.budget() << " points - "
               << static_cast<int>(m_frameMilliseconds + 0.5) << " ms - " << Render::nameOf(m_input.coloring());
+        const std::string measuring = m_input.measuringTool().status();
+        if (!measuring.empty())
+            title << " - " << measuring;
         if (!m_status.empty())
             title << " - " << m_status;
     }
@@ -162,6 +167,10 @@ void ViewerWindow::applyCamera()
     renderer().setCameraPose(navigator.eye(), navigator.pivot(), navigator.up());
     const float distance = (navigator.pivot() - navigator.eye()).norm();
     renderer().setPerspective(OrbitNavigator::FIELD_OF_VIEW_DEGREES, distance * 1e-3f, distance * 1e3f, 0.0f, 0.0f);
+    // The measurement's markers keep their size on screen.
+    const MeasuringTool& tool = m_input.measuringTool();
+    if (!tool.points().empty() || tool.last())
+        showMeasuring();
 }
 
 std::optional<Math::Point<float, 3>> ViewerWindow::pointUnder(int x, int y)
@@ -207,6 +216,74 @@ void ViewerWindow::pickAt(int x, int y, bool withPlane)
     report(line);
 }
 
+void ViewerWindow::measureAt(int x, int y)
+{
+    const std::optional<Math::Point<float, 3>> point = pointUnder(x, y);
+    if (!point) {
+        report("measuring: no point under the cursor");
+        return;
+    }
+    if (const std::optional<Measurement> line = m_input.measuringTool().add(m_scene->storeCoordinates(*point)))
+        report(line->text());
+    showMeasuring();
+}
+
+void ViewerWindow::closePolygon()
+{
+    Measurement polygon;
+    try {
+        polygon = m_input.measuringTool().close();
+    } catch (const std::invalid_argument& error) {
+        report(std::string("cannot close the polygon: ") + error.what());
+        return;
+    }
+    showMeasuring();
+    m_polygonText = polygon.text();
+    report(m_polygonText);
+    // The volume over it, at full resolution, on a thread of its own.
+    m_volume.reset();
+    Measure::Stores stores;
+    for (const auto& cloud : m_scene->clouds())
+        stores.push_back(cloud->octree());
+    const Math::Polygon& footprint = *polygon.footprint;
+    const HWND window = m_window;
+    m_volume = std::make_unique<BackgroundVolume>(
+        stores, Measure::VolumeOptions{footprint, BackgroundVolume::cellFor(footprint), {Measure::VolumeBase::Kind::Fit}},
+        [window] { PostMessageW(window, WM_VOLUME_PROGRESS, 0, 0); });
+}
+
+void ViewerWindow::onVolumeProgress()
+{
+    if (!m_volume)
+        return;
+    if (m_volume->finished()) {
+        report(m_polygonText + "; " + m_volume->text());
+        m_volume.reset();
+        return;
+    }
+    m_status = "measuring the volume " + std::to_string(static_cast<int>(m_volume->progress() * 100.0)) + "%";
+    updateTitle();
+}
+
+// The options' clip volumes, and the measuring tool's points and last measurement highlighted.
+void ViewerWindow::showMeasuring()
+{
+    Render::ClipVolumes volumes = m_scene->optionClipVolumes();
+    std::size_t vertices = 0;
+    for (const auto& volume : volumes.volumes())
+        if (const auto* prism = std::get_if<Render::ClipPrism>(&volume.shape))
+            vertices += prism->footprint.size();
+    const OrbitNavigator& navigator = m_input.navigator();
+    const double marker = std::max(1e-3, static_cast<double>((navigator.pivot() - navigator.eye()).norm()) / 150.0);
+    const Render::ClipVolumes shown = m_input.measuringTool().highlights(
+        m_scene->site().origin(), marker, Render::ClipVolumes::maxVolumes - volumes.volumes().size(),
+        Render::ClipVolumes::maxFootprintVertices - vertices);
+    for (const auto& volume : shown.volumes())
+        volumes.add(volume.shape, volume.effect);
+    m_scene->setClipVolumes(volumes);
+    updateTitle();
+}
+
 void ViewerWindow::carryOut(const ViewerAction& action)
 {
     using Kind = ViewerAction::Kind;
@@ -235,6 +312,15 @@ void ViewerWindow::carryOut(const ViewerAction& action)
     case Kind::ChangePointSize:
         for (const auto& cloud : m_scene->clouds())
             cloud->setMaxPointSize(std::clamp(cloud->maxPointSize() + action.pointSizeStep, 1.0f, 64.0f));
+        break;
+    case Kind::MeasurePoint:
+        measureAt(action.x, action.y);
+        break;
+    case Kind::MeasureClose:
+        closePolygon();
+        break;
+    case Kind::MeasureChanged:
+        showMeasuring();
         break;
     }
     updateTitle();
@@ -295,6 +381,7 @@ void ViewerWindow::paintError()
 // Stops every loading thread before the window and the renderer go.
 void ViewerWindow::shutDown()
 {
+    m_volume.reset();
     if (m_scene)
         for (const auto& cloud : m_scene->clouds())
             cloud->stopAsyncReload();
@@ -339,8 +426,11 @@ LRESULT ViewerWindow::handle(UINT message, WPARAM wParam, LPARAM lParam)
     case WM_LBUTTONUP:
     case WM_RBUTTONUP:
     case WM_MBUTTONUP:
-        m_input.release();
         ReleaseCapture();
+        carryOut(m_input.release(x, y));
+        return 0;
+    case WM_VOLUME_PROGRESS:
+        onVolumeProgress();
         return 0;
     case WM_MOUSEMOVE:
         carryOut(m_input.move(x, y, static_cast<float>(m_options.height)));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BackgroundVolume.h"
 #include "SwapChainPresenter.h"
 #include "ViewerInput.h"
 
@@ -35,6 +36,10 @@ private:
     std::optional<Math::Point<float, 3>> pointUnder(int x, int y);
     void report(const std::string& line);
     void pickAt(int x, int y, bool withPlane);
+    void measureAt(int x, int y);
+    void closePolygon();
+    void showMeasuring();
+    void onVolumeProgress();
     void carryOut(const ViewerAction& action);
     void reportLoadingErrors();
     void onResize(UINT width, UINT height);
@@ -51,6 +56,8 @@ private:
     HWND m_window = nullptr;
     std::unique_ptr<StoreScene> m_scene;
     std::unique_ptr<SwapChainPresenter> m_presenter;
+    std::unique_ptr<BackgroundVolume> m_volume;
+    std::string m_polygonText;
     ViewerInput m_input;
     std::string m_error;
     std::string m_status;

@@ -76,15 +76,12 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
             cloud->setMaxPointSize(*options.maxPointSize);
     }
     mRenderer.setScene(group);
-    const Render::ClipVolumes clip = clipVolumes();
-    for (const auto& cloud : mSite.clouds())
-        cloud->setClipVolumes(clip);
     // Meshes are in the stores' coordinates: moved like the first store. Each is read when the
     // (initialised) group takes it.
     for (const std::filesystem::path& path : options.meshes) {
         auto mesh = Render::MeshRenderable::create(path, options.meshScale, path.filename().string());
         mesh->setMatrix(mSite.sceneFromStores());
-        mesh->setClipVolumes(clip);
+        mMeshes.push_back(mesh);
         readFile("mesh", path, [&] {
             group->add(mesh);
             return 0;
@@ -104,6 +101,7 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
         if (options.warn)
             mRenderer.setWarnDistanceRange(options.warn->min, options.warn->max);
     }
+    setClipVolumes(optionClipVolumes());
     mBox = mRenderer.boundingBox();
     if (options.pano || !options.panoCube.empty())
         addPanorama(*group);
@@ -154,7 +152,15 @@ void StoreScene::color(Render::Coloring coloring)
 }
 
 
-Render::ClipVolumes StoreScene::clipVolumes() const
+void StoreScene::setClipVolumes(const Render::ClipVolumes& volumes)
+{
+    for (const auto& cloud : mSite.clouds())
+        cloud->setClipVolumes(volumes);
+    for (const auto& mesh : mMeshes)
+        mesh->setClipVolumes(volumes);
+}
+
+Render::ClipVolumes StoreScene::optionClipVolumes() const
 {
     const Eigen::Vector3d& origin = mSite.origin();
     Render::ClipVolumes volumes;

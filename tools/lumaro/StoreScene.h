@@ -6,6 +6,7 @@
 #include <lumaro/math/Point.h>
 #include <lumaro/render/core/Renderer.h>
 #include <lumaro/render/pointcloud/PointCloudRenderable.h>
+#include <lumaro/render/renderables/MeshRenderable.h>
 #include <lumaro/render/renderables/SiteGroup.h>
 
 #include <Eigen/Core>
@@ -39,9 +40,12 @@ public:
     // Sets the colouring (walking again when the mesh-distance mode starts) and renders.
     void color(Render::Coloring coloring);
 
-private:
     // The options' clip boxes and prisms, moved from the stores' coordinates into the scene's.
-    Render::ClipVolumes clipVolumes() const;
+    Render::ClipVolumes optionClipVolumes() const;
+    // Clips (and highlights) every cloud and mesh of the scene with these volumes instead.
+    void setClipVolumes(const Render::ClipVolumes& volumes);
+
+private:
     // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
     void addPanorama(Render::GroupRenderable& group);
     // A damaged node or hierarchy chunk only warns.
@@ -50,6 +54,7 @@ private:
     const RenderOptions& mOptions;
     Render::Renderer mRenderer;
     Render::SiteGroup mSite;
+    std::vector<std::shared_ptr<Render::MeshRenderable>> mMeshes;
     Math::NBoundingBox<float, 3> mBox;
     Math::Point<float, 3> mPanoCentre{0.0f, 0.0f, 0.0f};
 };

@@ -50,7 +50,7 @@ TEST(ViewerInput, ClicksWithModifiersPickAndPlainClicksDragTheCamera)
     EXPECT_EQ(input.move(160, 120, 600.0f).kind, Kind::MoveCamera);
     EXPECT_NEAR((input.navigator().eye() - picked).norm(), distance, 1e-4f);
     EXPECT_FALSE(input.navigator().eye().isApprox(eye));
-    input.release();
+    EXPECT_EQ(input.release(160, 120).kind, Kind::Nothing) << "a drag is no click";
     EXPECT_EQ(input.move(200, 200, 600.0f).kind, Kind::Nothing);
 
     // A right drag pans: eye and pivot move by the same vector; the point under the cursor does
@@ -113,6 +113,48 @@ TEST(ViewerInput, KeysChooseColouringColourMapBudgetPointSizeAndFraming)
     EXPECT_EQ(input.key('F', {}, elsewhere).kind, Kind::MoveCamera);
     EXPECT_TRUE(input.navigator().pivot().isApprox(Point(12.0f, 22.0f, 1.0f)));
     EXPECT_EQ(input.key('Q', {}, unitCube).kind, Kind::Nothing);
+}
+
+// M and P start measuring; while measuring a click (not a drag, not a pick) asks for the point
+// under it; Enter closes a polygon, Backspace and Escape drop points.
+TEST(ViewerInput, MeasuringTakesClicksAndKeys)
+{
+    ViewerInput input = framed();
+    using Mode = Tool::MeasuringTool::Mode;
+    const auto click = [&](int x, int y) {
+        input.press(x, y, ViewerInput::Button::Left, {}, nothing);
+        return input.release(x + 2, y - 3);
+    };
+    EXPECT_EQ(click(10, 10).kind, Kind::Nothing) << "no measuring yet";
+    EXPECT_EQ(input.key('M', {}, unitCube).kind, Kind::MeasureChanged);
+    EXPECT_EQ(input.measuringTool().mode(), Mode::Line);
+    const ViewerAction measure = click(30, 40);
+    EXPECT_EQ(measure.kind, Kind::MeasurePoint);
+    EXPECT_EQ(measure.x, 32);
+    EXPECT_EQ(measure.y, 37);
+    // A drag orbits and takes no point; a control-click picks.
+    input.press(30, 40, ViewerInput::Button::Left, {}, nothing);
+    EXPECT_EQ(input.move(80, 40, 600.0f).kind, Kind::MoveCamera);
+    EXPECT_EQ(input.release(80, 40).kind, Kind::Nothing);
+    EXPECT_EQ(input.press(5, 5, ViewerInput::Button::Left, {true, false}, nothing).kind, Kind::Pick);
+    EXPECT_EQ(input.release(5, 5).kind, Kind::Nothing);
+    input.press(5, 5, ViewerInput::Button::Right, {}, nothing);
+    EXPECT_EQ(input.release(5, 5).kind, Kind::Nothing) << "only the left button measures";
+    EXPECT_EQ(input.key('\r', {}, unitCube).kind, Kind::Nothing) << "a line does not close";
+
+    EXPECT_EQ(input.key('P', {}, unitCube).kind, Kind::MeasureChanged);
+    EXPECT_EQ(input.measuringTool().mode(), Mode::Polygon);
+    EXPECT_EQ(input.key('\b', {}, unitCube).kind, Kind::Nothing) << "no point to drop";
+    input.measuringTool().add({1, 2, 3});
+    input.measuringTool().add({4, 5, 6});
+    EXPECT_EQ(input.key('\b', {}, unitCube).kind, Kind::MeasureChanged);
+    EXPECT_EQ(input.measuringTool().points().size(), 1u);
+    EXPECT_EQ(input.key('\x1b', {}, unitCube).kind, Kind::MeasureChanged);
+    EXPECT_TRUE(input.measuringTool().points().empty());
+    EXPECT_EQ(input.key('\r', {}, unitCube).kind, Kind::MeasureClose);
+    EXPECT_EQ(input.key('P', {}, unitCube).kind, Kind::MeasureChanged);
+    EXPECT_EQ(input.measuringTool().mode(), Mode::Off);
+    EXPECT_EQ(click(10, 10).kind, Kind::Nothing);
 }
 
 } // namespace

@@ -245,6 +245,30 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
         EXPECT_LE(value, facts["tight_bounds"]["max"][axis].get<double>() + 0.01) << title;
     }
 
+    // The measuring tool: M, then two clicks measure a line between two points of the store; P,
+    // three clicks and Enter a polygon's area and, in the background, the volume over it.
+    viewer.post(WM_KEYDOWN, 'M');
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("measuring lines") != std::string::npos; }, 10s));
+    for (const auto& [x, y] : {std::pair(WIDTH / 2, HEIGHT / 2), std::pair(WIDTH / 2 + 40, HEIGHT / 2 + 10)}) {
+        viewer.post(WM_LBUTTONDOWN, MK_LBUTTON, x, y);
+        viewer.post(WM_LBUTTONUP, 0, x, y);
+    }
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("distance") != std::string::npos; }, 10s))
+        << viewer.title();
+    ASSERT_TRUE(std::regex_search(viewer.title(), match, std::regex("distance ([0-9.]+) horizontal ([0-9.]+)"))) << viewer.title();
+    EXPECT_GT(std::stod(match[1]), 0.0);
+    EXPECT_GE(std::stod(match[1]), std::stod(match[2]));
+    viewer.post(WM_KEYDOWN, 'P');
+    for (const auto& [x, y] : {std::pair(WIDTH / 2 - 30, HEIGHT / 2 - 20), std::pair(WIDTH / 2 + 30, HEIGHT / 2 - 20),
+                               std::pair(WIDTH / 2, HEIGHT / 2 + 30)}) {
+        viewer.post(WM_LBUTTONDOWN, MK_LBUTTON, x, y);
+        viewer.post(WM_LBUTTONUP, 0, x, y);
+    }
+    viewer.post(WM_KEYDOWN, VK_RETURN);
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("volume above") != std::string::npos; }, 30s))
+        << viewer.title();
+    EXPECT_TRUE(std::regex_search(viewer.title(), std::regex("area [0-9.]+ in plan"))) << viewer.title();
+
     // The picture follows the window's size.
     viewer.resizeClientArea(WIDTH + 80, HEIGHT + 60);
     ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.screenshot().width() == WIDTH + 80u; }, 10s));

@@ -255,7 +255,8 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
     }
     ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("distance") != std::string::npos; }, 10s))
         << viewer.title();
-    ASSERT_TRUE(std::regex_search(viewer.title(), match, std::regex("distance ([0-9.]+) horizontal ([0-9.]+)"))) << viewer.title();
+    const std::string measured = viewer.title();
+    ASSERT_TRUE(std::regex_search(measured, match, std::regex("distance ([0-9.]+) horizontal ([0-9.]+)"))) << measured;
     EXPECT_GT(std::stod(match[1]), 0.0);
     EXPECT_GE(std::stod(match[1]), std::stod(match[2]));
     viewer.post(WM_KEYDOWN, 'P');
@@ -267,7 +268,8 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
     viewer.post(WM_KEYDOWN, VK_RETURN);
     ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("volume above") != std::string::npos; }, 30s))
         << viewer.title();
-    EXPECT_TRUE(std::regex_search(viewer.title(), std::regex("area [0-9.]+ in plan"))) << viewer.title();
+    const std::string area = viewer.title();
+    EXPECT_TRUE(std::regex_search(area, std::regex("area [0-9.]+ in plan"))) << area;
 
     // The picture follows the window's size.
     viewer.resizeClientArea(WIDTH + 80, HEIGHT + 60);

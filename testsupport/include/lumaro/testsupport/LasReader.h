@@ -25,4 +25,9 @@ struct LasFile {
 // Reads LAS 1.2 to 1.4 files with point formats 0 to 3, 6 and 7 (enough for the test data).
 LasFile readLas(const std::filesystem::path& file);
 
+// Reads a LAS or LAZ file through LASzip (any point format; the class is the extended one for
+// formats 6 and above). Windows test programs that link the DLL take LASzip from here: the DLL
+// exports the LASzip functions it links, so a test's own calls would find two of each.
+LasFile readLaz(const std::filesystem::path& file);
+
 } // namespace TestSupport

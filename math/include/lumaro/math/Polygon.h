@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <vector>
 
+/// Points, boxes, planes, polygons and colours: the geometry the other libraries share.
 namespace Math {
 
 /// A simple polygon in the plane (x, y), in double precision: the footprint of a measured volume,

@@ -12,6 +12,8 @@
 #include <stop_token>
 #include <vector>
 
+/// Measurements of point-cloud stores at full resolution: profiles along corridors, volumes over
+/// polygons, and the distances, slopes and areas of picked points.
 namespace Measure {
 
 /// The stores a measurement reads: the stores of one site, which share their coordinates (as

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -36,21 +37,86 @@ HeightGrid::HeightGrid(const Math::Polygon& polygon, double cellSize)
     m_heights.assign(m_columns * m_rows, 0.0);
     m_counts.assign(m_columns * m_rows, 0);
     m_areas.assign(m_columns * m_rows, 0.0);
-    for (std::size_t row = 0; row < m_rows; ++row)
-        for (std::size_t column = 0; column < m_columns; ++column)
-            m_areas[index(column, row)] = polygon.clip(square(column, row)).area;
+    findEdgeCells();
+    // Cells that no edge passes through lie wholly inside or outside, alike along a row until the
+    // next edge: one containment test a run, an exact clip only where edges pass.
+    for (std::size_t row = 0; row < m_rows; ++row) {
+        std::optional<bool> runInside;
+        for (std::size_t column = 0; column < m_columns; ++column) {
+            const std::size_t i = index(column, row);
+            const Math::NBoundingBox<double, 2> cell = square(column, row);
+            if (m_edge[i]) {
+                m_areas[i] = polygon.clip(cell).area;
+                runInside.reset();
+                continue;
+            }
+            if (!runInside)
+                runInside = polygon.contains(cell.center());
+            m_areas[i] = *runInside ? cell.size().prod() : 0.0;
+        }
+    }
 }
 
-void HeightGrid::add(double x, double y, double z)
+void HeightGrid::findEdgeCells()
 {
-    // Points on the far edge of the bounds belong to the last cell.
-    const auto cell = [this](double offset, std::size_t cells) {
-        const double at = std::floor(offset / m_cellSize);
-        return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), cells - 1);
-    };
-    const std::size_t i = index(cell(x - m_origin.x(), m_columns), cell(y - m_origin.y(), m_rows));
-    m_heights[i] += z;
-    ++m_counts[i];
+    m_edge.assign(m_columns * m_rows, 0);
+    const auto& vertices = m_polygon.vertices();
+    for (std::size_t row = 0; row < m_rows; ++row) {
+        const Math::NBoundingBox<double, 2> band = square(0, row);
+        const double y0 = band.min().y();
+        const double y1 = band.max().y();
+        for (std::size_t k = 0; k < vertices.size(); ++k) {
+            const Math::Point<double, 2>& a = vertices[k];
+            const Math::Point<double, 2>& b = vertices[(k + 1) % vertices.size()];
+            if (std::max(a.y(), b.y()) < y0 || std::min(a.y(), b.y()) > y1)
+                continue;
+            // The x range of the part of the edge within the row's band.
+            double x0 = std::min(a.x(), b.x());
+            double x1 = std::max(a.x(), b.x());
+            if (a.y() != b.y()) {
+                const double t0 = std::clamp((y0 - a.y()) / (b.y() - a.y()), 0.0, 1.0);
+                const double t1 = std::clamp((y1 - a.y()) / (b.y() - a.y()), 0.0, 1.0);
+                const double xa = a.x() + t0 * (b.x() - a.x());
+                const double xb = a.x() + t1 * (b.x() - a.x());
+                x0 = std::min(xa, xb);
+                x1 = std::max(xa, xb);
+            }
+            // A column more on each side: rounding at the cells' borders must not hide an edge.
+            const std::size_t first = columnOf(x0);
+            const std::size_t last = columnOf(x1);
+            for (std::size_t column = first == 0 ? 0 : first - 1; column <= std::min(last + 1, m_columns - 1); ++column)
+                m_edge[index(column, row)] = 1;
+        }
+    }
+    m_nearEdge.assign(m_columns * m_rows, 0);
+    for (std::size_t row = 0; row < m_rows; ++row)
+        for (std::size_t column = 0; column < m_columns; ++column)
+            if (m_edge[index(column, row)])
+                for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, m_rows - 1); ++r)
+                    for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, m_columns - 1); ++c)
+                        m_nearEdge[index(c, r)] = 1;
+}
+
+std::size_t HeightGrid::columnOf(double x) const
+{
+    const double at = std::floor((x - m_origin.x()) / m_cellSize);
+    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), m_columns - 1);
+}
+
+std::size_t HeightGrid::rowOf(double y) const
+{
+    const double at = std::floor((y - m_origin.y()) / m_cellSize);
+    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), m_rows - 1);
+}
+
+HeightGrid::Place HeightGrid::place(double x, double y) const
+{
+    const Math::NBoundingBox<double, 2>& bounds = m_polygon.bounds();
+    if (x < bounds.min().x() || x > bounds.max().x() || y < bounds.min().y() || y > bounds.max().y())
+        return {false, true, 0};
+    const std::size_t cell = index(columnOf(x), rowOf(y));
+    const bool inside = m_edge[cell] ? m_polygon.contains(Math::Point<double, 2>(x, y)) : m_areas[cell] > 0.0;
+    return {inside, m_nearEdge[cell] != 0, cell};
 }
 
 Math::NBoundingBox<double, 2> HeightGrid::square(std::size_t column, std::size_t row) const

@@ -22,8 +22,22 @@ public:
     std::size_t columns() const { return m_columns; }
     std::size_t rows() const { return m_rows; }
 
-    // Adds a point that lies inside the polygon.
-    void add(double x, double y, double z);
+    // Where a point in plan lies, known from its cell where the polygon's edges do not pass
+    // through it: `inside`, and `nearEdge` when it may lie within one cell of an edge (its cell or
+    // a neighbour holds an edge, or it lies beyond the grid). `cell` is its cell, when inside.
+    struct Place {
+        bool inside = false;
+        bool nearEdge = true;
+        std::size_t cell = 0;
+    };
+    Place place(double x, double y) const;
+
+    // Adds the height of a point inside the polygon, in the cell place() gave.
+    void add(std::size_t cell, double z)
+    {
+        m_heights[cell] += z;
+        ++m_counts[cell];
+    }
 
     // The cell's square.
     Math::NBoundingBox<double, 2> square(std::size_t column, std::size_t row) const;
@@ -53,6 +67,15 @@ private:
     std::vector<double> m_heights; // sums until finish()
     std::vector<std::uint32_t> m_counts;
     std::vector<double> m_areas; // of the part of the cell's square inside the polygon
+    // Per cell: an edge of the polygon may pass through it; one passes through it or a neighbour.
+    std::vector<std::uint8_t> m_edge;
+    std::vector<std::uint8_t> m_nearEdge;
+
+    // Marks the cells of each row that the edges pass through, and their neighbours.
+    void findEdgeCells();
+    // The column of an x, clamped to the grid.
+    std::size_t columnOf(double x) const;
+    std::size_t rowOf(double y) const;
 };
 
 } // namespace Measure

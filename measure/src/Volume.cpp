@@ -100,12 +100,12 @@ Volume measureVolume(const Stores& stores, const VolumeOptions& options, const P
                 if (!points.isVisible(i) || p[0] < box.min().x() - margin || p[0] > box.max().x() + margin
                     || p[1] < box.min().y() - margin || p[1] > box.max().y() + margin)
                     continue;
-                const Math::Point<double, 2> plan(p[0], p[1]);
-                if (fit && polygon.distanceToEdge(plan) <= cellSize)
+                const HeightGrid::Place place = grid.place(p[0], p[1]);
+                if (fit && place.nearEdge && polygon.distanceToEdge(Math::Point<double, 2>(p[0], p[1])) <= cellSize)
                     plane.add(p[0], p[1], p[2]);
-                if (!polygon.contains(plan))
+                if (!place.inside)
                     continue;
-                grid.add(p[0], p[1], p[2]);
+                grid.add(place.cell, p[2]);
                 lowest = std::min(lowest, p[2]);
                 ++volume.points;
             }

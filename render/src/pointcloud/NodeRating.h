@@ -59,7 +59,8 @@ struct NodeRating {
     ClipVolumes clipVolumes;
 
     // In this order: deeper than maxLevelToKeep, unable to hold a drawn point in a distance mode,
-    // or clipped away whole by the clip volumes: discard; shallower than minLevelToKeep: keep; otherwise the box's size on screen.
+    // or clipped away whole by the clip volumes: discard; shallower than minLevelToKeep: keep;
+    // otherwise the box's size on screen.
     NodePriority rate(std::size_t level, const Math::NBoundingBox<float, 3>& box) const;
 
     // Whether the box may hold a point whose distance to the mesh (plane) lies in the drawn range.

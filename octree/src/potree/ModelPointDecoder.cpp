@@ -65,7 +65,7 @@ NodePointData decodeModelPoints(const FileLoader& loader, const Metadata& metada
                                          colorsAre16Bit);
     }
     requirePlausibleRecord(metadata, node, loader.octreePath());
-    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    const std::string compressed = loader.readNodeChunk(node, stop);
     const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
     const std::string_view decoded = decompressed.view();
     const std::size_t count = decoded.size() / metadata.bytesPerPoint();

@@ -70,7 +70,7 @@ RawPoints decodeBrotliPoints(const FileLoader& loader, const Metadata& metadata,
     if (raw.attributes.contains(PointAttribute::Visibility) && !recordVisibility) columns.visibilities = &raw.visibilities;
     if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
 
-    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    const std::string compressed = loader.readNodeChunk(node, stop);
     const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, loader.octreePath());
     const std::string_view decoded = decompressed.view();
     raw.count = decoded.size() / metadata.bytesPerPoint();
@@ -186,7 +186,7 @@ void requireInterleavedSize(std::uint64_t bytes, const Metadata& metadata, const
     }
     requirePlausibleRecord(metadata, node, loader.octreePath());
     requireInterleavedSize(node.byteSize, metadata, node, loader.octreePath());
-    const std::string chunk = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    const std::string chunk = loader.readNodeChunk(node, stop);
     return decodeInterleavedPoints(chunk, metadata, node, wanted, loader.octreePath());
 }
 

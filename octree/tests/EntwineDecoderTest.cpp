@@ -186,6 +186,11 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     recordsPastPoints.replace(100, 4, TestSupport::bytesOf(std::uint32_t{4000000000u}));
     EXPECT_NE(failure(recordsPastPoints, 1065).find("record 2 of 4000000000 runs past the start of the point data"),
               std::string::npos);
+    // Items that do not add up to the header's point length made LASzip leak the same way.
+    std::string longerPoints = laz;
+    longerPoints.replace(105, 2, TestSupport::bytesOf(std::uint16_t{54}));
+    EXPECT_EQ(failure(longerPoints, 1065), lazFile.string() + ": its LASzip record's items take 38 bytes a point, but its "
+                                                              "header's points take 54");
     std::string wrongSize = laz;
     wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
     EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);

@@ -42,7 +42,7 @@ constexpr std::uint16_t LASZIP_RECORD_ID = 22204;
 
 // The LASzip record's description of the compressed items, as the LAZ format defines it. LASzip
 // keeps what it allocated for a record it then refuses, so a damaged one is refused here first.
-void checkLaszipRecord(std::string_view record, const std::function<void(const std::string&)>& fail)
+void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const std::function<void(const std::string&)>& fail)
 {
     if (record.size() < 34) {
         fail("its LASzip record is cut short");
@@ -60,6 +60,7 @@ void checkLaszipRecord(std::string_view record, const std::function<void(const s
     // The sizes of the item types: 0 for the bytes of any count (BYTE and BYTE14), -1 for types no
     // LAZ writer uses.
     static constexpr std::array<int, 15> sizes{0, -1, -1, -1, -1, -1, 20, 8, 6, 29, 30, 6, 8, 29, 0};
+    std::size_t itemBytes = 0;
     for (std::size_t i = 0; i < items; ++i) {
         const auto type = loadUnaligned<std::uint16_t>(record.data() + 34 + 6 * i);
         const auto size = loadUnaligned<std::uint16_t>(record.data() + 36 + 6 * i);
@@ -68,6 +69,11 @@ void checkLaszipRecord(std::string_view record, const std::function<void(const s
             fail("its LASzip record describes item " + std::to_string(i) + " as type " + std::to_string(type) + " of "
                  + std::to_string(size) + " bytes, version " + std::to_string(version) + ", which LAZ does not define");
         }
+        itemBytes += size;
+    }
+    if (itemBytes != pointLength) {
+        fail("its LASzip record's items take " + std::to_string(itemBytes) + " bytes a point, but its header's points take "
+             + std::to_string(pointLength));
     }
 }
 
@@ -106,7 +112,7 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
         at += VLR_HEADER_SIZE + length;
     }
     if (laszip) {
-        checkLaszipRecord(*laszip, fail);
+        checkLaszipRecord(*laszip, loadUnaligned<std::uint16_t>(laz.data() + 105), fail);
         // A chunk table in the file counts chunks of at least a byte each. (One that is not in the
         // file, a truncated one's, LASzip does without.)
         const auto table = pointData + 8 <= size ? loadUnaligned<std::int64_t>(laz.data() + pointData) : -1;

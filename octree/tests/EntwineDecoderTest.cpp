@@ -191,6 +191,10 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     longerPoints.replace(105, 2, TestSupport::bytesOf(std::uint16_t{54}));
     EXPECT_EQ(failure(longerPoints, 1065), lazFile.string() + ": its LASzip record's items take 38 bytes a point, but its "
                                                               "header's points take 54");
+    // Chunks of variable size without the table that sizes them: LASzip followed a null pointer.
+    std::string variableChunks = laz.substr(0, laz.size() / 2);
+    variableChunks.replace(record + 12, 4, TestSupport::bytesOf(std::uint32_t{0xFFFFFFFFu}));
+    EXPECT_NE(failure(variableChunks, 1065).find(": its chunks are of variable size, but the chunk table"), std::string::npos);
     std::string wrongSize = laz;
     wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
     EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);

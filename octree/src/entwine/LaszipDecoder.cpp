@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <istream>
@@ -113,10 +114,19 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
     }
     if (laszip) {
         checkLaszipRecord(*laszip, loadUnaligned<std::uint16_t>(laz.data() + 105), fail);
-        // A chunk table in the file counts chunks of at least a byte each. (One that is not in the
-        // file, a truncated one's, LASzip does without.)
+        // A chunk table in the file counts chunks of at least a byte each. A file cut short has
+        // lost its table, which LASzip does without for chunks of a fixed size, but it follows a
+        // null pointer for chunks of variable size (0 or 0xFFFFFFFF), which only the table tells.
         const auto table = pointData + 8 <= size ? loadUnaligned<std::int64_t>(laz.data() + pointData) : -1;
-        if (table >= static_cast<std::int64_t>(pointData) + 8 && static_cast<std::uint64_t>(table) <= size - 8) {
+        const bool tableInFile =
+            table >= static_cast<std::int64_t>(pointData) + 8 && static_cast<std::uint64_t>(table) <= size - 8;
+        const auto compressor = loadUnaligned<std::uint16_t>(laszip->data());
+        const auto chunkSize = loadUnaligned<std::uint32_t>(laszip->data() + 12);
+        if (compressor >= 2 && (chunkSize == 0 || chunkSize == UINT32_MAX) && !tableInFile) {
+            fail("its chunks are of variable size, but the chunk table that gives their sizes is not in the file ("
+                 + std::to_string(size) + " bytes; it is cut short)");
+        }
+        if (tableInFile) {
             const auto chunks = loadUnaligned<std::uint32_t>(laz.data() + table + 4);
             if (chunks > static_cast<std::uint64_t>(table)) {
                 fail("its chunk table counts " + std::to_string(chunks) + " chunks before byte " + std::to_string(table));

@@ -195,6 +195,11 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     std::string variableChunks = laz.substr(0, laz.size() / 2);
     variableChunks.replace(record + 12, 4, TestSupport::bytesOf(std::uint32_t{0xFFFFFFFFu}));
     EXPECT_NE(failure(variableChunks, 1065).find(": its chunks are of variable size, but the chunk table"), std::string::npos);
+    // An item version LAZ does not compress with made LASzip leak its point reader.
+    std::string colourVersion0 = laz;
+    colourVersion0.replace(record + 34 + 2 * 6 + 4, 2, TestSupport::bytesOf(std::uint16_t{0}));
+    EXPECT_EQ(failure(colourVersion0, 1065), lazFile.string() + ": its LASzip record describes item 2 as type 8 of 6 "
+                                                                "bytes, version 0, which LAZ does not define");
     std::string wrongSize = laz;
     wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
     EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);

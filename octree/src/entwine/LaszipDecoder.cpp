@@ -41,6 +41,17 @@ constexpr std::size_t VLR_HEADER_SIZE = 54;
 constexpr std::size_t EVLR_HEADER_SIZE = 60;
 constexpr std::uint16_t LASZIP_RECORD_ID = 22204;
 
+// The versions of the item types that LAZ compresses with: 1 and 2 for the point-wise items of
+// point formats 0 to 5 (1 only for wave packets), 2 to 4 for those of LAS 1.4. LASzip leaks its
+// point reader when another one fails to set up.
+bool decodableVersion(std::uint16_t type, std::uint16_t version)
+{
+    if (type == 9) {
+        return version == 1;
+    }
+    return type < 9 ? version == 1 || version == 2 : version >= 2 && version <= 4;
+}
+
 // The LASzip record's description of the compressed items, as the LAZ format defines it. LASzip
 // keeps what it allocated for a record it then refuses, so a damaged one is refused here first.
 void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const std::function<void(const std::string&)>& fail)
@@ -66,7 +77,8 @@ void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const
         const auto type = loadUnaligned<std::uint16_t>(record.data() + 34 + 6 * i);
         const auto size = loadUnaligned<std::uint16_t>(record.data() + 36 + 6 * i);
         const auto version = loadUnaligned<std::uint16_t>(record.data() + 38 + 6 * i);
-        if (type >= sizes.size() || sizes[type] < 0 || (sizes[type] > 0 ? size != sizes[type] : size == 0) || version > 4) {
+        if (type >= sizes.size() || sizes[type] < 0 || (sizes[type] > 0 ? size != sizes[type] : size == 0)
+            || (compressor != 0 && !decodableVersion(type, version))) {
             fail("its LASzip record describes item " + std::to_string(i) + " as type " + std::to_string(type) + " of "
                  + std::to_string(size) + " bytes, version " + std::to_string(version) + ", which LAZ does not define");
         }

@@ -20,15 +20,68 @@ preset_of() {
 
 build_dir_of() { echo "$repo/build/${LUMARO_BUILD_PREFIX}$1"; }
 
-configure_and_build() {
-    local preset=$1; shift
+configure() {
+    local preset=$1
     local dir; dir=$(build_dir_of "$preset")
     mkdir -p "$repo/build"
     if [ ! -f "$dir/build.ninja" ] || [ "$repo/CMakePresets.json" -nt "$dir/CMakeCache.txt" ]; then
         cmake --preset "$preset" >"$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" 2>&1 \
             || { cat "$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" >&2; return 1; }
     fi
-    cmake --build "$dir" ${1:+--target "$@"}
+}
+
+configure_and_build() {
+    local preset=$1; shift
+    configure "$preset" || return 1
+    cmake --build "$(build_dir_of "$preset")" ${1:+--target "$@"}
+}
+
+# ./dev fuzz [--seconds N] [TARGET...]: each named fuzzer (all by default) for N seconds from its
+# seeds and the corpus it grew before (build/fuzz/NAME/corpus). Any crash, leak, hang or sanitizer
+# report fails the run and leaves the reproducer in build/fuzz/.
+fuzz() {
+    local seconds=60 targets=() known=() line
+    while [ $# -gt 0 ]; do
+        case "$1" in
+            --seconds) seconds=${2:?"dev fuzz --seconds N"}; shift 2 ;;
+            --seconds=*) seconds=${1#*=}; shift ;;
+            -*) echo "dev: unknown fuzz option '$1' (--seconds N)" >&2; return 2 ;;
+            *) targets+=("$1"); shift ;;
+        esac
+    done
+    [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "dev: --seconds takes a whole number above 0, not '$seconds'" >&2; return 2; }
+    configure native || return 1
+    local dir; dir=$(build_dir_of native)
+    # Regenerates the build (and the list) when a CMakeLists.txt changed since.
+    cmake --build "$dir" --target build.ninja >/dev/null || return 1
+    # The fuzzers' list is written when the build is generated: name, program, seed list.
+    local list="$dir/fuzzers.txt"
+    [ -s "$list" ] || { echo "dev: no fuzzers in $list (a Clang build with LUMARO_BUILD_FUZZERS)" >&2; return 1; }
+    while IFS=$'\t' read -r name _ _; do known+=("$name"); done <"$list"
+    [ ${#targets[@]} -gt 0 ] || targets=("${known[@]}")
+    local target
+    for target in "${targets[@]}"; do
+        grep -q "^$target"$'\t' "$list" || { echo "dev: no fuzzer '$target' (there are: ${known[*]})" >&2; return 2; }
+    done
+    cmake --build "$dir" --target "${targets[@]}" || return 1
+
+    local out="$repo/build/${LUMARO_BUILD_PREFIX}fuzz" failed=() program seeds runs
+    mkdir -p "$out"
+    for target in "${targets[@]}"; do
+        IFS=$'\t' read -r _ program seeds < <(grep "^$target"$'\t' "$list")
+        mkdir -p "$out/$target/corpus"
+        echo "fuzz: $target for $seconds s (log: $out/$target.log)"
+        if "$program" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+                -artifact_prefix="$out/$target-" -seed_inputs=@"$seeds" "$out/$target/corpus" >"$out/$target.log" 2>&1; then
+            runs=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$out/$target.log" | grep -o '[0-9]*$')
+            echo "fuzz: $target: ${runs:-?} runs, corpus of $(find "$out/$target/corpus" -type f | wc -l) inputs, nothing found"
+        else
+            failed+=("$target")
+            grep -E '^(==[0-9]+==ERROR|SUMMARY|.*Test unit written to)' "$out/$target.log" | sed "s/^/fuzz: $target: /"
+            echo "fuzz: $target FAILED; reproduce with: ./dev native-run $target <the file named above>"
+        fi
+    done
+    [ ${#failed[@]} -eq 0 ] || { echo "fuzz: findings in ${failed[*]}" >&2; return 1; }
 }
 
 # Wine needs an X display and a running wineserver before the first test starts: if a test
@@ -201,6 +254,7 @@ case "$command" in
             exit 1
         fi
         echo "docs: wrote $repo/build/docs/html/index.html" ;;
+    fuzz)  fuzz "$@" ;;
     mutants)
         # Deliberate faults, one at a time, against the tests that must catch them; Windows faults
         # run their tests under Wine.

@@ -5,6 +5,7 @@
 
 #include "BoxOf.h"
 #include "ChunkDecoder.h"
+#include "NodeSizeLimit.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -124,10 +125,14 @@ Entwine::DecodedPoints CopcTree::decode(OctreeNodeId id, std::stop_token stop, :
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
-    const std::string chunk = nodeBytes(
-        id, [&] { return m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop); });
     const std::string source =
         m_source + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
+    if (::Octree::exceedsNodeSizeLimit(static_cast<std::uint64_t>(node.pointCount), m_head.recordLength)) {
+        throw std::runtime_error(source + ": claims " + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(m_head.recordLength) + " bytes, more than any real node holds");
+    }
+    const std::string chunk = nodeBytes(
+        id, [&] { return m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop); });
     decoded = decodeChunk(m_head, chunk, static_cast<std::uint32_t>(node.pointCount), wanted & m_available, source, stop);
     Entwine::requirePointsInside(decoded, key.bounds(cubeOf(m_head)), source);
     return decoded;

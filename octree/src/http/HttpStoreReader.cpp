@@ -1,4 +1,5 @@
 #include "HttpStoreReader.h"
+#include "HttpAnswer.h"
 
 #include <lumaro/octree/OperationCancelled.h>
 
@@ -6,7 +7,6 @@
 
 #include <condition_variable>
 #include <cstdlib>
-#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -69,11 +69,10 @@ namespace {
 
 // What one attempt received.
 struct Transfer {
-    const HttpStoreReader::Request* request = nullptr;
     CURL* easy = nullptr;
+    HttpAsk ask;
     std::string body;
-    std::string contentRange;
-    std::optional<std::uint64_t> contentLength;
+    HttpAnswerHeaders headers;
     std::string refusal; // why the transfer was cut short on purpose
     std::atomic<std::uint64_t>* received = nullptr;
 };
@@ -81,19 +80,7 @@ struct Transfer {
 std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* user)
 {
     auto* transfer = static_cast<Transfer*>(user);
-    const std::string line(data, size * count);
-    static const std::regex contentRange(R"(^content-range:\s*(.*?)\s*$)", std::regex::icase);
-    static const std::regex contentLength(R"(^content-length:\s*([0-9]+)\s*$)", std::regex::icase);
-    std::smatch match;
-    if (std::regex_search(line, match, contentRange)) {
-        transfer->contentRange = match[1];
-    } else if (std::regex_search(line, match, contentLength)) {
-        transfer->contentLength = std::stoull(match[1]);
-    } else if (line.rfind("HTTP/", 0) == 0) {
-        // A new response (after a redirect or a 100 Continue): forget the previous one's headers.
-        transfer->contentRange.clear();
-        transfer->contentLength.reset();
-    }
+    readHeaderLine(std::string_view(data, size * count), transfer->headers);
     return size * count;
 }
 
@@ -103,24 +90,16 @@ std::size_t onBody(char* data, std::size_t size, std::size_t count, void* user)
     const std::size_t bytes = size * count;
     long status = 0;
     curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
-    const auto& range = transfer->request->range;
-    if (status >= 300) {
-        return bytes; // an error page: its status decides, its body is not kept
+    const BodyDecision decision = takeBody(transfer->ask, status, transfer->headers, transfer->body.size(), bytes);
+    if (decision.kind == BodyDecision::Refuse) {
+        transfer->refusal = decision.reason;
+        return 0;
     }
-    if (range) {
-        const std::uint64_t wanted = range->second;
-        if (status == 200 && !(range->first == 0 && transfer->contentLength && *transfer->contentLength == wanted)) {
-            transfer->refusal = "the server ignored the Range request and started sending the whole file";
-            return 0;
-        }
-        if (transfer->body.size() + bytes > wanted) {
-            transfer->refusal = "the server sent more than the " + std::to_string(wanted) + " bytes asked for";
-            return 0;
-        }
+    if (decision.kind == BodyDecision::Keep) {
+        transfer->body.append(data, bytes);
+        transfer->received->fetch_add(bytes, std::memory_order_relaxed);
+        receivedByAllReaders.fetch_add(bytes, std::memory_order_relaxed);
     }
-    transfer->body.append(data, bytes);
-    transfer->received->fetch_add(bytes, std::memory_order_relaxed);
-    receivedByAllReaders.fetch_add(bytes, std::memory_order_relaxed);
     return bytes;
 }
 
@@ -138,26 +117,6 @@ bool passes(CURLcode code)
         return true;
     default:
         return false;
-    }
-}
-
-// Checks that a ranged answer is the range asked for: "bytes FIRST-LAST/TOTAL".
-void checkRange(const Transfer& transfer, long status)
-{
-    const auto [offset, size] = *transfer.request->range;
-    if (transfer.body.size() != size) {
-        throw PassingFailure("received " + std::to_string(transfer.body.size()) + " of the " + std::to_string(size)
-                             + " bytes asked for");
-    }
-    if (status != 206) {
-        return; // the whole resource, which was what was asked for (checked while receiving)
-    }
-    std::smatch match;
-    static const std::regex bytes(R"(^bytes ([0-9]+)-([0-9]+)/([0-9]+|\*)$)");
-    if (!std::regex_match(transfer.contentRange, match, bytes) || std::stoull(match[1]) != offset
-        || std::stoull(match[2]) + 1 != offset + size) {
-        throw PermanentFailure("the server answered with the range '" + transfer.contentRange + "' instead of bytes "
-                               + std::to_string(offset) + "-" + std::to_string(offset + size - 1));
     }
 }
 
@@ -212,7 +171,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
         std::unique_ptr<Connection> connection = takeConnection();
         CURL* easy = connection->easy;
         Transfer transfer;
-        transfer.request = &request;
+        transfer.ask = HttpAsk{request.range, request.headOnly};
         transfer.easy = easy;
         transfer.received = &m_bytesReceived;
         curl_easy_reset(easy);
@@ -273,20 +232,11 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
                 if (passes(result)) throw PassingFailure(problem);
                 throw PermanentFailure(problem);
             }
-            if (status >= 500 || status == 429) {
-                throw PassingFailure("HTTP " + std::to_string(status));
-            }
-            if (status >= 300) {
-                throw PermanentFailure("HTTP " + std::to_string(status));
-            }
+            const HttpVerdict verdict = judgeAnswer(transfer.ask, status, transfer.headers, transfer.body.size());
+            if (verdict.kind == HttpVerdict::Retry) throw PassingFailure(verdict.reason);
+            if (verdict.kind == HttpVerdict::Fail) throw PermanentFailure(verdict.reason);
             if (request.headOnly) {
-                return transfer.contentLength ? std::to_string(*transfer.contentLength) : std::string();
-            }
-            if (request.range) {
-                checkRange(transfer, status);
-            } else if (transfer.contentLength && transfer.body.size() != *transfer.contentLength) {
-                throw PassingFailure("received " + std::to_string(transfer.body.size()) + " of "
-                                     + std::to_string(*transfer.contentLength) + " bytes");
+                return transfer.headers.contentLength ? std::to_string(*transfer.headers.contentLength) : std::string();
             }
             return std::move(transfer.body);
         } catch (const PermanentFailure& failure) {
@@ -321,6 +271,10 @@ std::string HttpStoreReader::readRange(std::string_view name, std::uint64_t offs
 {
     if (size == 0) {
         return {};
+    }
+    if (offset > UINT64_MAX - size) {
+        throw std::runtime_error(describe(name) + ": a range of " + std::to_string(size) + " bytes at offset "
+                                 + std::to_string(offset) + " lies beyond the end of any file");
     }
     return perform(Request{describe(name), std::pair{offset, size}, false}, stop);
 }

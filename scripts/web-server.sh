@@ -106,7 +106,7 @@ CONF
     wait_for_port "$private"
     cat >"$state/server.json" <<JSON
 {"http": "http://127.0.0.1:$http", "https": "https://127.0.0.1:$https", "faults": "http://127.0.0.1:$faults", "ca": "$state/ca.pem",
- "private": {"basic": {"user": "$user", "password": "$password"}, "bearer": "$bearer",
+ "private": {"basic": {"user": "$user", "password": "$password"}, "bearer": "$bearer", "server": "http://127.0.0.1:$private",
              "bearer_url": "http://127.0.0.1:$private/bearer", "s3_endpoint": "http://127.0.0.1:$private/bucket",
              "bucket": "$bucket", "access_key": "$access_key", "secret": "$secret", "region": "$region",
              "token": "$token"}}

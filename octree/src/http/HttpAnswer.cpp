@@ -133,6 +133,9 @@ HttpVerdict judgeAnswer(const HttpAsk& ask, long status, const HttpAnswerHeaders
     if (status >= 500 || status == 429) {
         return {HttpVerdict::Retry, "HTTP " + std::to_string(status)};
     }
+    if (status == 401 || status == 403) {
+        return {HttpVerdict::Fail, "access was refused (HTTP " + std::to_string(status) + "): check the credentials"};
+    }
     if (status >= 300 || status < 200) {
         return {HttpVerdict::Fail, "HTTP " + std::to_string(status)};
     }

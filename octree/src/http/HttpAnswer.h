@@ -56,7 +56,8 @@ BodyDecision takeBody(const HttpAsk& ask, long status, const HttpAnswerHeaders& 
                       std::uint64_t piece);
 
 // What to do with a finished answer: use it, try again (a server error or an answer cut short may
-// pass), or fail at once (the server refused, or answered something other than what was asked).
+// pass), or fail at once (the server refused, or answered something other than what was asked). A
+// refused access (401, 403) says so.
 struct HttpVerdict {
     enum Kind { Use, Retry, Fail } kind = Use;
     std::string reason;

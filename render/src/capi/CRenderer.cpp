@@ -119,7 +119,7 @@ lumaro_cloud* lumaro_renderer_add_cloud(lumaro_renderer* renderer, const char* l
     return guarded<lumaro_cloud*>(nullptr, [&] {
         lumaro_renderer& self = *required(renderer, "renderer");
         const Octree::Location location = utf8Location(location_utf8, "location_utf8");
-        const std::string name = location.isUrl() ? location.url() : location.path().filename().string();
+        const std::string name = location.isUrl() ? location.toString() : location.path().filename().string();
         auto cloud = std::make_unique<lumaro_cloud>();
         cloud->cloud = self.site.addStore(location, name, static_cast<std::size_t>(point_budget));
         self.clouds.push_back(std::move(cloud));

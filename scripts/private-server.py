@@ -5,7 +5,7 @@ them, with range requests:
   /bucket/BUCKET/PATH     an S3-style bucket, addressed path-style (ENDPOINT/BUCKET/KEY): every
                           request must carry an AWS Signature Version 4 that this server recomputes
                           from the published algorithm with its own copy of the keys (access key,
-                          secret, region, service s3, and a session token when the request has one)
+                          secret, region, service s3; the temporary key needs the session token too)
   /bearer/PATH            the file, for requests with "Authorization: Bearer TOKEN"
 
 A refused request gets 403 (S3: SignatureDoesNotMatch, InvalidAccessKeyId, AccessDenied) or 401
@@ -49,7 +49,7 @@ def sigv4_problem(method, raw_path, headers):
     if not match:
         return "AccessDenied", "no Signature Version 4 authorization"
     key_id, date, region, service, signed_headers, signature = match.groups()
-    if key_id != settings["access_key"]:
+    if key_id not in (settings["access_key"], settings["temporary_key"]):
         return "InvalidAccessKeyId", "unknown access key"
     if region != settings["region"] or service != "s3":
         return "AuthorizationHeaderMalformed", "wrong region or service in the credential scope"
@@ -59,10 +59,10 @@ def sigv4_problem(method, raw_path, headers):
     names = signed_headers.split(";")
     if "host" not in names or "x-amz-date" not in names:
         return "AccessDenied", "host and x-amz-date must be signed"
-    # Temporary credentials carry a session token, which must be this server's and signed.
+    # Temporary credentials (the temporary key) need the session token, signed.
     token = headers.get("x-amz-security-token")
-    if token is not None and (token != settings["token"] or "x-amz-security-token" not in names):
-        return "InvalidToken", "the session token is wrong or unsigned"
+    if key_id == settings["temporary_key"] and (token != settings["token"] or "x-amz-security-token" not in names):
+        return "InvalidToken", "the session token is missing, wrong or unsigned"
     path, _, query = raw_path.partition("?")
     canonical_headers = "".join(
         "%s:%s\n" % (name, " ".join((headers.get(name) or "").split())) for name in names)
@@ -156,11 +156,11 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
 
 def main():
     parser = argparse.ArgumentParser()
-    for name in ("port", "root", "bucket", "access-key", "secret", "region", "bearer"):
+    for name in ("port", "root", "bucket", "access-key", "temporary-key", "secret", "region", "token", "bearer"):
         parser.add_argument("--" + name, required=True)
-    parser.add_argument("--token", default="")
     options = parser.parse_args()
     settings.update(root=options.root, bucket=options.bucket, access_key=options.access_key,
+                    temporary_key=options.temporary_key,
                     secret=options.secret, region=options.region, token=options.token, bearer=options.bearer)
     Server(("127.0.0.1", int(options.port)), Handler).serve_forever()
 

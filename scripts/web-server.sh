@@ -60,6 +60,7 @@ start)
     bearer='lumaro-bearer-7c1f9e'
     bucket=lumaro-test
     access_key=AKIALUMAROTEST000001
+    temporary_key=ASIALUMAROTEST000002
     secret='lumaroSecretKey/0123+abcdefXYZ98765'
     region=eu-central-1
     token='lumaro-session-token-5a4b3c'
@@ -97,7 +98,7 @@ CONF
     nginx -e "$state/error.log" -p "$state" -c "$state/nginx.conf"
     python3 "$here/fault-server.py" --port "$faults" --root "$data" >"$state/faults.log" 2>&1 &
     echo $! >"$state/faults.pid"
-    python3 "$here/private-server.py" --port "$private" --root "$data" --bucket "$bucket" --access-key "$access_key" \
+    python3 "$here/private-server.py" --port "$private" --root "$data" --bucket "$bucket" --access-key "$access_key" --temporary-key "$temporary_key" \
         --secret "$secret" --region "$region" --token "$token" --bearer "$bearer" >"$state/private.log" 2>&1 &
     echo $! >"$state/private.pid"
     wait_for_port "$http"
@@ -108,7 +109,7 @@ CONF
 {"http": "http://127.0.0.1:$http", "https": "https://127.0.0.1:$https", "faults": "http://127.0.0.1:$faults", "ca": "$state/ca.pem",
  "private": {"basic": {"user": "$user", "password": "$password"}, "bearer": "$bearer", "server": "http://127.0.0.1:$private",
              "bearer_url": "http://127.0.0.1:$private/bearer", "s3_endpoint": "http://127.0.0.1:$private/bucket",
-             "bucket": "$bucket", "access_key": "$access_key", "secret": "$secret", "region": "$region",
+             "bucket": "$bucket", "access_key": "$access_key", "temporary_key": "$temporary_key", "secret": "$secret", "region": "$region",
              "token": "$token"}}
 JSON
     ;;

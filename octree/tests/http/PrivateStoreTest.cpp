@@ -69,9 +69,10 @@ std::string withUser(const std::string& base, const std::string& password)
         + base.substr(slashes) + "/private";
 }
 
+// The permanent key without a token; the temporary key (which needs one) with a token.
 void useS3(const std::string& secretKey, const std::string& region, const std::string& token)
 {
-    setVariable("AWS_ACCESS_KEY_ID", secret("access_key"));
+    setVariable("AWS_ACCESS_KEY_ID", secret(token.empty() ? "access_key" : "temporary_key"));
     setVariable("AWS_SECRET_ACCESS_KEY", secretKey);
     setVariable("AWS_SESSION_TOKEN", token);
     setVariable("AWS_REGION", region);

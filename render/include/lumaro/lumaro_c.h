@@ -69,7 +69,8 @@ LUMARO_C_API void lumaro_renderer_destroy(lumaro_renderer* renderer);
 /**
  * Opens the store at `location_utf8` and adds it to the renderer's scene, loading at most
  * `point_budget` points (at least 1). A location is what the lumaro command takes: a Potree 2.0 or
- * EPT folder, its metadata.json or ept.json, a COPC file, or an http(s):// URL of one of these.
+ * EPT folder, its metadata.json or ept.json, a COPC file, or an http(s):// or s3:// URL of one
+ * of these.
  * The first store's reference position is the origin of the scene; later stores are placed by
  * theirs, so that stores of one site line up. Several clouds share the smallest of their budgets.
  * The cloud is owned by the renderer; NULL on failure.
@@ -181,6 +182,23 @@ LUMARO_C_API uint64_t lumaro_cloud_loaded_points(const lumaro_cloud* cloud);
 
 /** The number of points the cloud's store holds. */
 LUMARO_C_API uint64_t lumaro_cloud_total_points(const lumaro_cloud* cloud);
+
+/**
+ * How stores in S3 buckets (s3://BUCKET/PATH) opened from now on are reached, instead of the
+ * environment's AWS settings: the keys (`session_token` may be NULL; NULL keys: from the
+ * environment again; empty keys: unsigned requests to a public bucket), the region (NULL: from the
+ * environment, else us-east-1) and the endpoint of an S3-compatible service, addressed path-style
+ * (NULL: from the environment, else AWS's own addresses). Any thread.
+ */
+LUMARO_C_API int lumaro_set_s3_access(const char* access_key_id, const char* secret_access_key,
+                                      const char* session_token, const char* region, const char* endpoint_url);
+
+/**
+ * Extra header lines ("Name: value", one a line; a bearer token, say) sent with every request of
+ * the remote stores opened from now on, besides those of LUMARO_HTTP_HEADERS. NULL or "" sends
+ * none. Any thread.
+ */
+LUMARO_C_API int lumaro_set_http_headers(const char* header_lines);
 
 /**
  * Writes a thumbnail of the store at `location_utf8` as a PNG file: width x height pixels (each 1

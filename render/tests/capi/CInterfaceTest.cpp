@@ -8,8 +8,10 @@
 #include <lumaro/testsupport/TestStores.h>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -274,6 +276,60 @@ TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
     ASSERT_EQ(lumaro_thumbnail(autzen.c_str(), thumbnail.c_str(), 32, 24, 0xFFFFFF, 21), 0) << lumaro_last_error();
     const std::string bytes = Core::readLocalFile(thumbnail);
     EXPECT_EQ(bytes.substr(16, 8), std::string("\0\0\0\x20\0\0\0\x18", 8)) << "32 x 24";
+}
+
+// Private stores on the tests' servers (the web_server fixture), reached with what the host gives.
+TEST(CInterface, PrivateStoresWithTheHostsCredentials)
+{
+    const char* serverFile = std::getenv("LUMARO_WEB_SERVER");
+    ASSERT_NE(serverFile, nullptr) << "run through ctest";
+    const nlohmann::json secrets = nlohmann::json::parse(Core::readLocalFile(serverFile))["private"];
+    const std::string key = secrets["access_key"];
+    const std::string secretKey = secrets["secret"];
+    const std::string region = secrets["region"];
+    const std::string endpoint = secrets["s3_endpoint"];
+    const std::string copc = "s3://" + secrets["bucket"].get<std::string>() + "/copc/1.2-with-color.copc.laz";
+
+    EXPECT_EQ(lumaro_set_s3_access(key.c_str(), nullptr, nullptr, nullptr, nullptr), -1);
+    EXPECT_NE(std::string(lumaro_last_error()).find("both be given or both be NULL"), std::string::npos);
+    EXPECT_EQ(lumaro_set_http_headers("Authorization Bearer x"), -1);
+    EXPECT_NE(std::string(lumaro_last_error()).find("line 1 is not a header"), std::string::npos);
+
+    // The bucket's file loads what the same file on disk loads.
+    const auto loadedPoints = [](const std::string& location) -> std::uint64_t {
+        const Renderer renderer = makeRenderer();
+        const lumaro_cloud* cloud = lumaro_renderer_add_cloud(renderer.get(), location.c_str(), 1000000);
+        EXPECT_NE(cloud, nullptr) << location << ": " << lumaro_last_error();
+        if (!cloud)
+            return 0;
+        EXPECT_EQ(lumaro_renderer_view_top(renderer.get()), 0);
+        EXPECT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
+        return lumaro_cloud_loaded_points(cloud);
+    };
+    ASSERT_EQ(lumaro_set_s3_access(key.c_str(), secretKey.c_str(), nullptr, region.c_str(), endpoint.c_str()), 0);
+    const std::uint64_t fromBucket = loadedPoints(copc);
+    EXPECT_GT(fromBucket, 0u);
+    EXPECT_EQ(fromBucket, loadedPoints(utf8(TestSupport::testStore("copc/1.2-with-color.copc.laz"))));
+    const std::string wrong = "x" + secretKey;
+    ASSERT_EQ(lumaro_set_s3_access(key.c_str(), wrong.c_str(), nullptr, region.c_str(), endpoint.c_str()), 0);
+    {
+        const Renderer renderer = makeRenderer();
+        EXPECT_EQ(lumaro_renderer_add_cloud(renderer.get(), copc.c_str(), 1000), nullptr);
+        const std::string message = lumaro_last_error();
+        EXPECT_NE(message.find("access was refused"), std::string::npos) << message;
+        EXPECT_NE(message.find(copc), std::string::npos) << message;
+        EXPECT_EQ(message.find(secretKey), std::string::npos) << message;
+    }
+
+    const std::string bearer = "Authorization: Bearer " + secrets["bearer"].get<std::string>() + "\r\n";
+    ASSERT_EQ(lumaro_set_http_headers(bearer.c_str()), 0);
+    {
+        const Renderer renderer = makeRenderer();
+        const std::string location = secrets["bearer_url"].get<std::string>() + "/ept/1.2-with-color";
+        EXPECT_NE(lumaro_renderer_add_cloud(renderer.get(), location.c_str(), 1000), nullptr) << lumaro_last_error();
+    }
+    EXPECT_EQ(lumaro_set_http_headers(nullptr), 0);
+    EXPECT_EQ(lumaro_set_s3_access(nullptr, nullptr, nullptr, nullptr, nullptr), 0);
 }
 
 } // namespace

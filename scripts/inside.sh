@@ -192,6 +192,48 @@ test_all() {
     [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ]
 }
 
+# The one style, kept by tools: clang-format over every C++ file of ours, and clang-tidy (the
+# checks of .clang-tidy) over every translation unit of the native build.
+lint_sources() {
+    find "$repo" \( -path "$repo/build" -o -path "$repo/testdata" -o -path "$repo/.git" -o -name node_modules \) -prune \
+        -o \( -name '*.cpp' -o -name '*.h' \) -type f -print | sort
+}
+
+lint() {
+    local status=0
+    echo "=== clang-format ==="
+    if ! lint_sources | xargs clang-format --dry-run --Werror 2>"$repo/build/${LUMARO_BUILD_PREFIX}lint-format.log"; then
+        head -40 "$repo/build/${LUMARO_BUILD_PREFIX}lint-format.log" >&2
+        echo "lint: files differ from .clang-format (clang-format -i fixes them)" >&2
+        status=1
+    fi
+    echo "=== clang-tidy ==="
+    configure_and_build native >/dev/null || return 1
+    # Each source of the libraries, tools and test support once (the fuzzers and the size-limit
+    # tests compile some of them again), with the flags of the native build; the headers they
+    # include are checked with them.
+    local lint_db="$repo/build/${LUMARO_BUILD_PREFIX}lint"
+    mkdir -p "$lint_db"
+    python3 - "$(build_dir_of native)/compile_commands.json" "$lint_db/compile_commands.json" <<'PY'
+import json, sys
+seen, kept = set(), []
+for entry in json.load(open(sys.argv[1])):
+    path = entry["file"]
+    if path in seen or any(part in path for part in ("/tests/", "/fuzz/", "/hostile/", "/build/")):
+        continue
+    seen.add(path)
+    kept.append(entry)
+json.dump(kept, open(sys.argv[2], "w"))
+PY
+    if ! run-clang-tidy -p "$lint_db" -j "$(nproc)" -quiet >"$repo/build/${LUMARO_BUILD_PREFIX}lint-tidy.log" 2>&1; then
+        grep -E "(warning|error):" "$repo/build/${LUMARO_BUILD_PREFIX}lint-tidy.log" | sort -u | head -60 >&2
+        echo "lint: clang-tidy found the above (log: build/${LUMARO_BUILD_PREFIX}lint-tidy.log)" >&2
+        status=1
+    fi
+    [ $status = 0 ] && echo "lint: clean"
+    return $status
+}
+
 command=${1:?}; shift
 case "$command" in
     test)  test_all ;;
@@ -255,6 +297,7 @@ case "$command" in
         fi
         echo "docs: wrote $repo/build/docs/html/index.html" ;;
     fuzz)  fuzz "$@" ;;
+    lint)  lint ;;
     mutants)
         # Deliberate faults, one at a time, against the tests that must catch them; Windows faults
         # run their tests under Wine.

@@ -37,10 +37,11 @@ struct Case {
     bool nearPatchIsMesh = false;
 };
 
-std::string nameOf(const Case& c)
+std::string nameOf(const ::testing::TestParamInfo<Case>& info)
 {
-    return std::string(c.perspective ? "perspective" : "orthographic") + (c.reversedDepth ? " reversed" : "")
-        + (c.nearPatchIsMesh ? " with a mesh" : "");
+    const Case& c = info.param;
+    return std::string(c.perspective ? "perspective" : "orthographic") + (c.reversedDepth ? "_reversed" : "")
+        + (c.nearPatchIsMesh ? "_with_a_mesh" : "");
 }
 
 class EyeDomeLightingPicture : public PointCloudPicture, public ::testing::WithParamInterface<Case> {
@@ -158,13 +159,7 @@ TEST_P(EyeDomeLightingPicture, ShadesTheFarSideOfADepthStepAndNothingFlat)
 INSTANTIATE_TEST_SUITE_P(Views, EyeDomeLightingPicture,
                          ::testing::Values(Case{false, false, 0.05f}, Case{false, true, 0.05f}, Case{true, false, 0.5f},
                                            Case{true, true, 0.5f}, Case{false, false, 0.05f, true}),
-                         [](const auto& info) {
-                             std::string name = nameOf(info.param);
-                             for (char& c : name)
-                                 if (c == ' ')
-                                     c = '_';
-                             return name;
-                         });
+                         nameOf);
 
 // Every mode shades by the same depth: the far side's first column keeps exp(...) of what the mode
 // gives it without lighting. The blended tomographic modes write no depth of their own; the
@@ -191,7 +186,7 @@ TEST_P(EyeDomeLightingModes, ShadeWhatEachModeDraws)
 }
 
 INSTANTIATE_TEST_SUITE_P(Views, EyeDomeLightingModes,
-                         ::testing::Values(Case{false, false, 0.05f}, Case{true, true, 0.5f}));
+                         ::testing::Values(Case{false, false, 0.05f}, Case{true, true, 0.5f}), nameOf);
 
 TEST(EyeDomeLightingSettings, RefusesStrengthsAndRadiiOutOfRange)
 {

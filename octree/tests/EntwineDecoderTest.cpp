@@ -8,9 +8,15 @@
 
 #include <lumaro/testsupport/EptStoreWriter.h>
 #include <lumaro/testsupport/FailureOf.h>
+#include <lumaro/testsupport/LasReader.h>
+#include <lumaro/testsupport/SyntheticLas.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 #include <zstd.h>
+
+#include <set>
+#include <string>
 
 using Entwine::decodeBinaryPoints;
 using Entwine::decodeLaszipPoints;
@@ -203,6 +209,29 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     std::string wrongSize = laz;
     wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
     EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);
+}
+
+// Point formats 0 to 5 keep the class in the five low bits of their classification byte, under the
+// synthetic, key-point and withheld flags; formats 6 to 10 have a byte of its own for it.
+TEST(EntwineLaszipDecoder, ClassesAreTheFiveLowBitsInOldFormatsAndTheWholeByteInNewOnes)
+{
+    const TestSupport::TemporaryFolder folder;
+    for (const unsigned format : {3u, 6u}) {
+        TestSupport::SyntheticLas spec;
+        spec.format = format;
+        spec.minor = format < 6 ? 2 : 4;
+        const std::filesystem::path las = folder.path() / ("format" + std::to_string(format) + ".las");
+        TestSupport::writeSyntheticLas(las, spec, 60);
+        const TestSupport::LasFile expected = TestSupport::readLas(las);
+        const auto decoded = decodeLaszipPoints(Core::readLocalFile(las), 60, PointAttributes::all(), las);
+        ASSERT_EQ(decoded.points.classifications.size(), 60u) << format;
+        std::set<int> classes;
+        for (std::size_t i = 0; i < 60; ++i) {
+            EXPECT_EQ(decoded.points.classifications[i], expected.points[i].classification) << format << " " << i;
+            classes.insert(decoded.points.classifications[i]);
+        }
+        EXPECT_GT(classes.size(), 10u) << "the file has classes to tell apart";
+    }
 }
 
 TEST(EntwineLaszipDecoder, StopsWhenAsked)

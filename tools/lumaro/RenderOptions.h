@@ -4,6 +4,9 @@
 
 #include <lumaro/math/Color.h>
 #include <lumaro/render/core/Coloring.h>
+#include <lumaro/render/core/EyeDomeLighting.h>
+#include <lumaro/render/core/PointClasses.h>
+#include <lumaro/render/core/SplatQuality.h>
 #include <lumaro/render/gpu/ColorMap.h>
 
 #include <CLI/CLI.hpp>
@@ -64,6 +67,11 @@ struct RenderOptions {
     std::optional<std::filesystem::path> panoDepth;
     std::vector<std::filesystem::path> panoCube;
     std::optional<std::array<double, 3>> panoAt;
+    // How points look beyond their colouring: eye-dome lighting, splats, and the colours and
+    // visibility of their classes.
+    Render::EyeDomeLighting eyeDomeLighting;
+    Render::SplatQuality splats = Render::SplatQuality::Standard;
+    Render::PointClasses pointClasses;
 };
 
 // What `lumaro pick` is asked for: the scene of `render` (its first view and colouring), a pixel,
@@ -90,6 +98,10 @@ struct ThumbnailOptions {
 ViewKind parseView(const std::string& name);
 // "MIN,MAX", two finite numbers with MIN below MAX.
 DistanceRange parseRange(const std::string& text, const std::string& what);
+// "STRENGTH" or "STRENGTH,RADIUS", or nothing for the defaults: eye-dome lighting, on.
+Render::EyeDomeLighting parseEyeDomeLighting(const std::string& text, const std::string& what);
+// The classes shown (every class when `shown` is empty) and "CLASS=RRGGBB" colours.
+Render::PointClasses parsePointClasses(const std::vector<std::string>& shown, const std::vector<std::string>& colors);
 
 // The options that say which stores to load and how to look at them, added to a subcommand;
 // their values land in `options` once parsing is done and finish() was called.
@@ -117,6 +129,11 @@ private:
     bool mSigned = false;
     bool mUnsigned = false;
     std::string mPanoAt;
+    std::string mEyeDomeLighting;
+    CLI::Option* mEyeDomeLightingOption = nullptr;
+    std::string mSplats;
+    std::vector<std::string> mClasses;
+    std::vector<std::string> mClassColors;
 };
 
 // The subcommands `render`, `pick` and `thumbnail`; finish() converts what the parsed one was

@@ -82,9 +82,39 @@ LUMARO_C_API lumaro_cloud* lumaro_renderer_add_cloud(lumaro_renderer* renderer, 
  * The mode the points are coloured in, by the names lumaro render takes: "rgb" (the cloud's own
  * colour, or its intensity as grey), "intensity", "normal", "uniform", "elevation" (height over
  * the clouds' height through the colour map), "tomographic", "tomographic-dark", "mesh-distance"
- * (after lumaro_renderer_set_distance_mesh).
+ * (after lumaro_renderer_set_distance_mesh), "classification" (each point in its class's colour,
+ * lumaro_renderer_set_class_color).
  */
 LUMARO_C_API int lumaro_renderer_set_mode(lumaro_renderer* renderer, const char* mode);
+
+/**
+ * Shows (`visible` not 0) or hides (0) the points of a class, 0 to 255 (the LAS classification),
+ * in every mode: a hidden class's points are not drawn, picked or written. Every class is shown
+ * at first.
+ */
+LUMARO_C_API int lumaro_renderer_set_class_visible(lumaro_renderer* renderer, uint32_t class_index, int visible);
+
+/**
+ * The colour of a class, 0 to 255, in the "classification" mode, as 0xRRGGBB. The standard LAS
+ * classes 0 to 18 have distinct colours at first (ground brown, vegetation green, buildings red,
+ * water blue, ...), the others a fixed set of further distinct colours.
+ */
+LUMARO_C_API int lumaro_renderer_set_class_color(lumaro_renderer* renderer, uint32_t class_index, uint32_t rgb);
+
+/**
+ * Eye-dome lighting: every pixel darkened by how much nearer to the eye its neighbours at
+ * `radius_px` pixels (1 to 16) are, by `strength` (at least 0; 1 is a good start), so that the
+ * shape of a scan shows without normals or colours. Off (`enabled` 0) at first.
+ */
+LUMARO_C_API int lumaro_renderer_set_eye_dome_lighting(lumaro_renderer* renderer, int enabled, double strength,
+                                                       double radius_px);
+
+/**
+ * How overlapping points are drawn: 0 opaque round discs (at first), 1 high-quality splats, where
+ * points at nearly the same depth blend by weight. Picking and the points written are the same in
+ * both.
+ */
+LUMARO_C_API int lumaro_renderer_set_splat_quality(lumaro_renderer* renderer, int high_quality);
 
 /**
  * The colour map of the elevation and distance modes, by name: "turbo", "inferno", "magma",

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -111,6 +112,10 @@ TEST(CInterface, EveryBadArgumentFailsWithAMessage)
         {"mesh distance without a mesh", [&] { return lumaro_renderer_set_mode(r, "mesh-distance"); }, "needs a distance mesh"},
         {"unknown colour map", [&] { return lumaro_renderer_set_color_map(r, "rainbow"); }, "unknown colour map 'rainbow'"},
         {"background beyond RGB", [&] { return lumaro_renderer_set_background(r, 0x1000000); }, "0xRRGGBB"},
+        {"class beyond a byte", [&] { return lumaro_renderer_set_class_visible(r, 256, 0); }, "class_index must lie between 0 and 255, not 256"},
+        {"class colour beyond RGB", [&] { return lumaro_renderer_set_class_color(r, 2, 0x1000000); }, "rgb must be 0xRRGGBB"},
+        {"negative lighting", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, -1.0, 1.0); }, "strength must be a number of at least 0"},
+        {"lighting radius 0", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 0.0); }, "radius must lie between 1 and 16"},
         {"size of 0", [&] { return lumaro_renderer_set_size(r, 0, 5); }, "width must be 1 to 16384"},
         {"overview of no renderer", [&] { return lumaro_renderer_view_overview(nullptr); }, "renderer must not be NULL"},
         {"top view of no renderer", [&] { return lumaro_renderer_view_top(nullptr); }, "renderer must not be NULL"},
@@ -220,6 +225,59 @@ TEST(CInterface, RendersReadsBackAndPicksARealStoreInItsOwnCoordinates)
     // A pixel of a disc (5 pixels across at most, 1177.46 / 96 units each) lies within its
     // radius of its point.
     EXPECT_LT(distanceToSource(first), 2.5 * 1177.46 / 96.0);
+}
+
+// Autzen holds unclassified points (class 1) and ground (class 2): in the classification mode each
+// lit pixel has one of their colours, both show, and hiding classes takes their points away.
+// Eye-dome lighting only darkens; high-quality splats draw the same pixels.
+TEST(CInterface, ClassesLightingAndSplats)
+{
+    const Renderer renderer = autzenFromAbove("classification");
+    lumaro_renderer* r = renderer.get();
+    ASSERT_EQ(lumaro_renderer_set_class_color(r, 1, 0x0000FF), 0);
+    ASSERT_EQ(lumaro_renderer_set_class_color(r, 2, 0xFF0000), 0);
+    const auto count = [&] {
+        EXPECT_EQ(lumaro_renderer_render(r), 0);
+        const std::vector<uint8_t> rgba = readColor(r);
+        std::array<std::size_t, 3> counts{}; // class 1, class 2, others lit
+        for (std::size_t pixel = 0; pixel < std::size_t(width) * height; ++pixel) {
+            const std::uint32_t color = rgba[4 * pixel] << 16 | rgba[4 * pixel + 1] << 8 | rgba[4 * pixel + 2];
+            counts[color == 0x0000FF ? 0 : color == 0xFF0000 ? 1 : 2] += lit(rgba, pixel) ? 1 : 0;
+        }
+        return counts;
+    };
+    const auto both = count();
+    EXPECT_GT(both[0], 500u);
+    EXPECT_GT(both[1], 100u);
+    EXPECT_EQ(both[2], 0u);
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 1, 0), 0);
+    const auto ground = count();
+    EXPECT_EQ(ground[0], 0u);
+    EXPECT_GT(ground[1], both[1]) << "ground under the unclassified points shows";
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 2, 0), 0);
+    EXPECT_EQ(count(), (std::array<std::size_t, 3>{0, 0, 0}));
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 1, 1), 0);
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 2, 1), 0);
+
+    ASSERT_EQ(lumaro_renderer_set_mode(r, "rgb"), 0);
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> plain = readColor(r);
+    ASSERT_EQ(lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 1.0), 0) << lumaro_last_error();
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> shaded = readColor(r);
+    std::size_t darker = 0;
+    for (std::size_t k = 0; k < plain.size(); ++k) {
+        ASSERT_LE(shaded[k], plain[k]) << k;
+        darker += shaded[k] < plain[k] ? 1 : 0;
+    }
+    EXPECT_GT(darker, 100u);
+    ASSERT_EQ(lumaro_renderer_set_eye_dome_lighting(r, 0, 1.0, 1.0), 0);
+    ASSERT_EQ(lumaro_renderer_set_splat_quality(r, 1), 0);
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> splats = readColor(r);
+    for (std::size_t pixel = 0; pixel < std::size_t(width) * height; ++pixel)
+        ASSERT_EQ(lit(splats, pixel), lit(plain, pixel)) << pixel;
+    EXPECT_NE(splats, plain);
 }
 
 TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)

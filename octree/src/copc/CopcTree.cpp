@@ -21,7 +21,11 @@ using ::Octree::PointAttribute;
 FileHead readHead(const ::Octree::StoreReader& reader, std::uint64_t fileSize)
 {
     const std::filesystem::path name = reader.describe("");
-    const std::string start = reader.readRange("", 0, std::min<std::uint64_t>(fileSize, FileHead::LAS_HEADER_SIZE));
+    // The header and the records after it (COPC info, LASzip, extra bytes, a WKT) fit the first
+    // 8 KiB of the COPC files seen: one request reads them, where a store on a server would
+    // otherwise cost a round trip for the header and another for the records.
+    constexpr std::uint64_t firstRead = 8192;
+    const std::string start = reader.readRange("", 0, std::min(fileSize, std::max<std::uint64_t>(firstRead, FileHead::LAS_HEADER_SIZE)));
     const std::uint64_t needed = std::min(FileHead::bytesNeeded(start, name), fileSize);
     return FileHead::parse(needed <= start.size() ? start.substr(0, needed) : reader.readRange("", 0, needed), fileSize, name);
 }

@@ -174,6 +174,14 @@ test_all() {
         echo "Windows build failed" >"$logs/mingw.log"
     fi
 
+    echo "=== lint ==="
+    local lint_status=0 docs_status=0
+    lint 2>&1 | tee "$logs/lint.log"
+    lint_status=${PIPESTATUS[0]}
+    echo "=== API reference ==="
+    docs 2>&1 | tee "$logs/docs.log"
+    docs_status=${PIPESTATUS[0]}
+
     echo
     echo "=== summary ($((SECONDS - started)) s) ==="
     local passed=0 failed=0 line p t
@@ -188,8 +196,25 @@ test_all() {
             failed=$((failed + 1))
         fi
     done
+    echo "lint: $(tail -1 "$logs/lint.log")"
+    echo "docs: $(tail -1 "$logs/docs.log")"
     echo "total: $passed passed, $failed failed"
-    [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ]
+    [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ] \
+        && [ $lint_status = 0 ] && [ $docs_status = 0 ]
+}
+
+# The API reference of the headers a host includes; a warning about them fails.
+docs() {
+    mkdir -p "$repo/build/docs"
+    (cd "$repo" && LUMARO_VERSION=$(sed -n 's/^project(LumaroRender VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
+        doxygen docs/Doxyfile) >"$repo/build/docs/doxygen.log" 2>&1
+    local status=$?
+    if [ -s "$repo/build/docs/warnings.log" ] || [ $status != 0 ]; then
+        cat "$repo/build/docs/warnings.log" >&2
+        echo "docs: doxygen failed or warned (log: build/docs/doxygen.log)" >&2
+        return 1
+    fi
+    echo "docs: wrote $repo/build/docs/html/index.html"
 }
 
 # The one style, kept by tools: clang-format over every C++ file of ours, and clang-tidy (the
@@ -284,18 +309,7 @@ case "$command" in
         cmake --install "$dir" --prefix "$sdk/LumaroRender" >/dev/null || exit 1
         (cd "$sdk" && cmake -E tar cf "LumaroRender-$version-win64.zip" --format=zip LumaroRender) || exit 1
         echo "sdk: wrote $sdk/LumaroRender and $sdk/LumaroRender-$version-win64.zip" ;;
-    docs)
-        # The API reference of the headers a host includes; a warning about them fails.
-        mkdir -p "$repo/build/docs"
-        (cd "$repo" && LUMARO_VERSION=$(sed -n 's/^project(LumaroRender VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-            doxygen docs/Doxyfile) >"$repo/build/docs/doxygen.log" 2>&1
-        status=$?
-        if [ -s "$repo/build/docs/warnings.log" ] || [ $status != 0 ]; then
-            cat "$repo/build/docs/warnings.log" >&2
-            echo "docs: doxygen failed or warned (log: build/docs/doxygen.log)" >&2
-            exit 1
-        fi
-        echo "docs: wrote $repo/build/docs/html/index.html" ;;
+    docs)  docs ;;
     fuzz)  fuzz "$@" ;;
     lint)  lint ;;
     mutants)

@@ -44,10 +44,19 @@ buildroot_unmount_all() {
 }
 
 buildroot_exec() {
-    # Runs a command inside the root, in the same directory as outside when that is in the repo.
-    local cwd=$PWD
+    # Runs a command inside the root, in the same directory as outside when that is in the repo,
+    # in a clean environment. With buildroot_pass_settings=1 (the programs a user runs), the
+    # caller's settings of stores and their servers go along: AWS_*, LUMARO_* and CURL_* (values
+    # may span lines, as LUMARO_HTTP_HEADERS does). Builds and tests never see them.
+    local cwd=$PWD entry
+    local -a passed=()
     case "$cwd" in "$repo"*) ;; *) cwd=$repo ;; esac
-    chroot "$root" /usr/bin/env -i \
+    if [ "${buildroot_pass_settings:-0}" = 1 ]; then
+        while IFS= read -r -d '' entry; do
+            case "$entry" in AWS_*|LUMARO_*|CURL_*) passed+=("$entry") ;; esac
+        done < <(env -0)
+    fi
+    chroot "$root" /usr/bin/env -i "${passed[@]}" \
         HOME=/root TERM="${TERM:-dumb}" PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin \
         LANG=C.UTF-8 CI="${CI:-}" LUMARO_BUILD_TAG="$LUMARO_BUILD_TAG" LUMARO_REPO="$repo" \
         CCACHE_DIR=/var/cache/lumaro-ccache CCACHE_BASEDIR="$repo" CCACHE_MAXSIZE=5G \

@@ -20,15 +20,68 @@ preset_of() {
 
 build_dir_of() { echo "$repo/build/${LUMARO_BUILD_PREFIX}$1"; }
 
-configure_and_build() {
-    local preset=$1; shift
+configure() {
+    local preset=$1
     local dir; dir=$(build_dir_of "$preset")
     mkdir -p "$repo/build"
     if [ ! -f "$dir/build.ninja" ] || [ "$repo/CMakePresets.json" -nt "$dir/CMakeCache.txt" ]; then
         cmake --preset "$preset" >"$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" 2>&1 \
             || { cat "$repo/build/${LUMARO_BUILD_PREFIX}$preset.configure.log" >&2; return 1; }
     fi
-    cmake --build "$dir" ${1:+--target "$@"}
+}
+
+configure_and_build() {
+    local preset=$1; shift
+    configure "$preset" || return 1
+    cmake --build "$(build_dir_of "$preset")" ${1:+--target "$@"}
+}
+
+# ./dev fuzz [--seconds N] [TARGET...]: each named fuzzer (all by default) for N seconds from its
+# seeds and the corpus it grew before (build/fuzz/NAME/corpus). Any crash, leak, hang or sanitizer
+# report fails the run and leaves the reproducer in build/fuzz/.
+fuzz() {
+    local seconds=60 targets=() known=() line
+    while [ $# -gt 0 ]; do
+        case "$1" in
+            --seconds) seconds=${2:?"dev fuzz --seconds N"}; shift 2 ;;
+            --seconds=*) seconds=${1#*=}; shift ;;
+            -*) echo "dev: unknown fuzz option '$1' (--seconds N)" >&2; return 2 ;;
+            *) targets+=("$1"); shift ;;
+        esac
+    done
+    [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "dev: --seconds takes a whole number above 0, not '$seconds'" >&2; return 2; }
+    configure native || return 1
+    local dir; dir=$(build_dir_of native)
+    # Regenerates the build (and the list) when a CMakeLists.txt changed since.
+    cmake --build "$dir" --target build.ninja >/dev/null || return 1
+    # The fuzzers' list is written when the build is generated: name, program, seed list.
+    local list="$dir/fuzzers.txt"
+    [ -s "$list" ] || { echo "dev: no fuzzers in $list (a Clang build with LUMARO_BUILD_FUZZERS)" >&2; return 1; }
+    while IFS=$'\t' read -r name _ _; do known+=("$name"); done <"$list"
+    [ ${#targets[@]} -gt 0 ] || targets=("${known[@]}")
+    local target
+    for target in "${targets[@]}"; do
+        grep -q "^$target"$'\t' "$list" || { echo "dev: no fuzzer '$target' (there are: ${known[*]})" >&2; return 2; }
+    done
+    cmake --build "$dir" --target "${targets[@]}" || return 1
+
+    local out="$repo/build/${LUMARO_BUILD_PREFIX}fuzz" failed=() program seeds runs
+    mkdir -p "$out"
+    for target in "${targets[@]}"; do
+        IFS=$'\t' read -r _ program seeds < <(grep "^$target"$'\t' "$list")
+        mkdir -p "$out/$target/corpus"
+        echo "fuzz: $target for $seconds s (log: $out/$target.log)"
+        if "$program" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+                -artifact_prefix="$out/$target-" -seed_inputs=@"$seeds" "$out/$target/corpus" >"$out/$target.log" 2>&1; then
+            runs=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$out/$target.log" | grep -o '[0-9]*$')
+            echo "fuzz: $target: ${runs:-?} runs, corpus of $(find "$out/$target/corpus" -type f | wc -l) inputs, nothing found"
+        else
+            failed+=("$target")
+            grep -E '^(==[0-9]+==ERROR|SUMMARY|.*Test unit written to)' "$out/$target.log" | sed "s/^/fuzz: $target: /"
+            echo "fuzz: $target FAILED; reproduce with: ./dev native-run $target <the file named above>"
+        fi
+    done
+    [ ${#failed[@]} -eq 0 ] || { echo "fuzz: findings in ${failed[*]}" >&2; return 1; }
 }
 
 # Wine needs an X display and a running wineserver before the first test starts: if a test
@@ -121,6 +174,14 @@ test_all() {
         echo "Windows build failed" >"$logs/mingw.log"
     fi
 
+    echo "=== lint ==="
+    local lint_status=0 docs_status=0
+    lint 2>&1 | tee "$logs/lint.log"
+    lint_status=${PIPESTATUS[0]}
+    echo "=== API reference ==="
+    docs 2>&1 | tee "$logs/docs.log"
+    docs_status=${PIPESTATUS[0]}
+
     echo
     echo "=== summary ($((SECONDS - started)) s) ==="
     local passed=0 failed=0 line p t
@@ -135,8 +196,67 @@ test_all() {
             failed=$((failed + 1))
         fi
     done
+    echo "lint: $(tail -1 "$logs/lint.log")"
+    echo "docs: $(tail -1 "$logs/docs.log")"
     echo "total: $passed passed, $failed failed"
-    [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ]
+    [ $native_status = 0 ] && [ $tsan_status = 0 ] && [ $mingw_status = 0 ] && [ $failed = 0 ] \
+        && [ $lint_status = 0 ] && [ $docs_status = 0 ]
+}
+
+# The API reference of the headers a host includes; a warning about them fails.
+docs() {
+    mkdir -p "$repo/build/docs"
+    (cd "$repo" && LUMARO_VERSION=$(sed -n 's/^project(LumaroRender VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
+        doxygen docs/Doxyfile) >"$repo/build/docs/doxygen.log" 2>&1
+    local status=$?
+    if [ -s "$repo/build/docs/warnings.log" ] || [ $status != 0 ]; then
+        cat "$repo/build/docs/warnings.log" >&2
+        echo "docs: doxygen failed or warned (log: build/docs/doxygen.log)" >&2
+        return 1
+    fi
+    echo "docs: wrote $repo/build/docs/html/index.html"
+}
+
+# The one style, kept by tools: clang-format over every C++ file of ours, and clang-tidy (the
+# checks of .clang-tidy) over every translation unit of the native build.
+lint_sources() {
+    find "$repo" \( -path "$repo/build" -o -path "$repo/testdata" -o -path "$repo/.git" -o -name node_modules \) -prune \
+        -o \( -name '*.cpp' -o -name '*.h' \) -type f -print | sort
+}
+
+lint() {
+    local status=0
+    echo "=== clang-format ==="
+    if ! lint_sources | xargs clang-format --dry-run --Werror 2>"$repo/build/${LUMARO_BUILD_PREFIX}lint-format.log"; then
+        head -40 "$repo/build/${LUMARO_BUILD_PREFIX}lint-format.log" >&2
+        echo "lint: files differ from .clang-format (clang-format -i fixes them)" >&2
+        status=1
+    fi
+    echo "=== clang-tidy ==="
+    configure_and_build native >/dev/null || return 1
+    # Each source of the libraries, tools and test support once (the fuzzers and the size-limit
+    # tests compile some of them again), with the flags of the native build; the headers they
+    # include are checked with them.
+    local lint_db="$repo/build/${LUMARO_BUILD_PREFIX}lint"
+    mkdir -p "$lint_db"
+    python3 - "$(build_dir_of native)/compile_commands.json" "$lint_db/compile_commands.json" <<'PY'
+import json, sys
+seen, kept = set(), []
+for entry in json.load(open(sys.argv[1])):
+    path = entry["file"]
+    if path in seen or any(part in path for part in ("/tests/", "/fuzz/", "/hostile/", "/build/")):
+        continue
+    seen.add(path)
+    kept.append(entry)
+json.dump(kept, open(sys.argv[2], "w"))
+PY
+    if ! run-clang-tidy -p "$lint_db" -j "$(nproc)" -quiet >"$repo/build/${LUMARO_BUILD_PREFIX}lint-tidy.log" 2>&1; then
+        grep -E "(warning|error):" "$repo/build/${LUMARO_BUILD_PREFIX}lint-tidy.log" | sort -u | head -60 >&2
+        echo "lint: clang-tidy found the above (log: build/${LUMARO_BUILD_PREFIX}lint-tidy.log)" >&2
+        status=1
+    fi
+    [ $status = 0 ] && echo "lint: clean"
+    return $status
 }
 
 command=${1:?}; shift
@@ -189,18 +309,9 @@ case "$command" in
         cmake --install "$dir" --prefix "$sdk/LumaroRender" >/dev/null || exit 1
         (cd "$sdk" && cmake -E tar cf "LumaroRender-$version-win64.zip" --format=zip LumaroRender) || exit 1
         echo "sdk: wrote $sdk/LumaroRender and $sdk/LumaroRender-$version-win64.zip" ;;
-    docs)
-        # The API reference of the headers a host includes; a warning about them fails.
-        mkdir -p "$repo/build/docs"
-        (cd "$repo" && LUMARO_VERSION=$(sed -n 's/^project(LumaroRender VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-            doxygen docs/Doxyfile) >"$repo/build/docs/doxygen.log" 2>&1
-        status=$?
-        if [ -s "$repo/build/docs/warnings.log" ] || [ $status != 0 ]; then
-            cat "$repo/build/docs/warnings.log" >&2
-            echo "docs: doxygen failed or warned (log: build/docs/doxygen.log)" >&2
-            exit 1
-        fi
-        echo "docs: wrote $repo/build/docs/html/index.html" ;;
+    docs)  docs ;;
+    fuzz)  fuzz "$@" ;;
+    lint)  lint ;;
     mutants)
         # Deliberate faults, one at a time, against the tests that must catch them; Windows faults
         # run their tests under Wine.

@@ -56,6 +56,9 @@ cbuffer cbPerOctreeNode : register(b1)
 // blue: high and low byte of the offset from this texel to the first resident child's.
 Texture1D<float4> visibleNodes : register(t0);
 
+// One texel per class: the class's colour, and alpha 0 where its points are hidden.
+Texture1D<float4> classes : register(t1);
+
 struct vs_in
 {
     float4 pos : POS;
@@ -139,8 +142,10 @@ ps_in culled(ps_in output)
     return output;
 }
 
-ps_in vs_main(vs_in input)
+// The point's vertex; discSize is the disc's half size in clip units (0 for a culled point).
+ps_in pointVertex(vs_in input, out float2 discSize)
 {
+    discSize = float2(0.0, 0.0);
     ps_in output;
     output.pos = float4(0.0, 0.0, 0.0, 0.0);
     output.col = input.col;
@@ -155,6 +160,10 @@ ps_in vs_main(vs_in input)
         if (meshDistance < min_distance || meshDistance > max_distance)
             return culled(output);
     }
+    // A hidden class's points are culled in every mode, so they are neither drawn nor picked.
+    float4 pointClass = classes.Load(int2(input.classIndex, 0));
+    if (pointClass.a == 0.0)
+        return culled(output);
     for (int i = 0; i < CLIPPING_PLANES_MAX_COUNT; ++i) {
         if (dot(input.pos, clipping_planes[i]) < 0.0)
             return culled(output);
@@ -166,6 +175,7 @@ ps_in vs_main(vs_in input)
     float4 pos = mul(model_view_proj, input.pos);
     float size = clamp(pointSize(input.pos.xyz), pos.w / height, max_point_size / height * pos.w);
     float2 s = float2(size / aspect, size);
+    discSize = s;
     output.uv = float2((input.vertexID & 2) != 0 ? 1.0 : -1.0, (input.vertexID & 1) != 0 ? 1.0 : -1.0);
     output.pos = pos + float4(output.uv * s, 0.0, 0.0);
 
@@ -174,6 +184,8 @@ ps_in vs_main(vs_in input)
         output.col = float4(grey, grey, grey, 1.0) * uniformColor;
     } else if (point_render_mode == 5) {
         output.col = gray(input.intensity);
+    } else if (point_render_mode == 8) {
+        output.col = float4(pointClass.rgb, 1.0);
     } else if (point_render_mode == 7) {
         output.col = colorizeByDistance(meshDistance, min_distance, max_distance, color_map,
                                         min_distance_pass_fail, max_distance_pass_fail, min_distance_warn,
@@ -197,6 +209,28 @@ ps_in vs_main(vs_in input)
     return output;
 }
 
+ps_in vs_main(vs_in input)
+{
+    float2 discSize;
+    return pointVertex(input, discSize);
+}
+
+// High-quality splats: the same disc, its depth moved toward the eye by the disc's radius, so
+// that against the depth of the opaque discs it passes wherever it lies within its radius behind
+// the nearest disc. Its size on screen stays the same: only z changes, for the same w.
+ps_in vs_splat(vs_in input)
+{
+    float2 discSize;
+    ps_in output = pointVertex(input, discSize);
+    if (output.pos.w == 0.0)
+        return output;
+    // The radius in view units: the half size in clip units over the projection's y scale.
+    float eyeZ = mul(view, output.exactWorldPosition).z + discSize.y / abs(proj._22);
+    float2 zw = float2(proj._33 * eyeZ + proj._34, proj._43 * eyeZ + proj._44);
+    output.pos.z = zw.x / zw.y * output.pos.w;
+    return output;
+}
+
 ps_out ps_main(ps_in input)
 {
     float r = length(input.uv);
@@ -214,4 +248,14 @@ ps_out ps_main(ps_in input)
     output.worldPosition = input.worldPosition;
     output.exactWorldPosition = input.exactWorldPosition;
     return output;
+}
+
+// Adds the disc's colour weighted by exp(-2 r^2) and the weight itself; post-processing divides.
+float4 ps_splat(ps_in input) : SV_TARGET0
+{
+    float r2 = dot(input.uv, input.uv);
+    if (r2 > 1.0)
+        discard;
+    float weight = exp(-2.0 * r2);
+    return float4(input.col.rgb * weight, weight);
 }

@@ -36,6 +36,13 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--range;5,1|'5,1'"
                 "render;${STORE};--output;${OUTPUT};--warn;-1,x|'x'"
                 "render;${STORE};--output;${OUTPUT};--mesh-scale;0|'0'"
+                "render;${STORE};--output;${OUTPUT};--edl;x|'x'"
+                "render;${STORE};--output;${OUTPUT};--edl;1,0.5|'0.5'"
+                "render;${STORE};--output;${OUTPUT};--edl;1,2,3|'1,2,3'"
+                "render;${STORE};--output;${OUTPUT};--splats;best|'best'"
+                "render;${STORE};--output;${OUTPUT};--classes;2,256|'256'"
+                "render;${STORE};--output;${OUTPUT};--class-colors;2:ff0000|'2:ff0000'"
+                "render;${STORE};--output;${OUTPUT};--class-colors;2=red|'red'"
                 "render;${STORE};--output;${OUTPUT};--mesh;${MESH}-missing|${MESH}-missing"
                 "render;${STORE};--output;${OUTPUT};--mode;mesh-distance;--distance-mesh;${MESH}-missing|${MESH}-missing"
                 "render;${STORE};--output;${OUTPUT};--view;pano|--pano"
@@ -88,6 +95,14 @@ if(RENDER)
     if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.two.png")
         message(FATAL_ERROR "lumaro render of two stores failed (${status}):\n${err}")
     endif()
+    # Classes, eye-dome lighting (a bare --edl and one with values) and high-quality splats.
+    foreach(edl "--edl" "--edl;0.5,2")
+        run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.looks.png" --size 64x48 --mode rgb,classification
+                   --classes 1,2 --class-colors 2=ff0000,1=0000ff --splats hq ${edl})
+        if(NOT status EQUAL 0 OR NOT EXISTS "${OUTPUT}.looks.png")
+            message(FATAL_ERROR "lumaro render with classes, lighting and splats (${edl}) failed (${status}):\n${err}")
+        endif()
+    endforeach()
     # The drawn pixels as points, and a pick with a plane in the stores' own coordinates.
     run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.points.png" --size 64x48 --points "${OUTPUT}.txt")
     file(STRINGS "${OUTPUT}.txt" lines LIMIT_COUNT 2)

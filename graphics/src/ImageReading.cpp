@@ -5,11 +5,17 @@
 
 #include "ImageFiles.h"
 
-// Static linkage keeps stb's functions private to this file (see ImageFiles.cpp).
+// Static linkage keeps stb's functions private to this file (see ImageFiles.cpp). Only the formats
+// a panorama comes in are decoded: every other decoder would be one more parser for a hostile
+// file to reach (TGA has no signature, so stb tries it on anything).
 #define STB_IMAGE_STATIC
+#define STBI_ONLY_PNG
+#define STBI_ONLY_JPEG
+#define STBI_ONLY_HDR
 #define STB_IMAGE_IMPLEMENTATION
 #include <stb_image.h>
 
+#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -51,6 +57,28 @@ std::ifstream openImage(const std::filesystem::path& path)
     throw std::runtime_error("Cannot read image file '" + path.string() + "': " + stbi_failure_reason());
 }
 
+// The header's size, refused when it is empty or larger than an image may be: the decoder would
+// otherwise allocate whatever the header claims before it finds the data missing.
+void checkPixelCount(const std::filesystem::path& path, int width, int height)
+{
+    const auto pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+    if (width <= 0 || height <= 0 || pixels > MAX_IMAGE_PIXELS)
+        throw std::runtime_error("Image file '" + path.string() + "' claims " + std::to_string(width) + " x " +
+                                 std::to_string(height) + " pixels; an image may have from 1 to " +
+                                 std::to_string(MAX_IMAGE_PIXELS) + " pixels");
+}
+
+// Reads the header's size and leaves the stream at the start again.
+void readHeaderSize(std::ifstream& file, const std::filesystem::path& path, int& width, int& height)
+{
+    int channels = 0;
+    if (stbi_info_from_callbacks(&streamCallbacks, &file, &width, &height, &channels) == 0)
+        undecodable(path);
+    checkPixelCount(path, width, height);
+    file.clear();
+    file.seekg(0);
+}
+
 struct StbFree {
     void operator()(void* pixels) const { stbi_image_free(pixels); }
 };
@@ -62,11 +90,7 @@ ImageFileInfo readImageFileInfo(const std::filesystem::path& path)
     std::ifstream file = openImage(path);
     int width = 0;
     int height = 0;
-    int channels = 0;
-    if (stbi_info_from_callbacks(&streamCallbacks, &file, &width, &height, &channels) == 0)
-        undecodable(path);
-    file.clear();
-    file.seekg(0);
+    readHeaderSize(file, path, width, height);
     const bool hdr = stbi_is_hdr_from_callbacks(&streamCallbacks, &file) != 0;
     return {static_cast<std::size_t>(width), static_cast<std::size_t>(height), hdr};
 }
@@ -76,6 +100,7 @@ ColorImage ColorImage::read(const std::filesystem::path& path)
     std::ifstream file = openImage(path);
     int width = 0;
     int height = 0;
+    readHeaderSize(file, path, width, height);
     int channels = 0;
     const std::unique_ptr<stbi_uc, StbFree> pixels(
         stbi_load_from_callbacks(&streamCallbacks, &file, &width, &height, &channels, 4));

@@ -1,4 +1,5 @@
 #include <lumaro/octree/Location.h>
+#include <lumaro/octree/Redaction.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <algorithm>
@@ -42,25 +43,34 @@ std::string lowerCase(std::string_view text)
 }
 
 // Two URLs of one store must compare equal: the scheme and host are case-blind, a default port
-// is no port, and a metadata file or trailing slash names the folder.
+// is no port, and a metadata file or trailing slash names the folder. User information and a
+// query (a pre-signed URL's signature) are kept: requests need them.
 std::string normalisedUrl(std::string_view url)
 {
     const std::size_t schemeEnd = url.find("://");
     const std::string scheme = lowerCase(url.substr(0, schemeEnd == std::string_view::npos ? 0 : schemeEnd));
-    if (scheme != "http" && scheme != "https") {
-        throw std::invalid_argument("not an http:// or https:// URL: " + std::string(url));
+    if (scheme != "http" && scheme != "https" && scheme != "s3") {
+        throw std::invalid_argument("not an http://, https:// or s3:// URL: " + redactedUrl(url));
     }
     std::string_view rest = url.substr(schemeEnd + 3);
-    const std::size_t hostEnd = std::min(rest.find('/'), rest.size());
-    std::string host = lowerCase(rest.substr(0, hostEnd));
+    const std::size_t authorityEnd = std::min(rest.find_first_of("/?#"), rest.size());
+    std::string_view authority = rest.substr(0, authorityEnd);
+    const std::size_t at = authority.rfind('@');
+    const std::string userInformation(at == std::string_view::npos ? std::string_view() : authority.substr(0, at + 1));
+    std::string host = lowerCase(at == std::string_view::npos ? authority : authority.substr(at + 1));
     if (host.empty()) {
-        throw std::invalid_argument("the URL names no host: " + std::string(url));
+        throw std::invalid_argument(scheme == "s3" ? "the URL names no bucket: " + redactedUrl(url)
+                                                   : "the URL names no host: " + redactedUrl(url));
     }
     const std::string defaultPort = scheme == "http" ? ":80" : ":443";
-    if (host.size() > defaultPort.size() && host.ends_with(defaultPort)) {
+    if (scheme != "s3" && host.size() > defaultPort.size() && host.ends_with(defaultPort)) {
         host.resize(host.size() - defaultPort.size());
     }
-    std::string path(rest.substr(hostEnd));
+    std::string_view pathAndQuery = rest.substr(authorityEnd);
+    pathAndQuery = pathAndQuery.substr(0, std::min(pathAndQuery.find('#'), pathAndQuery.size()));
+    const std::size_t question = std::min(pathAndQuery.find('?'), pathAndQuery.size());
+    std::string path(pathAndQuery.substr(0, question));
+    const std::string query(pathAndQuery.substr(question));
     for (const char* metadata : {"/metadata.json", "/ept.json"}) {
         if (path.ends_with(metadata)) {
             path.resize(path.size() - std::string_view(metadata).size());
@@ -69,7 +79,7 @@ std::string normalisedUrl(std::string_view url)
     while (!path.empty() && path.back() == '/') {
         path.pop_back();
     }
-    return scheme + "://" + host + path;
+    return scheme + "://" + userInformation + host + path + query;
 }
 
 } // namespace
@@ -81,7 +91,7 @@ Location::Location(FromUrl, std::string_view url) : m_url(normalisedUrl(url)) {}
 bool isUrl(std::string_view text)
 {
     const std::string start = lowerCase(text.substr(0, 8));
-    return start.starts_with("http://") || start.starts_with("https://");
+    return start.starts_with("http://") || start.starts_with("https://") || start.starts_with("s3://");
 }
 
 Location locationOf(std::string_view text)
@@ -110,7 +120,7 @@ bool Location::exists() const
 std::string Location::toString() const
 {
     if (isUrl()) {
-        return m_url;
+        return redactedUrl(m_url);
     }
     const auto text = m_folder.generic_u8string();
     return std::string(text.begin(), text.end());

@@ -12,6 +12,7 @@
 #include <deque>
 #include <exception>
 #include <filesystem>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -52,17 +53,25 @@ std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
     if (oneFile) {
         return std::make_shared<Copc::CopcTree>(location, unitScale, reader);
     }
-    if (reader->exists("metadata.json")) {
+    // A server is asked for both metadata files at once: one round trip, not two.
+    std::future<bool> hasEptJson = std::async(location.isUrl() ? std::launch::async : std::launch::deferred,
+                                              [&reader] { return reader->exists("ept.json"); });
+    const bool hasMetadataJson = reader->exists("metadata.json");
+    const bool hasEpt = hasEptJson.get();
+    if (hasMetadataJson) {
         return std::make_shared<PoTree::PotreeTree>(location, unitScale, reader);
     }
-    if (reader->exists("ept.json")) {
+    if (hasEpt) {
         return openEntwineTree(location, unitScale, reader);
     }
     if (!location.isUrl() && !std::filesystem::is_directory(location.path(), error)) {
         throw std::runtime_error("point cloud store not found: " + location.toString());
     }
-    throw std::runtime_error("no point cloud store " + std::string(location.isUrl() ? "at " : "in ") + location.toString()
-                             + " (neither metadata.json nor ept.json is there)");
+    if (location.isUrl()) {
+        throw std::runtime_error("no point cloud store at " + location.toString()
+                                 + " (neither metadata.json nor ept.json is there, or the server refused access to them)");
+    }
+    throw std::runtime_error("no point cloud store in " + location.toString() + " (neither metadata.json nor ept.json is there)");
 }
 
 Octree::Octree(const Location& location, double unitScale, const Math::NBoundingBox<double, 3>& cube,

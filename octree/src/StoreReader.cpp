@@ -8,7 +8,7 @@ namespace Octree {
 std::shared_ptr<StoreReader> StoreReader::open(const Location& location)
 {
     if (location.isUrl()) {
-        return std::make_shared<HttpStoreReader>(location.url());
+        return std::make_shared<HttpStoreReader>(remoteEndpoint(location));
     }
     return std::make_shared<LocalStoreReader>(location.path());
 }

@@ -8,9 +8,15 @@
 
 #include <lumaro/testsupport/EptStoreWriter.h>
 #include <lumaro/testsupport/FailureOf.h>
+#include <lumaro/testsupport/LasReader.h>
+#include <lumaro/testsupport/SyntheticLas.h>
+#include <lumaro/testsupport/TemporaryFolder.h>
 
 #include <gtest/gtest.h>
 #include <zstd.h>
+
+#include <set>
+#include <string>
 
 using Entwine::decodeBinaryPoints;
 using Entwine::decodeLaszipPoints;
@@ -171,6 +177,61 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     std::string inflated = laz;
     inflated.replace(107, 4, TestSupport::bytesOf(std::uint32_t{4000000000u}));
     EXPECT_EQ(failure(inflated, 4000000000u).rfind(lazFile.string() + ": LASzip cannot ", 0), 0u);
+    // An item that LAZ does not define is refused before LASzip sees it: LASzip would keep what it
+    // allocated for the record, which this build's leak checker reports when the program ends.
+    const std::size_t record = laz.find("laszip encoded") - 2 + 54;
+    std::string unknownItem = laz;
+    unknownItem.replace(record + 34, 2, TestSupport::bytesOf(std::uint16_t{750}));
+    EXPECT_EQ(failure(unknownItem, 1065), lazFile.string() + ": its LASzip record describes item 0 as type 750 of 20 "
+                                                             "bytes, version 2, which LAZ does not define");
+    // A header size below the header's own fields made LASzip allocate 4 GiB (its size minus 227).
+    std::string noHeader = laz;
+    noHeader.replace(94, 2, TestSupport::bytesOf(std::uint16_t{0}));
+    EXPECT_EQ(failure(noHeader, 1065).rfind(lazFile.string() + ": its header (0 bytes) and point data offset", 0), 0u);
+    std::string recordsPastPoints = laz;
+    recordsPastPoints.replace(100, 4, TestSupport::bytesOf(std::uint32_t{4000000000u}));
+    EXPECT_NE(failure(recordsPastPoints, 1065).find("record 2 of 4000000000 runs past the start of the point data"),
+              std::string::npos);
+    // Items that do not add up to the header's point length made LASzip leak the same way.
+    std::string longerPoints = laz;
+    longerPoints.replace(105, 2, TestSupport::bytesOf(std::uint16_t{54}));
+    EXPECT_EQ(failure(longerPoints, 1065), lazFile.string() + ": its LASzip record's items take 38 bytes a point, but its "
+                                                              "header's points take 54");
+    // Chunks of variable size without the table that sizes them: LASzip followed a null pointer.
+    std::string variableChunks = laz.substr(0, laz.size() / 2);
+    variableChunks.replace(record + 12, 4, TestSupport::bytesOf(std::uint32_t{0xFFFFFFFFu}));
+    EXPECT_NE(failure(variableChunks, 1065).find(": its chunks are of variable size, but the chunk table"), std::string::npos);
+    // An item version LAZ does not compress with made LASzip leak its point reader.
+    std::string colourVersion0 = laz;
+    colourVersion0.replace(record + 34 + 2 * 6 + 4, 2, TestSupport::bytesOf(std::uint16_t{0}));
+    EXPECT_EQ(failure(colourVersion0, 1065), lazFile.string() + ": its LASzip record describes item 2 as type 8 of 6 "
+                                                                "bytes, version 0, which LAZ does not define");
+    std::string wrongSize = laz;
+    wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
+    EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);
+}
+
+// Point formats 0 to 5 keep the class in the five low bits of their classification byte, under the
+// synthetic, key-point and withheld flags; formats 6 to 10 have a byte of its own for it.
+TEST(EntwineLaszipDecoder, ClassesAreTheFiveLowBitsInOldFormatsAndTheWholeByteInNewOnes)
+{
+    const TestSupport::TemporaryFolder folder;
+    for (const unsigned format : {3u, 6u}) {
+        TestSupport::SyntheticLas spec;
+        spec.format = format;
+        spec.minor = format < 6 ? 2 : 4;
+        const std::filesystem::path las = folder.path() / ("format" + std::to_string(format) + ".las");
+        TestSupport::writeSyntheticLas(las, spec, 60);
+        const TestSupport::LasFile expected = TestSupport::readLas(las);
+        const auto decoded = decodeLaszipPoints(Core::readLocalFile(las), 60, PointAttributes::all(), las);
+        ASSERT_EQ(decoded.points.classifications.size(), 60u) << format;
+        std::set<int> classes;
+        for (std::size_t i = 0; i < 60; ++i) {
+            EXPECT_EQ(decoded.points.classifications[i], expected.points[i].classification) << format << " " << i;
+            classes.insert(decoded.points.classifications[i]);
+        }
+        EXPECT_GT(classes.size(), 10u) << "the file has classes to tell apart";
+    }
 }
 
 TEST(EntwineLaszipDecoder, StopsWhenAsked)

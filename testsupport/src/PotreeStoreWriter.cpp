@@ -73,7 +73,7 @@ void writePotreeStore(const std::filesystem::path& folder, const std::vector<Sto
                 high[axis] = std::max(high[axis], xyz[axis]);
             }
             octree += bytesOf(point.intensity) + bytesOf(std::uint16_t{point.red}) + bytesOf(std::uint16_t{point.green})
-                + bytesOf(std::uint16_t{point.blue});
+                + bytesOf(std::uint16_t{point.blue}) + bytesOf(point.classification);
         }
         total += count;
         const bool hidden = node && node->hidden;
@@ -100,7 +100,9 @@ void writePotreeStore(const std::filesystem::path& folder, const std::vector<Sto
              << "\"min\": " << triple(low[0], low[1], low[2]) << ", \"max\": " << triple(high[0], high[1], high[2])
              << "},\n    {\"name\": \"intensity\", \"size\": 2, \"numElements\": 1, \"elementSize\": 2, \"type\": \"uint16\"},\n"
              << "    {\"name\": \"rgb\", \"size\": 6, \"numElements\": 3, \"elementSize\": 2, \"type\": \"uint16\", "
-             << "\"min\": [0, 0, 0], \"max\": [255, 255, 255]}\n  ]\n}\n";
+             << "\"min\": [0, 0, 0], \"max\": [255, 255, 255]},\n"
+             << "    {\"name\": \"classification\", \"size\": 1, \"numElements\": 1, \"elementSize\": 1, \"type\": \"uint8\"}\n"
+             << "  ]\n}\n";
     writeFile(folder / "metadata.json", metadata.str());
     writeFile(folder / "hierarchy.bin", hierarchy);
     writeFile(folder / "octree.bin", octree);

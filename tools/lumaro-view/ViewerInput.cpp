@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace Tool {
@@ -11,13 +13,30 @@ namespace {
 
 using Kind = ViewerAction::Kind;
 
-constexpr std::array<std::pair<char, Render::Coloring>, 6> coloringKeys{{
+constexpr std::array<std::pair<char, Render::Coloring>, 7> coloringKeys{{
     {'1', Render::Coloring::Rgb},
     {'2', Render::Coloring::Intensity},
     {'3', Render::Coloring::Elevation},
     {'4', Render::Coloring::Normal},
     {'5', Render::Coloring::Uniform},
     {'6', Render::Coloring::Tomographic},
+    {'7', Render::Coloring::Classification},
+}};
+
+// A key that hides or shows a group of LAS classes.
+struct ClassKey {
+    char key;
+    std::array<std::uint8_t, 3> classes;
+    std::size_t count;
+};
+
+constexpr std::array<ClassKey, 6> classKeys{{
+    {'U', {0, 1}, 2},
+    {'G', {2}, 1},
+    {'V', {3, 4, 5}, 3},
+    {'B', {6}, 1},
+    {'W', {9}, 1},
+    {'N', {7, 18}, 2},
 }};
 
 constexpr std::size_t smallestBudget = 1000;
@@ -43,8 +62,8 @@ Render::ColorMap nextColorMap(Render::ColorMap map)
 
 } // namespace
 
-ViewerInput::ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget)
-    : m_coloring(coloring), m_colorMap(colorMap), m_budget(budget)
+ViewerInput::ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget, PointLook look)
+    : m_coloring(coloring), m_colorMap(colorMap), m_budget(budget), m_look(std::move(look))
 {
 }
 
@@ -140,6 +159,25 @@ ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundi
         change.pointSizeStep = more ? 1.0f : -1.0f;
         return change;
     }
+    if (key == 'E' || key == 'S' || key == 'A') {
+        if (key == 'E')
+            m_look.eyeDomeLighting.enabled = !m_look.eyeDomeLighting.enabled;
+        else if (key == 'S')
+            m_look.splats = m_look.splats == Render::SplatQuality::High ? Render::SplatQuality::Standard
+                                                                         : Render::SplatQuality::High;
+        else
+            m_look.classes.setAllShown(true);
+        return lookChanged();
+    }
+    for (const ClassKey& group : classKeys) {
+        if (group.key == key) {
+            const auto first = group.classes.begin();
+            const auto last = first + static_cast<std::ptrdiff_t>(group.count);
+            const bool allShown = std::all_of(first, last, [&](std::uint8_t c) { return m_look.classes.isShown(c); });
+            std::for_each(first, last, [&](std::uint8_t c) { m_look.classes.setShown(c, !allShown); });
+            return lookChanged();
+        }
+    }
     for (const auto& [pressed, coloring] : coloringKeys) {
         if (pressed == key) {
             m_coloring = coloring;
@@ -149,6 +187,15 @@ ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundi
         }
     }
     return {};
+}
+
+ViewerAction ViewerInput::lookChanged() const
+{
+    ViewerAction change = action(Kind::ChangeLook);
+    change.eyeDomeLighting = m_look.eyeDomeLighting;
+    change.splats = m_look.splats;
+    change.classes = m_look.classes;
+    return change;
 }
 
 } // namespace Tool

@@ -6,6 +6,9 @@
 #include <lumaro/math/NBoundingBox.h>
 #include <lumaro/math/Point.h>
 #include <lumaro/render/core/Coloring.h>
+#include <lumaro/render/core/EyeDomeLighting.h>
+#include <lumaro/render/core/PointClasses.h>
+#include <lumaro/render/core/SplatQuality.h>
 #include <lumaro/render/gpu/ColorMap.h>
 
 #include <cstddef>
@@ -26,6 +29,7 @@ struct ViewerAction {
         ChangeColorMap,  // show `colorMap`
         ChangeBudget,    // load within `budget` points
         ChangePointSize, // make the points `pointSizeStep` pixels larger (or smaller)
+        ChangeLook,      // show the points with `eyeDomeLighting`, `splats` and `classes`
         MeasurePoint,    // the measuring tool takes the point under (x, y)
         MeasureClose,    // the measuring tool closes its polygon
         MeasureChanged,  // the measuring tool changed its mode or dropped points: show it
@@ -37,17 +41,30 @@ struct ViewerAction {
     Render::ColorMap colorMap = Render::ColorMap::Turbo;
     std::size_t budget = 0;
     float pointSizeStep = 0.0f;
+    Render::EyeDomeLighting eyeDomeLighting;
+    Render::SplatQuality splats = Render::SplatQuality::Standard;
+    Render::PointClasses classes;
+};
+
+// How the viewer shows points beyond their colouring, which keys switch.
+struct PointLook {
+    Render::EyeDomeLighting eyeDomeLighting;
+    Render::SplatQuality splats = Render::SplatQuality::Standard;
+    Render::PointClasses classes;
 };
 
 // The input of an interactive viewer, without a window: mouse buttons and drags, the wheel and
 // keys become camera moves of an OrbitNavigator and actions for the window. Left drag orbits
 // around the point under the cursor, right or middle drag pans, the wheel zooms toward the point
-// under the cursor; Ctrl+click picks, Shift+click picks with a plane. Keys: 1-6 colourings (rgb,
-// intensity, elevation, normal, uniform, tomographic), C the next colour map, F frames the scene,
-// + and - the point size, with Shift the budget (doubled or halved, at least 1000 points).
-// Measuring: M measures lines, P a polygon (the same key again stops); while measuring, a left
-// click (pressed and released within a few pixels) takes the point under it, Enter closes the
-// polygon, Backspace drops the last point and Escape all of them.
+// under the cursor; Ctrl+click picks, Shift+click picks with a plane. Keys: 1-7 colourings (rgb,
+// intensity, elevation, normal, uniform, tomographic, classification), C the next colour map, F
+// frames the scene, + and - the point size, with Shift the budget (doubled or halved, at least
+// 1000 points), E eye-dome lighting on and off, S high-quality splats on and off. Keys for groups
+// of classes hide the group, or show it where any of it is hidden: U unclassified (0, 1), G
+// ground (2), V vegetation (3-5), B buildings (6), W water (9), N noise (7, 18); A shows every
+// class. Measuring: M measures lines, P a polygon (the same key again stops); while measuring, a
+// left click (pressed and released within a few pixels) takes the point under it, Enter closes
+// the polygon, Backspace drops the last point and Escape all of them.
 class ViewerInput {
 public:
     enum class Button { Left, Right, Middle };
@@ -58,13 +75,14 @@ public:
     // The drawn point under a pixel, in scene coordinates, if there is one.
     using PointUnder = std::function<std::optional<Math::Point<float, 3>>(int x, int y)>;
 
-    ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget);
+    ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget, PointLook look = {});
 
     OrbitNavigator& navigator() { return m_navigator; }
     const OrbitNavigator& navigator() const { return m_navigator; }
     Render::Coloring coloring() const { return m_coloring; }
     Render::ColorMap colorMap() const { return m_colorMap; }
     std::size_t budget() const { return m_budget; }
+    const PointLook& look() const { return m_look; }
     MeasuringTool& measuringTool() { return m_tool; }
     const MeasuringTool& measuringTool() const { return m_tool; }
 
@@ -81,11 +99,14 @@ public:
 private:
     enum class Drag { None, Orbit, Pan };
 
+    ViewerAction lookChanged() const;
+
     OrbitNavigator m_navigator;
     MeasuringTool m_tool;
     Render::Coloring m_coloring;
     Render::ColorMap m_colorMap;
     std::size_t m_budget;
+    PointLook m_look;
     Drag m_drag = Drag::None;
     int m_lastX = 0;
     int m_lastY = 0;

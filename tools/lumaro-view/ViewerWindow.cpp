@@ -54,7 +54,9 @@ char keyOf(WPARAM key)
 } // namespace
 
 ViewerWindow::ViewerWindow(RenderOptions options)
-    : m_options(std::move(options)), m_input(Render::Coloring::Rgb, m_options.colorMap, m_options.budget)
+    : m_options(std::move(options)),
+      m_input(Render::Coloring::Rgb, m_options.colorMap, m_options.budget,
+              {m_options.eyeDomeLighting, m_options.splats, m_options.pointClasses})
 {
 }
 
@@ -152,6 +154,10 @@ void ViewerWindow::updateTitle()
             points += cloud->numVisiblePoints();
         title << " - " << points << " / " << m_input.budget() << " points - "
               << static_cast<int>(m_frameMilliseconds + 0.5) << " ms - " << Render::nameOf(m_input.coloring());
+        if (m_input.look().eyeDomeLighting.enabled)
+            title << " - edl";
+        if (m_input.look().splats == Render::SplatQuality::High)
+            title << " - hq splats";
         const std::string measuring = m_input.measuringTool().status();
         if (!measuring.empty())
             title << " - " << measuring;
@@ -308,6 +314,11 @@ void ViewerWindow::carryOut(const ViewerAction& action)
             prioritizer->setTotalMaxPointCount(action.budget);
         for (const auto& cloud : m_scene->clouds())
             cloud->clearVisibleOctreeNodes();
+        break;
+    case Kind::ChangeLook:
+        renderer().setEyeDomeLighting(action.eyeDomeLighting);
+        renderer().setSplatQuality(action.splats);
+        renderer().setPointClasses(action.classes);
         break;
     case Kind::ChangePointSize:
         for (const auto& cloud : m_scene->clouds())

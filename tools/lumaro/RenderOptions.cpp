@@ -19,6 +19,8 @@ namespace {
 
 constexpr std::array<Render::Named<ViewKind>, 3> viewNames{
     {{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}, {"pano", ViewKind::Pano}}};
+constexpr std::array<Render::Named<Render::SplatQuality>, 2> splatNames{
+    {{"standard", Render::SplatQuality::Standard}, {"hq", Render::SplatQuality::High}}};
 constexpr std::array<Render::Named<Render::ClipEffect>, 3> clipEffectNames{{{"inside", Render::ClipEffect::ShowInside},
                                                                            {"outside", Render::ClipEffect::ShowOutside},
                                                                            {"highlight", Render::ClipEffect::Highlight}}};
@@ -26,8 +28,8 @@ constexpr std::array<Render::Named<Render::ClipEffect>, 3> clipEffectNames{{{"in
 // The options of the scene commands (render, pick, and the viewer): names, defaults, help.
 const OptionText sizeOption{"--size", "1280x720", "Size of each picture, WIDTHxHEIGHT"};
 const OptionText viewOption{"--view", "top", "top, oblique or pano (from the panorama's centre); several give one row each"};
-const OptionText modeOption{"--mode", "rgb", "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark "
-                                                 "or mesh-distance; several give one column each"};
+const OptionText modeOption{"--mode", "rgb", "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark, "
+                                                 "mesh-distance or classification; several give one column each"};
 const OptionText colorMapOption{"--color-map", "turbo", "Colour map of the elevation and mesh-distance modes"};
 const OptionText budgetOption{"--budget", "10000000", "Most points loaded at once"};
 const OptionText maxLevelOption{"--max-level", "21", "Deepest octree level to load"};
@@ -42,6 +44,14 @@ const OptionText passFailOption{"--pass-fail", "", "The pass/fail band of distan
 const OptionText warnOption{"--warn", "", "The warning band of distances MIN,MAX (default: the renderer's, -0.25,0.25)"};
 const OptionText panoAtOption{"--pano-at", "", "The panorama's centre X,Y,Z in the stores' coordinates (default: the "
                                                    "middle of the stores)"};
+const OptionText edlOption{"--edl", "", "Eye-dome lighting: shading by depth steps, optionally STRENGTH (1) or "
+                                        "STRENGTH,RADIUS (radius in pixels, 1); after the stores (default: off)"};
+const OptionText splatsOption{"--splats", "standard", "standard (opaque discs) or hq (overlapping points blended by weight)"};
+const OptionText classesOption{"--classes", "", "Show only the points of these classes, numbers 0 to 255 "
+                                                "separated by commas (default: every class)"};
+const OptionText classColorsOption{"--class-colors", "", "Colours of classes in the classification mode, "
+                                                         "CLASS=RRGGBB separated by commas (default: the LAS classes' "
+                                                         "colours of the README)"};
 const OptionText clipBoxOption{"--clip-box", "", "A clip box X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]] in the stores' "
                                                  "coordinates: its centre and its sizes along its own axes, turned by HEADING "
                                                  "degrees about z (counter-clockwise from x), then PITCH about its y and ROLL "
@@ -72,6 +82,44 @@ DistanceRange parseRange(const std::string& text, const std::string& what)
     if (!(range.min < range.max))
         throw std::invalid_argument(what + " needs MIN below MAX, not '" + text + "'");
     return range;
+}
+
+Render::EyeDomeLighting parseEyeDomeLighting(const std::string& text, const std::string& what)
+{
+    Render::EyeDomeLighting lighting;
+    lighting.enabled = true;
+    if (text.empty())
+        return lighting;
+    const bool withRadius = text.find(',') != std::string::npos;
+    const std::vector<std::string> values =
+        splitList(text, withRadius ? 2 : 1, what, "STRENGTH or STRENGTH,RADIUS, such as 1.5,2");
+    lighting.strength = parseNumber(values[0], 0.0f, false, what + "'s STRENGTH");
+    if (withRadius)
+        lighting.radius = parseNumber(values[1], 1.0f, false, what + "'s RADIUS");
+    try {
+        Render::checkEyeDomeLighting(lighting);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(what + " '" + text + "': " + error.what());
+    }
+    return lighting;
+}
+
+Render::PointClasses parsePointClasses(const std::vector<std::string>& shown, const std::vector<std::string>& colors)
+{
+    Render::PointClasses classes;
+    if (!shown.empty()) {
+        classes.setAllShown(false);
+        for (const std::string& text : shown)
+            classes.setShown(static_cast<std::uint8_t>(parseCount(text, 0, 255, "a class of --classes")), true);
+    }
+    for (const std::string& text : colors) {
+        const std::size_t equals = text.find('=');
+        if (equals == std::string::npos)
+            throw std::invalid_argument("--class-colors needs CLASS=RRGGBB, such as 2=a0522d, not '" + text + "'");
+        const auto classIndex = parseCount(text.substr(0, equals), 0, 255, "a class of --class-colors");
+        classes.setColor(static_cast<std::uint8_t>(classIndex), parseColor(text.substr(equals + 1), "--class-colors"));
+    }
+    return classes;
 }
 
 Math::OrientedBox parseClipBox(const std::string& text, const std::string& what)
@@ -131,6 +179,11 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
         ->delimiter(',')
         ->excludes(pano);
     addOption(command, panoAtOption, mPanoAt);
+    // A bare --edl takes the defaults, so a value is optional.
+    mEyeDomeLightingOption = addOption(command, edlOption, mEyeDomeLighting)->expected(0, 1);
+    addOption(command, splatsOption, mSplats);
+    addOption(command, classesOption, mClasses);
+    addOption(command, classColorsOption, mClassColors);
     command.add_option(clipBoxOption.name, mClipBoxes, clipBoxOption.help);
     command.add_option(clipPolygonOption.name, mClipPolygons, clipPolygonOption.help);
     addOption(command, clipHeightsOption, mClipHeights);
@@ -169,6 +222,10 @@ void SceneCommandLine::finish()
         mOptions.panoAt = {parseReal(xyz[0], "--pano-at's X"), parseReal(xyz[1], "--pano-at's Y"),
                            parseReal(xyz[2], "--pano-at's Z")};
     }
+    if (mEyeDomeLightingOption->count() > 0)
+        mOptions.eyeDomeLighting = parseEyeDomeLighting(mEyeDomeLighting, "--edl");
+    mOptions.splats = Render::valueNamed<Render::SplatQuality>(splatNames, mSplats, "splat quality");
+    mOptions.pointClasses = parsePointClasses(mClasses, mClassColors);
     mOptions.clipShapes.clear();
     for (const std::string& box : mClipBoxes)
         mOptions.clipShapes.emplace_back(parseClipBox(box, "--clip-box"));

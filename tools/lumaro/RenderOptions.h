@@ -5,6 +5,9 @@
 #include <lumaro/math/Color.h>
 #include <lumaro/render/core/ClipVolumes.h>
 #include <lumaro/render/core/Coloring.h>
+#include <lumaro/render/core/EyeDomeLighting.h>
+#include <lumaro/render/core/PointClasses.h>
+#include <lumaro/render/core/SplatQuality.h>
 #include <lumaro/render/gpu/ColorMap.h>
 
 #include <CLI/CLI.hpp>
@@ -65,6 +68,11 @@ struct RenderOptions {
     std::optional<std::filesystem::path> panoDepth;
     std::vector<std::filesystem::path> panoCube;
     std::optional<std::array<double, 3>> panoAt;
+    // How points look beyond their colouring: eye-dome lighting, splats, and the colours and
+    // visibility of their classes.
+    Render::EyeDomeLighting eyeDomeLighting;
+    Render::SplatQuality splats = Render::SplatQuality::Standard;
+    Render::PointClasses pointClasses;
     // Boxes and prisms in the stores' coordinates that clip what is drawn, all with one effect.
     std::vector<Render::ClipVolumes::Shape> clipShapes;
     Render::ClipEffect clipEffect = Render::ClipEffect::ShowInside;
@@ -94,6 +102,10 @@ struct ThumbnailOptions {
 ViewKind parseView(const std::string& name);
 // "MIN,MAX", two finite numbers with MIN below MAX.
 DistanceRange parseRange(const std::string& text, const std::string& what);
+// "STRENGTH" or "STRENGTH,RADIUS", or nothing for the defaults: eye-dome lighting, on.
+Render::EyeDomeLighting parseEyeDomeLighting(const std::string& text, const std::string& what);
+// The classes shown (every class when `shown` is empty) and "CLASS=RRGGBB" colours.
+Render::PointClasses parsePointClasses(const std::vector<std::string>& shown, const std::vector<std::string>& colors);
 // "X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]]": a box around (X, Y, Z) of those sizes along
 // its own axes, turned by the angles in degrees (see Math::OrientedBox::fromAngles).
 Math::OrientedBox parseClipBox(const std::string& text, const std::string& what);
@@ -124,6 +136,11 @@ private:
     bool mSigned = false;
     bool mUnsigned = false;
     std::string mPanoAt;
+    std::string mEyeDomeLighting;
+    CLI::Option* mEyeDomeLightingOption = nullptr;
+    std::string mSplats;
+    std::vector<std::string> mClasses;
+    std::vector<std::string> mClassColors;
     std::vector<std::string> mClipBoxes;
     std::vector<std::string> mClipPolygons;
     std::string mClipHeights;

@@ -76,6 +76,9 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
             cloud->setMaxPointSize(*options.maxPointSize);
     }
     mRenderer.setScene(group);
+    mRenderer.setEyeDomeLighting(options.eyeDomeLighting);
+    mRenderer.setSplatQuality(options.splats);
+    mRenderer.setPointClasses(options.pointClasses);
     // Meshes are in the stores' coordinates: moved like the first store. Each is read when the
     // (initialised) group takes it.
     for (const std::filesystem::path& path : options.meshes) {

@@ -5,6 +5,7 @@
 
 #include "BoxOf.h"
 #include "ChunkDecoder.h"
+#include "NodeSizeLimit.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -20,7 +21,11 @@ using ::Octree::PointAttribute;
 FileHead readHead(const ::Octree::StoreReader& reader, std::uint64_t fileSize)
 {
     const std::filesystem::path name = reader.describe("");
-    const std::string start = reader.readRange("", 0, std::min<std::uint64_t>(fileSize, FileHead::LAS_HEADER_SIZE));
+    // The header and the records after it (COPC info, LASzip, extra bytes, a WKT) fit the first
+    // 8 KiB of the COPC files seen: one request reads them, where a store on a server would
+    // otherwise cost a round trip for the header and another for the records.
+    constexpr std::uint64_t firstRead = 8192;
+    const std::string start = reader.readRange("", 0, std::min(fileSize, std::max<std::uint64_t>(firstRead, FileHead::LAS_HEADER_SIZE)));
     const std::uint64_t needed = std::min(FileHead::bytesNeeded(start, name), fileSize);
     return FileHead::parse(needed <= start.size() ? start.substr(0, needed) : reader.readRange("", 0, needed), fileSize, name);
 }
@@ -124,10 +129,14 @@ Entwine::DecodedPoints CopcTree::decode(OctreeNodeId id, std::stop_token stop, :
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
-    const std::string chunk = nodeBytes(
-        id, [&] { return m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop); });
     const std::string source =
         m_source + ": node " + key.toString() + " (the chunk at byte " + std::to_string(node.offset) + ")";
+    if (::Octree::exceedsNodeSizeLimit(static_cast<std::uint64_t>(node.pointCount), m_head.recordLength)) {
+        throw std::runtime_error(source + ": claims " + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(m_head.recordLength) + " bytes, more than any real node holds");
+    }
+    const std::string chunk = nodeBytes(
+        id, [&] { return m_reader->readRange("", node.offset, static_cast<std::uint64_t>(node.byteSize), stop); });
     decoded = decodeChunk(m_head, chunk, static_cast<std::uint32_t>(node.pointCount), wanted & m_available, source, stop);
     Entwine::requirePointsInside(decoded, key.bounds(cubeOf(m_head)), source);
     return decoded;

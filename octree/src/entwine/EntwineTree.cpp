@@ -6,6 +6,7 @@
 #include <lumaro/octree/entwine/ZstandardDecoder.h>
 
 #include "BoxOf.h"
+#include "NodeSizeLimit.h"
 
 #include <algorithm>
 #include <cmath>
@@ -115,6 +116,11 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
         throw std::runtime_error(m_reader->describe("ept-hierarchy") + ": node " + node.key.toString()
                                  + " claims " + std::to_string(node.pointCount) + " points, but the whole store holds "
                                  + std::to_string(m_metadata.points));
+    }
+    if (::Octree::exceedsNodeSizeLimit(node.pointCount, m_metadata.schema.recordSize())) {
+        throw std::runtime_error(m_reader->describe("ept-hierarchy") + ": node " + node.key.toString() + " claims "
+                                 + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(m_metadata.schema.recordSize()) + " bytes, more than any real node holds");
     }
     const std::string bytes = nodeBytes(node.key.nodeId(), [&] { return m_reader->read(dataName(node.key), stop); });
     if (stop.stop_requested()) {

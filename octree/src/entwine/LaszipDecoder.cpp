@@ -4,6 +4,7 @@
 
 #include "ColumnReader.h"
 #include "LasFields.h"
+#include "LoadUnaligned.h"
 #include "MemoryStreamBuffer.h"
 
 // LASzip's header declares its stream functions with unqualified std names after a
@@ -12,7 +13,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <istream>
 #include <optional>
 #include <stdexcept>
@@ -24,12 +27,136 @@ namespace Entwine {
 
 namespace {
 
+using Octree::loadUnaligned;
 using Octree::PointAttribute;
 
 constexpr std::size_t EXTRA_BYTES_RECORD_ID = 4;
 constexpr std::size_t EXTRA_BYTES_ENTRY_SIZE = 192;
 constexpr std::uint64_t POINTS_BETWEEN_STOP_CHECKS = 16384;
 constexpr std::size_t MAX_POINTS_RESERVED = std::size_t{1} << 20;
+
+constexpr std::size_t LAS_HEADER_MIN_SIZE = 227;
+constexpr std::size_t LAS_14_HEADER_SIZE = 375;
+constexpr std::size_t VLR_HEADER_SIZE = 54;
+constexpr std::size_t EVLR_HEADER_SIZE = 60;
+constexpr std::uint16_t LASZIP_RECORD_ID = 22204;
+
+// The versions of the item types that LAZ compresses with: 1 and 2 for the point-wise items of
+// point formats 0 to 5 (1 only for wave packets), 2 to 4 for those of LAS 1.4. LASzip leaks its
+// point reader when another one fails to set up.
+bool decodableVersion(std::uint16_t type, std::uint16_t version)
+{
+    if (type == 9) {
+        return version == 1;
+    }
+    return type < 9 ? version == 1 || version == 2 : version >= 2 && version <= 4;
+}
+
+// The LASzip record's description of the compressed items, as the LAZ format defines it. LASzip
+// keeps what it allocated for a record it then refuses, so a damaged one is refused here first.
+void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const std::function<void(const std::string&)>& fail)
+{
+    if (record.size() < 34) {
+        fail("its LASzip record is cut short");
+    }
+    const auto compressor = loadUnaligned<std::uint16_t>(record.data());
+    const auto coder = loadUnaligned<std::uint16_t>(record.data() + 2);
+    const auto items = loadUnaligned<std::uint16_t>(record.data() + 32);
+    if (compressor > 3 || coder != 0) {
+        fail("its LASzip record names compressor " + std::to_string(compressor) + " and coder " + std::to_string(coder)
+             + ", which LAZ does not define");
+    }
+    if (record.size() != 34 + 6 * std::size_t{items}) {
+        fail("its LASzip record lists " + std::to_string(items) + " items in " + std::to_string(record.size()) + " bytes");
+    }
+    // The sizes of the item types: 0 for the bytes of any count (BYTE and BYTE14), -1 for types no
+    // LAZ writer uses.
+    static constexpr std::array<int, 15> sizes{0, -1, -1, -1, -1, -1, 20, 8, 6, 29, 30, 6, 8, 29, 0};
+    std::size_t itemBytes = 0;
+    for (std::size_t i = 0; i < items; ++i) {
+        const auto type = loadUnaligned<std::uint16_t>(record.data() + 34 + 6 * i);
+        const auto size = loadUnaligned<std::uint16_t>(record.data() + 36 + 6 * i);
+        const auto version = loadUnaligned<std::uint16_t>(record.data() + 38 + 6 * i);
+        if (type >= sizes.size() || sizes[type] < 0 || (sizes[type] > 0 ? size != sizes[type] : size == 0)
+            || (compressor != 0 && !decodableVersion(type, version))) {
+            fail("its LASzip record describes item " + std::to_string(i) + " as type " + std::to_string(type) + " of "
+                 + std::to_string(size) + " bytes, version " + std::to_string(version) + ", which LAZ does not define");
+        }
+        itemBytes += size;
+    }
+    if (itemBytes != pointLength) {
+        fail("its LASzip record's items take " + std::to_string(itemBytes) + " bytes a point, but its header's points take "
+             + std::to_string(pointLength));
+    }
+}
+
+// LASzip sizes what it allocates by the header's numbers before it reads what they describe: a
+// header size below the header's own fields, records beyond the point data, extended records or a
+// chunk table beyond the file would make it allocate gigabytes, or keep what it allocated when it
+// then gives up. So the file's layout is checked against its length first.
+void requireReadableLayout(std::string_view laz, const std::filesystem::path& file)
+{
+    if (laz.size() < LAS_HEADER_MIN_SIZE || laz.substr(0, 4) != "LASF") {
+        return; // not a LAS file at all: LASzip says so
+    }
+    const auto fail = [&file](const std::string& problem) { throw std::runtime_error(file.string() + ": " + problem); };
+    const std::uint64_t size = laz.size();
+    const unsigned minor = static_cast<unsigned char>(laz[25]);
+    const auto headerSize = loadUnaligned<std::uint16_t>(laz.data() + 94);
+    const auto pointData = loadUnaligned<std::uint32_t>(laz.data() + 96);
+    const auto records = loadUnaligned<std::uint32_t>(laz.data() + 100);
+    if (headerSize < LAS_HEADER_MIN_SIZE || headerSize > pointData || pointData > size) {
+        fail("its header (" + std::to_string(headerSize) + " bytes) and point data offset (" + std::to_string(pointData)
+             + ") do not fit a LAS file of " + std::to_string(size) + " bytes");
+    }
+    std::uint64_t at = headerSize;
+    std::optional<std::string_view> laszip;
+    for (std::uint32_t r = 0; r < records; ++r) {
+        if (at + VLR_HEADER_SIZE > pointData
+            || at + VLR_HEADER_SIZE + loadUnaligned<std::uint16_t>(laz.data() + at + 20) > pointData) {
+            fail("its record " + std::to_string(r) + " of " + std::to_string(records)
+                 + " runs past the start of the point data (" + std::to_string(pointData) + ")");
+        }
+        const char* vlr = laz.data() + at;
+        const auto length = loadUnaligned<std::uint16_t>(vlr + 20);
+        if (Octree::fixedLasText(vlr + 2, 16) == "laszip encoded" && loadUnaligned<std::uint16_t>(vlr + 18) == LASZIP_RECORD_ID) {
+            laszip = laz.substr(at + VLR_HEADER_SIZE, length);
+        }
+        at += VLR_HEADER_SIZE + length;
+    }
+    if (laszip) {
+        checkLaszipRecord(*laszip, loadUnaligned<std::uint16_t>(laz.data() + 105), fail);
+        // A chunk table in the file counts chunks of at least a byte each. A file cut short has
+        // lost its table, which LASzip does without for chunks of a fixed size, but it follows a
+        // null pointer for chunks of variable size (0 or 0xFFFFFFFF), which only the table tells.
+        const auto table = pointData + 8 <= size ? loadUnaligned<std::int64_t>(laz.data() + pointData) : -1;
+        const bool tableInFile =
+            table >= static_cast<std::int64_t>(pointData) + 8 && static_cast<std::uint64_t>(table) <= size - 8;
+        const auto compressor = loadUnaligned<std::uint16_t>(laszip->data());
+        const auto chunkSize = loadUnaligned<std::uint32_t>(laszip->data() + 12);
+        if (compressor >= 2 && (chunkSize == 0 || chunkSize == UINT32_MAX) && !tableInFile) {
+            fail("its chunks are of variable size, but the chunk table that gives their sizes is not in the file ("
+                 + std::to_string(size) + " bytes; it is cut short)");
+        }
+        if (tableInFile) {
+            const auto chunks = loadUnaligned<std::uint32_t>(laz.data() + table + 4);
+            if (chunks > static_cast<std::uint64_t>(table)) {
+                fail("its chunk table counts " + std::to_string(chunks) + " chunks before byte " + std::to_string(table));
+            }
+        }
+    }
+    if (minor >= 4 && headerSize >= LAS_14_HEADER_SIZE) {
+        std::uint64_t extended = loadUnaligned<std::uint64_t>(laz.data() + 235);
+        const auto count = loadUnaligned<std::uint32_t>(laz.data() + 243);
+        for (std::uint32_t r = 0; r < count; ++r) {
+            if (extended > size || EVLR_HEADER_SIZE > size - extended
+                || loadUnaligned<std::uint64_t>(laz.data() + extended + 20) > size - extended - EVLR_HEADER_SIZE) {
+                fail("its extended record " + std::to_string(r) + " of " + std::to_string(count) + " lies beyond the end");
+            }
+            extended += EVLR_HEADER_SIZE + loadUnaligned<std::uint64_t>(laz.data() + extended + 20);
+        }
+    }
+}
 
 // Owns a LASzip reader object.
 class LaszipReader {
@@ -192,6 +319,7 @@ Octree::PointAttributes lasPointAttributes(unsigned format, std::string_view ext
 DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expectedCount, Octree::PointAttributes wanted,
                                  const std::filesystem::path& file, std::stop_token stop)
 {
+    requireReadableLayout(lazFile, file);
     MemoryStreamBuffer buffer(lazFile);
     std::istream stream(&buffer);
     LaszipReader reader(file);

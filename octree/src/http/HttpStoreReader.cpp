@@ -1,4 +1,5 @@
 #include "HttpStoreReader.h"
+#include "HttpAnswer.h"
 
 #include <lumaro/octree/OperationCancelled.h>
 
@@ -6,7 +7,6 @@
 
 #include <condition_variable>
 #include <cstdlib>
-#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -27,14 +27,6 @@ void useCurl()
 
 std::atomic<std::uint64_t> receivedByAllReaders{0};
 
-// A failure that another attempt will not cure.
-struct PermanentFailure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-// A failure that may pass: the request is tried again.
-struct PassingFailure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 } // namespace
 
@@ -60,20 +52,28 @@ struct HttpStoreReader::Connection {
 };
 
 struct HttpStoreReader::Request {
-    std::string url;
+    std::string name; // the resource, relative to the store
     std::optional<std::pair<std::uint64_t, std::uint64_t>> range; // offset, size
     bool headOnly = false;
 };
 
+// What one attempt came to: the body (or, for a HEAD, the length), or a failure that another
+// attempt may cure or not; `status` is the server's answer (0 without one).
+struct HttpStoreReader::Outcome {
+    enum Kind { Done, Retry, Fail } kind = Done;
+    std::string result;
+    std::string problem;
+    long status = 0;
+};
+
 namespace {
 
-// What one attempt received.
+// What one attempt receives.
 struct Transfer {
-    const HttpStoreReader::Request* request = nullptr;
     CURL* easy = nullptr;
+    HttpAsk ask;
     std::string body;
-    std::string contentRange;
-    std::optional<std::uint64_t> contentLength;
+    HttpAnswerHeaders headers;
     std::string refusal; // why the transfer was cut short on purpose
     std::atomic<std::uint64_t>* received = nullptr;
 };
@@ -81,19 +81,7 @@ struct Transfer {
 std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* user)
 {
     auto* transfer = static_cast<Transfer*>(user);
-    const std::string line(data, size * count);
-    static const std::regex contentRange(R"(^content-range:\s*(.*?)\s*$)", std::regex::icase);
-    static const std::regex contentLength(R"(^content-length:\s*([0-9]+)\s*$)", std::regex::icase);
-    std::smatch match;
-    if (std::regex_search(line, match, contentRange)) {
-        transfer->contentRange = match[1];
-    } else if (std::regex_search(line, match, contentLength)) {
-        transfer->contentLength = std::stoull(match[1]);
-    } else if (line.rfind("HTTP/", 0) == 0) {
-        // A new response (after a redirect or a 100 Continue): forget the previous one's headers.
-        transfer->contentRange.clear();
-        transfer->contentLength.reset();
-    }
+    readHeaderLine(std::string_view(data, size * count), transfer->headers);
     return size * count;
 }
 
@@ -103,24 +91,16 @@ std::size_t onBody(char* data, std::size_t size, std::size_t count, void* user)
     const std::size_t bytes = size * count;
     long status = 0;
     curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
-    const auto& range = transfer->request->range;
-    if (status >= 300) {
-        return bytes; // an error page: its status decides, its body is not kept
+    const BodyDecision decision = takeBody(transfer->ask, status, transfer->headers, transfer->body.size(), bytes);
+    if (decision.kind == BodyDecision::Refuse) {
+        transfer->refusal = decision.reason;
+        return 0;
     }
-    if (range) {
-        const std::uint64_t wanted = range->second;
-        if (status == 200 && !(range->first == 0 && transfer->contentLength && *transfer->contentLength == wanted)) {
-            transfer->refusal = "the server ignored the Range request and started sending the whole file";
-            return 0;
-        }
-        if (transfer->body.size() + bytes > wanted) {
-            transfer->refusal = "the server sent more than the " + std::to_string(wanted) + " bytes asked for";
-            return 0;
-        }
+    if (decision.kind == BodyDecision::Keep) {
+        transfer->body.append(data, bytes);
+        transfer->received->fetch_add(bytes, std::memory_order_relaxed);
+        receivedByAllReaders.fetch_add(bytes, std::memory_order_relaxed);
     }
-    transfer->body.append(data, bytes);
-    transfer->received->fetch_add(bytes, std::memory_order_relaxed);
-    receivedByAllReaders.fetch_add(bytes, std::memory_order_relaxed);
     return bytes;
 }
 
@@ -141,39 +121,48 @@ bool passes(CURLcode code)
     }
 }
 
-// Checks that a ranged answer is the range asked for: "bytes FIRST-LAST/TOTAL".
-void checkRange(const Transfer& transfer, long status)
+std::string rangeText(const std::pair<std::uint64_t, std::uint64_t>& range)
 {
-    const auto [offset, size] = *transfer.request->range;
-    if (transfer.body.size() != size) {
-        throw PassingFailure("received " + std::to_string(transfer.body.size()) + " of the " + std::to_string(size)
-                             + " bytes asked for");
-    }
-    if (status != 206) {
-        return; // the whole resource, which was what was asked for (checked while receiving)
-    }
-    std::smatch match;
-    static const std::regex bytes(R"(^bytes ([0-9]+)-([0-9]+)/([0-9]+|\*)$)");
-    if (!std::regex_match(transfer.contentRange, match, bytes) || std::stoull(match[1]) != offset
-        || std::stoull(match[2]) + 1 != offset + size) {
-        throw PermanentFailure("the server answered with the range '" + transfer.contentRange + "' instead of bytes "
-                               + std::to_string(offset) + "-" + std::to_string(offset + size - 1));
-    }
+    return std::to_string(range.first) + "-" + std::to_string(range.first + range.second - 1);
 }
+
+// The header lines of a request, owned for as long as libcurl uses them.
+struct HeaderList {
+    curl_slist* list = nullptr;
+    explicit HeaderList(const std::vector<std::string>& lines)
+    {
+        for (const std::string& line : lines)
+            list = curl_slist_append(list, line.c_str());
+    }
+    ~HeaderList() { curl_slist_free_all(list); }
+    HeaderList(const HeaderList&) = delete;
+    HeaderList& operator=(const HeaderList&) = delete;
+};
+
+// A failure for good that names the answer's status, so that exists() can tell a missing resource.
+struct StatusFailure : std::runtime_error {
+    StatusFailure(const std::string& text, long answer) : std::runtime_error(text), status(answer) {}
+    long status;
+};
 
 } // namespace
 
-HttpStoreReader::HttpStoreReader(std::string baseUrl, HttpPolicy policy)
-    : m_baseUrl(std::move(baseUrl)), m_policy(policy)
+HttpStoreReader::HttpStoreReader(RemoteEndpoint endpoint, HttpPolicy policy)
+    : m_endpoint(std::move(endpoint)), m_policy(policy)
 {
     useCurl();
+}
+
+HttpStoreReader::HttpStoreReader(std::string_view url, HttpPolicy policy)
+    : HttpStoreReader(remoteEndpoint(WebLocation(url)), policy)
+{
 }
 
 HttpStoreReader::~HttpStoreReader() = default;
 
 std::string HttpStoreReader::describe(std::string_view name) const
 {
-    return name.empty() ? m_baseUrl : m_baseUrl + "/" + std::string(name);
+    return m_endpoint.shown(name);
 }
 
 std::unique_ptr<HttpStoreReader::Connection> HttpStoreReader::takeConnection() const
@@ -195,105 +184,99 @@ void HttpStoreReader::returnConnection(std::unique_ptr<Connection> connection) c
     m_idle.push_back(std::move(connection));
 }
 
+HttpStoreReader::Outcome HttpStoreReader::attempt(const Request& request, std::stop_token stop) const
+{
+    const std::string url = m_endpoint.url(request.name);
+    const std::string range = request.range ? rangeText(*request.range) : std::string();
+    std::unique_ptr<Connection> connection = takeConnection();
+    CURL* easy = connection->easy;
+    Transfer transfer;
+    transfer.ask = HttpAsk{request.range, request.headOnly};
+    transfer.easy = easy;
+    transfer.received = &m_bytesReceived;
+    const HeaderList headers(m_endpoint.headers);
+    curl_easy_reset(easy);
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    // HTTP/2 where the server offers it over TLS: requests of one store share a connection.
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_policy.connectTimeout.count()));
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(m_policy.stallTimeout.count()));
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+    if (headers.list)
+        curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.list);
+    if (m_endpoint.netrc)
+        curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
+    if (!m_endpoint.sigV4.empty()) {
+        curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, m_endpoint.sigV4.c_str());
+        curl_easy_setopt(easy, CURLOPT_USERPWD, m_endpoint.sigV4Keys.c_str());
+    }
+    if (const char* bundle = std::getenv("CURL_CA_BUNDLE"); bundle && *bundle)
+        curl_easy_setopt(easy, CURLOPT_CAINFO, bundle);
+    if (request.range)
+        curl_easy_setopt(easy, CURLOPT_RANGE, range.c_str());
+    if (request.headOnly)
+        curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+
+    // The multi interface lets the wait for data end every 50 ms to look at the stop token.
+    curl_multi_add_handle(connection->multi, easy);
+    int running = 1;
+    CURLcode result = CURLE_OK;
+    while (running) {
+        if (curl_multi_perform(connection->multi, &running) != CURLM_OK) {
+            result = CURLE_FAILED_INIT;
+            break;
+        }
+        if (stop.stop_requested()) {
+            curl_multi_remove_handle(connection->multi, easy);
+            throw OperationCancelled(); // the connection is dropped with its unfinished transfer
+        }
+        if (running)
+            curl_multi_poll(connection->multi, nullptr, 0, 50, nullptr);
+    }
+    int pending = 0;
+    while (CURLMsg* message = curl_multi_info_read(connection->multi, &pending))
+        if (message->msg == CURLMSG_DONE)
+            result = message->data.result;
+    curl_multi_remove_handle(connection->multi, easy);
+    Outcome outcome;
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &outcome.status);
+    // No credential stays behind in a pooled handle.
+    curl_easy_reset(easy);
+    returnConnection(std::move(connection));
+
+    if (!transfer.refusal.empty())
+        return {Outcome::Fail, {}, transfer.refusal, outcome.status};
+    if (result != CURLE_OK)
+        return {passes(result) ? Outcome::Retry : Outcome::Fail, {}, curl_easy_strerror(result), outcome.status};
+    const HttpVerdict verdict = judgeAnswer(transfer.ask, outcome.status, transfer.headers, transfer.body.size());
+    if (verdict.kind != HttpVerdict::Use)
+        return {verdict.kind == HttpVerdict::Retry ? Outcome::Retry : Outcome::Fail, {}, verdict.reason, outcome.status};
+    if (request.headOnly)
+        return {Outcome::Done, transfer.headers.contentLength ? std::to_string(*transfer.headers.contentLength) : "", {}, outcome.status};
+    return {Outcome::Done, std::move(transfer.body), {}, outcome.status};
+}
+
 std::string HttpStoreReader::perform(const Request& request, std::stop_token stop) const
 {
-    std::string range;
-    if (request.range) {
-        range = std::to_string(request.range->first) + "-" + std::to_string(request.range->first + request.range->second - 1);
-    }
-    // What failure messages lead with: the URL, and the bytes asked for.
-    const std::string what = request.url + (request.range ? " (bytes " + range + ")" : "");
+    // What failure messages lead with: the resource, and the bytes asked for.
+    const std::string what = describe(request.name) + (request.range ? " (bytes " + rangeText(*request.range) + ")" : "");
     std::chrono::milliseconds delay = m_policy.firstRetryDelay;
     std::string lastProblem;
     for (int attempt = 1; attempt <= m_policy.attempts; ++attempt) {
-        if (stop.stop_requested()) {
+        if (stop.stop_requested())
             throw OperationCancelled();
-        }
-        std::unique_ptr<Connection> connection = takeConnection();
-        CURL* easy = connection->easy;
-        Transfer transfer;
-        transfer.request = &request;
-        transfer.easy = easy;
-        transfer.received = &m_bytesReceived;
-        curl_easy_reset(easy);
-        curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
-        curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-        curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_policy.connectTimeout.count()));
-        curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-        curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(m_policy.stallTimeout.count()));
-        curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
-        curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
-        curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
-        curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-        if (const char* bundle = std::getenv("CURL_CA_BUNDLE"); bundle && *bundle) {
-            curl_easy_setopt(easy, CURLOPT_CAINFO, bundle);
-        }
-        if (request.range) {
-            curl_easy_setopt(easy, CURLOPT_RANGE, range.c_str());
-        }
-        if (request.headOnly) {
-            curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-        }
-
-        // The multi interface lets the wait for data end every 50 ms to look at the stop token.
-        curl_multi_add_handle(connection->multi, easy);
-        int running = 1;
-        CURLcode result = CURLE_OK;
-        while (running) {
-            if (curl_multi_perform(connection->multi, &running) != CURLM_OK) {
-                result = CURLE_FAILED_INIT;
-                break;
-            }
-            if (stop.stop_requested()) {
-                curl_multi_remove_handle(connection->multi, easy);
-                throw OperationCancelled(); // the connection is dropped with its unfinished transfer
-            }
-            if (running) {
-                curl_multi_poll(connection->multi, nullptr, 0, 50, nullptr);
-            }
-        }
-        int pending = 0;
-        while (CURLMsg* message = curl_multi_info_read(connection->multi, &pending)) {
-            if (message->msg == CURLMSG_DONE) {
-                result = message->data.result;
-            }
-        }
-        curl_multi_remove_handle(connection->multi, easy);
-        long status = 0;
-        curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-        returnConnection(std::move(connection));
-
-        try {
-            if (!transfer.refusal.empty()) {
-                throw PermanentFailure(transfer.refusal);
-            }
-            if (result != CURLE_OK) {
-                const std::string problem = curl_easy_strerror(result);
-                if (passes(result)) throw PassingFailure(problem);
-                throw PermanentFailure(problem);
-            }
-            if (status >= 500 || status == 429) {
-                throw PassingFailure("HTTP " + std::to_string(status));
-            }
-            if (status >= 300) {
-                throw PermanentFailure("HTTP " + std::to_string(status));
-            }
-            if (request.headOnly) {
-                return transfer.contentLength ? std::to_string(*transfer.contentLength) : std::string();
-            }
-            if (request.range) {
-                checkRange(transfer, status);
-            } else if (transfer.contentLength && transfer.body.size() != *transfer.contentLength) {
-                throw PassingFailure("received " + std::to_string(transfer.body.size()) + " of "
-                                     + std::to_string(*transfer.contentLength) + " bytes");
-            }
-            return std::move(transfer.body);
-        } catch (const PermanentFailure& failure) {
-            throw std::runtime_error(what + ": " + failure.what());
-        } catch (const PassingFailure& failure) {
-            lastProblem = failure.what();
-        }
+        Outcome outcome = this->attempt(request, stop);
+        if (outcome.kind == Outcome::Done)
+            return std::move(outcome.result);
+        if (outcome.kind == Outcome::Fail)
+            throw StatusFailure(what + ": " + outcome.problem, outcome.status);
+        lastProblem = outcome.problem;
         if (attempt < m_policy.attempts) {
             // Waits for the next attempt, or for a stop.
             std::mutex mutex;
@@ -313,7 +296,7 @@ std::uint64_t bytesReceivedOverHttp()
 
 std::string HttpStoreReader::read(std::string_view name, std::stop_token stop) const
 {
-    return perform(Request{describe(name), std::nullopt, false}, stop);
+    return perform(Request{std::string(name), std::nullopt, false}, stop);
 }
 
 std::string HttpStoreReader::readRange(std::string_view name, std::uint64_t offset, std::uint64_t size,
@@ -322,12 +305,16 @@ std::string HttpStoreReader::readRange(std::string_view name, std::uint64_t offs
     if (size == 0) {
         return {};
     }
-    return perform(Request{describe(name), std::pair{offset, size}, false}, stop);
+    if (offset > UINT64_MAX - size) {
+        throw std::runtime_error(describe(name) + ": a range of " + std::to_string(size) + " bytes at offset "
+                                 + std::to_string(offset) + " lies beyond the end of any file");
+    }
+    return perform(Request{std::string(name), std::pair{offset, size}, false}, stop);
 }
 
 std::uint64_t HttpStoreReader::size(std::string_view name, std::stop_token stop) const
 {
-    const std::string length = perform(Request{describe(name), std::nullopt, true}, stop);
+    const std::string length = perform(Request{std::string(name), std::nullopt, true}, stop);
     if (length.empty()) {
         throw std::runtime_error(describe(name) + ": the server does not tell the length");
     }
@@ -337,10 +324,12 @@ std::uint64_t HttpStoreReader::size(std::string_view name, std::stop_token stop)
 bool HttpStoreReader::exists(std::string_view name) const
 {
     try {
-        perform(Request{describe(name), std::nullopt, true}, {});
+        perform(Request{std::string(name), std::nullopt, true}, {});
         return true;
-    } catch (const std::runtime_error&) {
-        return false;
+    } catch (const StatusFailure& failure) {
+        if (failure.status == 404 || failure.status == 403)
+            return false;
+        throw;
     }
 }
 

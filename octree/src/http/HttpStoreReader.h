@@ -2,6 +2,8 @@
 
 #include <lumaro/octree/StoreReader.h>
 
+#include "RemoteEndpoint.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -24,16 +26,21 @@ struct HttpPolicy {
     std::chrono::seconds stallTimeout{30};
 };
 
-// A store on a web server, read with HTTP(S) range requests through libcurl. Connections are kept
-// and reused (a pool of them, so several threads read at once); a request stops within about
-// 50 ms of its stop token being signalled. A 404 or 403, an answer that is not the range asked
-// for, and a server that ignores Range and starts sending a whole file fail at once with a message
-// that names the URL; a timeout, a dropped connection or a 5xx answer is retried with back-off
-// before it fails the same way. Certificates are checked against the system's store; the variable
-// CURL_CA_BUNDLE names another bundle (a test's own certificate authority, say).
+// A store on a web server or in an S3 bucket, read with HTTP(S) range requests through libcurl.
+// Connections are kept and reused (a pool of them, so several threads read at once); a request
+// stops within about 50 ms of its stop token being signalled. A 404, a refused access (401, 403),
+// an answer that is not the range asked for, and a server that ignores Range and starts sending a
+// whole file fail at once with a message that names the resource; a timeout, a dropped connection
+// or a 5xx answer is retried with back-off before it fails the same way. Requests carry what the
+// endpoint says: S3 signatures (Signature Version 4), user and password (from the URL or
+// ~/.netrc), extra headers. Messages name resources without credentials. Certificates are checked
+// against the system's store; the variable CURL_CA_BUNDLE names another bundle (a test's own
+// certificate authority, say).
 class HttpStoreReader final : public StoreReader {
 public:
-    explicit HttpStoreReader(std::string baseUrl, HttpPolicy policy = {});
+    explicit HttpStoreReader(RemoteEndpoint endpoint, HttpPolicy policy = {});
+    // The store at `url` (http://, https:// or s3://), resolved as remoteEndpoint does.
+    explicit HttpStoreReader(std::string_view url, HttpPolicy policy = {});
     ~HttpStoreReader() override;
     HttpStoreReader(const HttpStoreReader&) = delete;
     HttpStoreReader& operator=(const HttpStoreReader&) = delete;
@@ -41,6 +48,8 @@ public:
     std::string read(std::string_view name, std::stop_token stop) const override;
     std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size, std::stop_token stop) const override;
     std::uint64_t size(std::string_view name, std::stop_token stop) const override;
+    // False for a resource the server says is not there (404) or not to be had (403); other
+    // failures throw.
     bool exists(std::string_view name) const override;
     std::string describe(std::string_view name) const override;
 
@@ -49,14 +58,18 @@ public:
 
     struct Connection;
     struct Request;
+    struct Outcome;
 
 private:
+    // Tries the request until it succeeds, fails for good, or the attempts are spent.
     std::string perform(const Request& request, std::stop_token stop) const;
+    // One transfer of the request on a pooled connection.
+    Outcome attempt(const Request& request, std::stop_token stop) const;
 
     std::unique_ptr<Connection> takeConnection() const;
     void returnConnection(std::unique_ptr<Connection> connection) const;
 
-    std::string m_baseUrl;
+    RemoteEndpoint m_endpoint;
     HttpPolicy m_policy;
     mutable std::mutex m_poolMutex;
     mutable std::vector<std::unique_ptr<Connection>> m_idle;

@@ -1,6 +1,9 @@
 #include <lumaro/octree/potree/FileLoader.h>
 
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/potree/Node.h>
+
+#include <stdexcept>
 
 namespace PoTree {
 
@@ -50,6 +53,18 @@ std::future<std::string> FileLoader::fetchOctreeChunk(std::uint64_t offset, std:
         promise.set_exception(std::current_exception());
     }
     return promise.get_future();
+}
+
+std::string FileLoader::readNodeChunk(const Node& node, std::stop_token stop) const
+{
+    try {
+        return fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    } catch (const Octree::OperationCancelled&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(m_octreePath.string() + ": points of node " + node.id.name() + " at offset "
+                                 + std::to_string(node.byteOffset) + ": " + error.what());
+    }
 }
 
 } // namespace PoTree

@@ -5,6 +5,7 @@
 #include "AttributeLayout.h"
 #include "ChunkColumns.h"
 #include "LoadUnaligned.h"
+#include "NodeSizeLimit.h"
 
 #include <cstring>
 #include <limits>
@@ -16,10 +17,6 @@ namespace PoTree {
 namespace {
 
 using ::Octree::loadUnaligned;
-
-// Real nodes decompress to a few megabytes; a record claiming far more is corrupt, and believing
-// it would allocate gigabytes before the decompressor could notice.
-constexpr std::uint64_t MAX_DECOMPRESSED_NODE_BYTES = std::uint64_t(1) << 30;
 
 template <typename T>
 void copyColumn(std::vector<T>* column, const std::optional<std::size_t>& offset, std::string_view bytes,
@@ -113,7 +110,7 @@ void requirePlausibleRecord(const Metadata& metadata, const Node& node, const st
                                  + std::to_string(node.pointCount) + " points, but the whole store holds "
                                  + std::to_string(metadata.points));
     }
-    if (std::uint64_t(node.pointCount) * metadata.bytesPerPoint() > MAX_DECOMPRESSED_NODE_BYTES) {
+    if (::Octree::exceedsNodeSizeLimit(node.pointCount, metadata.bytesPerPoint())) {
         throw std::runtime_error(file.string() + ": node " + node.id.name() + " claims "
                                  + std::to_string(node.pointCount) + " points of "
                                  + std::to_string(metadata.bytesPerPoint()) + " bytes, more than any real node holds");
@@ -194,7 +191,7 @@ bool decodeNodeChunk(const FileLoader& loader, const Metadata& metadata, const N
     if (visibilityShortCut(metadata, node, columns, count)) {
         return true;
     }
-    const std::string compressed = loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get();
+    const std::string compressed = loader.readNodeChunk(node, stop);
     decodeNodeChunkBytes(compressed, metadata, node, columns, count, loader.octreePath());
     return true;
 }

@@ -170,8 +170,7 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
 ChunkSource PotreeTree::chunks() const
 {
     return {m_loader.octreePath(), [this](const Node& node, std::stop_token stop) {
-                return nodeBytes(node.id,
-                                 [&] { return m_loader.fetchOctreeChunk(node.byteOffset, node.byteSize, stop).get(); });
+                return nodeBytes(node.id, [&] { return m_loader.readNodeChunk(node, stop); });
             }};
 }
 

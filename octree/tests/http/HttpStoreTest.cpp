@@ -9,6 +9,7 @@
 #include <lumaro/testsupport/TestStores.h>
 
 #include "http/HttpStoreReader.h"
+#include "SameStorePoints.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -32,38 +33,6 @@ const TestSupport::WebServers& webServer()
         return *found;
     }();
     return servers;
-}
-
-// Every node's points, in a walk order that does not depend on the store's location.
-std::vector<Octree::NodePointData> allPoints(const Octree::Octree& tree)
-{
-    std::vector<Octree::NodePointData> points;
-    std::vector<OctreeNodeId> pending{OctreeNodeId::root()};
-    while (!pending.empty()) {
-        const OctreeNodeId node = pending.back();
-        pending.pop_back();
-        points.push_back(*tree.nodePointData(node, {}));
-        for (const OctreeNodeId child : tree.children(node)) {
-            pending.push_back(child);
-        }
-    }
-    return points;
-}
-
-void expectSamePoints(const Octree::Octree& remote, const Octree::Octree& local)
-{
-    EXPECT_EQ(remote.pointCount(), local.pointCount());
-    EXPECT_EQ(remote.referencePosition(), local.referencePosition());
-    const auto remotePoints = allPoints(remote);
-    const auto localPoints = allPoints(local);
-    ASSERT_EQ(remotePoints.size(), localPoints.size());
-    for (std::size_t n = 0; n < remotePoints.size(); ++n) {
-        ASSERT_EQ(remotePoints[n].size(), localPoints[n].size());
-        for (std::size_t i = 0; i < remotePoints[n].size(); ++i) {
-            ASSERT_EQ(remotePoints[n].position(i), localPoints[n].position(i)) << "node " << n << " point " << i;
-            ASSERT_EQ(remotePoints[n].color(i), localPoints[n].color(i)) << "node " << n << " point " << i;
-        }
-    }
 }
 
 class RemoteStore : public ::testing::TestWithParam<const char*> {};

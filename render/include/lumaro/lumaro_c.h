@@ -69,7 +69,8 @@ LUMARO_C_API void lumaro_renderer_destroy(lumaro_renderer* renderer);
 /**
  * Opens the store at `location_utf8` and adds it to the renderer's scene, loading at most
  * `point_budget` points (at least 1). A location is what the lumaro command takes: a Potree 2.0 or
- * EPT folder, its metadata.json or ept.json, a COPC file, or an http(s):// URL of one of these.
+ * EPT folder, its metadata.json or ept.json, a COPC file, or an http(s):// or s3:// URL of one
+ * of these.
  * The first store's reference position is the origin of the scene; later stores are placed by
  * theirs, so that stores of one site line up. Several clouds share the smallest of their budgets.
  * The cloud is owned by the renderer; NULL on failure.
@@ -81,9 +82,39 @@ LUMARO_C_API lumaro_cloud* lumaro_renderer_add_cloud(lumaro_renderer* renderer, 
  * The mode the points are coloured in, by the names lumaro render takes: "rgb" (the cloud's own
  * colour, or its intensity as grey), "intensity", "normal", "uniform", "elevation" (height over
  * the clouds' height through the colour map), "tomographic", "tomographic-dark", "mesh-distance"
- * (after lumaro_renderer_set_distance_mesh).
+ * (after lumaro_renderer_set_distance_mesh), "classification" (each point in its class's colour,
+ * lumaro_renderer_set_class_color).
  */
 LUMARO_C_API int lumaro_renderer_set_mode(lumaro_renderer* renderer, const char* mode);
+
+/**
+ * Shows (`visible` not 0) or hides (0) the points of a class, 0 to 255 (the LAS classification),
+ * in every mode: a hidden class's points are not drawn, picked or written. Every class is shown
+ * at first.
+ */
+LUMARO_C_API int lumaro_renderer_set_class_visible(lumaro_renderer* renderer, uint32_t class_index, int visible);
+
+/**
+ * The colour of a class, 0 to 255, in the "classification" mode, as 0xRRGGBB. The standard LAS
+ * classes 0 to 18 have distinct colours at first (ground brown, vegetation green, buildings red,
+ * water blue, ...), the others a fixed set of further distinct colours.
+ */
+LUMARO_C_API int lumaro_renderer_set_class_color(lumaro_renderer* renderer, uint32_t class_index, uint32_t rgb);
+
+/**
+ * Eye-dome lighting: every pixel darkened by how much nearer to the eye its neighbours at
+ * `radius_px` pixels (1 to 16) are, by `strength` (at least 0; 1 is a good start), so that the
+ * shape of a scan shows without normals or colours. Off (`enabled` 0) at first.
+ */
+LUMARO_C_API int lumaro_renderer_set_eye_dome_lighting(lumaro_renderer* renderer, int enabled, double strength,
+                                                       double radius_px);
+
+/**
+ * How overlapping points are drawn: 0 opaque round discs (at first), 1 high-quality splats, where
+ * points at nearly the same depth blend by weight. Picking and the points written are the same in
+ * both.
+ */
+LUMARO_C_API int lumaro_renderer_set_splat_quality(lumaro_renderer* renderer, int high_quality);
 
 /**
  * The colour map of the elevation and distance modes, by name: "turbo", "inferno", "magma",
@@ -181,6 +212,23 @@ LUMARO_C_API uint64_t lumaro_cloud_loaded_points(const lumaro_cloud* cloud);
 
 /** The number of points the cloud's store holds. */
 LUMARO_C_API uint64_t lumaro_cloud_total_points(const lumaro_cloud* cloud);
+
+/**
+ * How stores in S3 buckets (s3://BUCKET/PATH) opened from now on are reached, instead of the
+ * environment's AWS settings: the keys (`session_token` may be NULL; NULL keys: from the
+ * environment again; empty keys: unsigned requests to a public bucket), the region (NULL: from the
+ * environment, else us-east-1) and the endpoint of an S3-compatible service, addressed path-style
+ * (NULL: from the environment, else AWS's own addresses). Any thread.
+ */
+LUMARO_C_API int lumaro_set_s3_access(const char* access_key_id, const char* secret_access_key,
+                                      const char* session_token, const char* region, const char* endpoint_url);
+
+/**
+ * Extra header lines ("Name: value", one a line; a bearer token, say) sent with every request of
+ * the remote stores opened from now on, besides those of LUMARO_HTTP_HEADERS. NULL or "" sends
+ * none. Any thread.
+ */
+LUMARO_C_API int lumaro_set_http_headers(const char* header_lines);
 
 /**
  * Writes a thumbnail of the store at `location_utf8` as a PNG file: width x height pixels (each 1

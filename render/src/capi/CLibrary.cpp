@@ -5,12 +5,16 @@
 
 #include <lumaro/octree/Location.h>
 #include <lumaro/octree/OctreeNodeId.h>
+#include <lumaro/octree/RemoteAccess.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include "CallGuard.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Render::CInterface {
 
@@ -87,6 +91,52 @@ int lumaro_thumbnail(const char* location_utf8, const char* png_path_utf8, uint3
                                             static_cast<std::uint8_t>(background_rgb >> 8),
                                             static_cast<std::uint8_t>(background_rgb), 255),
                                 std::min<std::size_t>(max_level, Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL));
+        return success;
+    });
+}
+
+int lumaro_set_s3_access(const char* access_key_id, const char* secret_access_key, const char* session_token,
+                         const char* region, const char* endpoint_url)
+{
+    return guarded(failure, [&] {
+        if ((access_key_id == nullptr) != (secret_access_key == nullptr))
+            throw std::invalid_argument("access_key_id and secret_access_key must both be given or both be NULL");
+        Octree::RemoteAccess access = Octree::remoteAccess();
+        access.s3Credentials.reset();
+        if (access_key_id)
+            access.s3Credentials = Octree::S3Credentials{access_key_id, secret_access_key, session_token ? session_token : ""};
+        access.s3Region = region ? region : "";
+        access.s3Endpoint = endpoint_url ? endpoint_url : "";
+        Octree::setRemoteAccess(std::move(access));
+        return success;
+    });
+}
+
+int lumaro_set_http_headers(const char* header_lines)
+{
+    return guarded(failure, [&] {
+        std::vector<std::pair<std::string, std::string>> headers;
+        const std::string_view text = header_lines ? header_lines : "";
+        std::size_t start = 0;
+        for (int number = 1; start <= text.size(); ++number) {
+            const std::size_t end = std::min(text.find('\n', start), text.size());
+            std::string_view line = text.substr(start, end - start);
+            while (!line.empty() && (line.back() == '\r' || line.back() == ' '))
+                line.remove_suffix(1);
+            start = end + 1;
+            if (line.empty())
+                continue;
+            const std::size_t colon = line.find(':');
+            if (colon == std::string_view::npos || colon == 0)
+                throw std::invalid_argument("header_lines: line " + std::to_string(number) + " is not a header 'Name: value'");
+            std::string_view value = line.substr(colon + 1);
+            while (!value.empty() && value.front() == ' ')
+                value.remove_prefix(1);
+            headers.emplace_back(std::string(line.substr(0, colon)), std::string(value));
+        }
+        Octree::RemoteAccess access = Octree::remoteAccess();
+        access.httpHeaders = std::move(headers);
+        Octree::setRemoteAccess(std::move(access));
         return success;
     });
 }

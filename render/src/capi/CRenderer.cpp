@@ -78,6 +78,22 @@ void readingFile(const char* what, const std::filesystem::path& path, Read&& rea
     }
 }
 
+// 0xRRGGBB as an opaque colour.
+Math::Color opaqueColor(uint32_t rgb, const std::string& name)
+{
+    if (rgb > 0xFFFFFF)
+        throw std::invalid_argument(name + " must be 0xRRGGBB, not " + std::to_string(rgb));
+    return Math::Color(static_cast<std::uint8_t>(rgb >> 16), static_cast<std::uint8_t>(rgb >> 8),
+                       static_cast<std::uint8_t>(rgb), 255);
+}
+
+std::uint8_t classNumber(uint32_t classIndex)
+{
+    if (classIndex > 255)
+        throw std::invalid_argument("class_index must lie between 0 and 255, not " + std::to_string(classIndex));
+    return static_cast<std::uint8_t>(classIndex);
+}
+
 // Ends `stop` when `timeout` passes, unless it is destroyed first.
 class Deadline {
 public:
@@ -119,7 +135,7 @@ lumaro_cloud* lumaro_renderer_add_cloud(lumaro_renderer* renderer, const char* l
     return guarded<lumaro_cloud*>(nullptr, [&] {
         lumaro_renderer& self = *required(renderer, "renderer");
         const Octree::Location location = utf8Location(location_utf8, "location_utf8");
-        const std::string name = location.isUrl() ? location.url() : location.path().filename().string();
+        const std::string name = location.isUrl() ? location.toString() : location.path().filename().string();
         auto cloud = std::make_unique<lumaro_cloud>();
         cloud->cloud = self.site.addStore(location, name, static_cast<std::size_t>(point_budget));
         self.clouds.push_back(std::move(cloud));
@@ -139,6 +155,42 @@ int lumaro_renderer_set_mode(lumaro_renderer* renderer, const char* mode)
     });
 }
 
+int lumaro_renderer_set_class_visible(lumaro_renderer* renderer, uint32_t class_index, int visible)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        self.renderer.setClassVisible(classNumber(class_index), visible != 0);
+        return success;
+    });
+}
+
+int lumaro_renderer_set_class_color(lumaro_renderer* renderer, uint32_t class_index, uint32_t rgb)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        self.renderer.setClassColor(classNumber(class_index), opaqueColor(rgb, "rgb"));
+        return success;
+    });
+}
+
+int lumaro_renderer_set_eye_dome_lighting(lumaro_renderer* renderer, int enabled, double strength, double radius_px)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        Render::EyeDomeLighting lighting;
+        lighting.enabled = enabled != 0;
+        lighting.strength = static_cast<float>(strength);
+        lighting.radius = static_cast<float>(radius_px);
+        self.renderer.setEyeDomeLighting(lighting);
+        return success;
+    });
+}
+
+int lumaro_renderer_set_splat_quality(lumaro_renderer* renderer, int high_quality)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        self.renderer.setSplatQuality(high_quality != 0 ? Render::SplatQuality::High : Render::SplatQuality::Standard);
+        return success;
+    });
+}
+
 int lumaro_renderer_set_color_map(lumaro_renderer* renderer, const char* color_map)
 {
     return withRenderer(renderer, [&](lumaro_renderer& self) {
@@ -150,11 +202,7 @@ int lumaro_renderer_set_color_map(lumaro_renderer* renderer, const char* color_m
 int lumaro_renderer_set_background(lumaro_renderer* renderer, uint32_t background_rgb)
 {
     return withRenderer(renderer, [&](lumaro_renderer& self) {
-        if (background_rgb > 0xFFFFFF)
-            throw std::invalid_argument("background_rgb must be 0xRRGGBB, not " + std::to_string(background_rgb));
-        self.renderer.setBackgroundColor(static_cast<unsigned char>(background_rgb >> 16),
-                                         static_cast<unsigned char>(background_rgb >> 8),
-                                         static_cast<unsigned char>(background_rgb), 255);
+        self.renderer.setBackgroundColor(opaqueColor(background_rgb, "background_rgb"));
         return success;
     });
 }

@@ -6,7 +6,7 @@ namespace Render {
 
 namespace {
 
-constexpr std::array<Named<Coloring>, 8> colorings{{
+constexpr std::array<Named<Coloring>, 9> colorings{{
     {"rgb", Coloring::Rgb},
     {"intensity", Coloring::Intensity},
     {"normal", Coloring::Normal},
@@ -15,6 +15,7 @@ constexpr std::array<Named<Coloring>, 8> colorings{{
     {"tomographic", Coloring::Tomographic},
     {"tomographic-dark", Coloring::TomographicDark},
     {"mesh-distance", Coloring::MeshDistance},
+    {"classification", Coloring::Classification},
 }};
 
 } // namespace
@@ -36,6 +37,7 @@ RenderMode renderModeOf(Coloring coloring)
     case Coloring::Tomographic: return RenderMode::TomographicBright;
     case Coloring::TomographicDark: return RenderMode::TomographicDark;
     case Coloring::MeshDistance: return RenderMode::MeshDistance;
+    case Coloring::Classification: return RenderMode::Classification;
     }
     return RenderMode::Default;
 }

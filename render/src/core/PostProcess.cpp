@@ -2,6 +2,7 @@
 
 #include <lumaro/render/gpu/Viewport.h>
 
+#include <cmath>
 #include <cstddef>
 
 namespace Render {
@@ -19,7 +20,12 @@ static_assert(offsetof(PostProcess::Constants, contrast) == 12);
 static_assert(offsetof(PostProcess::Constants, backgroundColor) == 16);
 static_assert(offsetof(PostProcess::Constants, opacity) == 32);
 static_assert(offsetof(PostProcess::Constants, renderMode) == 36);
-static_assert(sizeof(PostProcess::Constants) == 48, "constant buffers are whole 16-byte registers");
+static_assert(offsetof(PostProcess::Constants, edlStrength) == 40);
+static_assert(offsetof(PostProcess::Constants, edlRadius) == 44);
+static_assert(offsetof(PostProcess::Constants, depthRows) == 48);
+static_assert(offsetof(PostProcess::Constants, edlOrthographicScale) == 64);
+static_assert(offsetof(PostProcess::Constants, normalizeSplats) == 68);
+static_assert(sizeof(PostProcess::Constants) == 80, "constant buffers are whole 16-byte registers");
 
 } // namespace
 
@@ -62,6 +68,33 @@ void PostProcess::setBackgroundColor(const Math::Color& color)
 void PostProcess::setRenderMode(RenderMode mode)
 {
     constants_.modify().renderMode = static_cast<std::int32_t>(mode);
+}
+
+void PostProcess::setEyeDomeLighting(const EyeDomeLighting& lighting)
+{
+    Constants& constants = constants_.modify();
+    constants.edlStrength = lighting.enabled ? lighting.strength : 0.0f;
+    constants.edlRadius = lighting.radius;
+}
+
+void PostProcess::setProjection(const Eigen::Matrix4f& projection)
+{
+    const std::array<float, 4> rows{projection(2, 2), projection(2, 3), projection(3, 2), projection(3, 3)};
+    const bool orthographic = projection(3, 3) != 0.0f;
+    const float orthographicScale = orthographic ? std::abs(projection(1, 1)) : 0.0f;
+    // Called every frame: only a change is uploaded.
+    if (rows == constants().depthRows && orthographicScale == constants().edlOrthographicScale)
+        return;
+    Constants& constants = constants_.modify();
+    constants.depthRows = rows;
+    constants.edlOrthographicScale = orthographicScale;
+}
+
+void PostProcess::setNormalizeSplats(bool normalize)
+{
+    if ((constants().normalizeSplats != 0) == normalize)
+        return;
+    constants_.modify().normalizeSplats = normalize ? 1 : 0;
 }
 
 void PostProcess::draw(ID3D11DeviceContext* context)

@@ -174,10 +174,16 @@ void RenderPass::setDepthStencilClearValues(unsigned clearFlags, float depthValu
 
 void RenderPass::begin(ID3D11DeviceContext* context)
 {
+    beginWithDepthOf(context, *this);
+}
+
+void RenderPass::beginWithDepthOf(ID3D11DeviceContext* context, const RenderPass& depthSource)
+{
     ID3D11RenderTargetView* views[maxRenderTargets] = {};
     for (std::size_t slot = 0; slot < renderTargetOrder_.size(); ++slot)
         views[slot] = targets_.at(renderTargetOrder_[slot]).renderTargetView.get();
-    ID3D11DepthStencilView* depthView = depthBuffer_ ? depthBuffer_->depthStencilView.get() : nullptr;
+    const std::optional<DepthBuffer>& depth = depthSource.depthBuffer_;
+    ID3D11DepthStencilView* depthView = depth ? depth->depthStencilView.get() : nullptr;
     context->OMSetRenderTargets(static_cast<UINT>(renderTargetOrder_.size()), views, depthView);
 }
 

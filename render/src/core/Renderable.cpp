@@ -80,6 +80,10 @@ void Renderable::onUpdateTomographicColor(const Math::Color&) {}
 
 void Renderable::onUpdateUseCloudColorsInTomographicRenderModes(bool) {}
 
+void Renderable::onUpdatePointClasses(const PointClasses&) {}
+
+void Renderable::renderSplats() {}
+
 void Renderable::render()
 {
     needsRedrawFlag_.store(false);

@@ -38,6 +38,27 @@ D3D11_BLEND_DESC opaqueBlendDesc()
     return CD3D11_BLEND_DESC(CD3D11_DEFAULT{});
 }
 
+// Weighted splats add up: colour times weight, and the weight in alpha.
+D3D11_BLEND_DESC additiveBlendDesc()
+{
+    CD3D11_BLEND_DESC desc(CD3D11_DEFAULT{});
+    D3D11_RENDER_TARGET_BLEND_DESC& sums = desc.RenderTarget[0];
+    sums.BlendEnable = TRUE;
+    sums.SrcBlend = D3D11_BLEND_ONE;
+    sums.DestBlend = D3D11_BLEND_ONE;
+    sums.SrcBlendAlpha = D3D11_BLEND_ONE;
+    sums.DestBlendAlpha = D3D11_BLEND_ONE;
+    return desc;
+}
+
+// Writes no colour target: drawing with it fills the depth buffer alone.
+D3D11_BLEND_DESC depthOnlyBlendDesc()
+{
+    CD3D11_BLEND_DESC desc(CD3D11_DEFAULT{});
+    desc.RenderTarget[0].RenderTargetWriteMask = 0;
+    return desc;
+}
+
 D3D11_RASTERIZER_DESC rasterizerDesc()
 {
     CD3D11_RASTERIZER_DESC desc(CD3D11_DEFAULT{});
@@ -86,6 +107,8 @@ Renderer::Renderer(bool isZBufferReversed)
     depthReadOnlyState_ = DepthStencilState(device_.Get(), reversed, true, false);
     alphaBlendState_ = BlendState(device_.Get(), alphaBlendDesc());
     opaqueBlendState_ = BlendState(device_.Get(), opaqueBlendDesc());
+    additiveBlendState_ = BlendState(device_.Get(), additiveBlendDesc());
+    depthOnlyBlendState_ = BlendState(device_.Get(), depthOnlyBlendDesc());
     rasterizerState_ = RasterizerState(device_.Get(), rasterizerDesc());
 
     createStagingTextures(viewport().width(), viewport().height());
@@ -122,6 +145,7 @@ void Renderer::setScene(std::shared_ptr<Renderable> scene)
     scene_->onUpdateColorMap(colorMap_);
     scene_->onUpdateUseSignedDistance(useSignedDistance_);
     scene_->onUpdateColorMapRange(minDistance_, maxDistance_);
+    scene_->onUpdatePointClasses(pointClasses_);
 }
 
 void Renderer::setViewport(std::size_t width, std::size_t height)
@@ -136,6 +160,8 @@ void Renderer::setViewport(std::size_t width, std::size_t height)
     camera_->setViewport(width, height);
     scenePass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
     outputPass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+    if (splatPass_)
+        splatPass_->setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
     createStagingTextures(width, height);
     if (scene_) {
         scene_->onUpdateViewport(camera_);
@@ -373,7 +399,8 @@ void Renderer::render()
     }
     const std::array<float, 4> clear = frameBackground.toFloats();
     scenePass_.setClearValue("color", clear[0], clear[1], clear[2], clear[3]);
-    if (scene_ && scene_->isTransparent()) {
+    const bool transparent = scene_ && scene_->isTransparent();
+    if (transparent) {
         alphaBlendState_.set(context, nullptr, allSamples);
         depthReadOnlyState_.set(context, stencilReference);
     } else {
@@ -381,9 +408,20 @@ void Renderer::render()
     }
     rasterizerState_.set(context);
     scenePass_.clearAllRenderTargets(context, true);
-    if (scene_ && scene_->visible())
+    const bool drawScene = scene_ && scene_->visible();
+    if (drawScene)
         scene_->render();
+    if (drawScene && transparent && eyeDomeLighting_.enabled) {
+        // Blended points write no depth, and eye-dome lighting sees nothing else.
+        depthOnlyBlendState_.set(context, nullptr, allSamples);
+        depthWriteState_.set(context, stencilReference);
+        scene_->render();
+    }
     scenePass_.end(context);
+    // Blended modes mix every point already.
+    const bool splats = drawScene && !transparent && splatQuality_ == SplatQuality::High;
+    if (splats)
+        drawSplats(context);
 
     outputPass_.begin(context);
     opaqueBlendState_.set(context, nullptr, allSamples);
@@ -393,15 +431,39 @@ void Renderer::render()
     scenePass_.bindTexture(context, "color", ShaderConfiguration::Pixel, 0);
     scenePass_.bindTexture(context, "worldPosition", ShaderConfiguration::Pixel, 1);
     scenePass_.bindTexture(context, "exactWorldPosition", ShaderConfiguration::Pixel, 2);
+    scenePass_.bindDepthTexture(context, ShaderConfiguration::Pixel, 3);
+    if (splats)
+        splatPass_->bindTexture(context, "splats", ShaderConfiguration::Pixel, 4);
+    postProcess_.setProjection(camera_->projectionMatrix());
+    postProcess_.setNormalizeSplats(splats);
     postProcess_.draw(context);
     scenePass_.unbindTexture(context, "color");
     scenePass_.unbindTexture(context, "worldPosition");
     scenePass_.unbindTexture(context, "exactWorldPosition");
+    scenePass_.unbindDepthTexture(context);
+    if (splats)
+        splatPass_->unbindTexture(context, "splats");
     outputPass_.end(context);
 
     camera_->setNeedsRedraw(false);
     pointChunkColumn_ = 0;
     pointChunkRow_ = 0;
+}
+
+void Renderer::drawSplats(ID3D11DeviceContext* context)
+{
+    if (!splatPass_) {
+        splatPass_.emplace(device_, scenePass_.width(), scenePass_.height());
+        // Half floats keep sums of many weights to three digits, at half the memory of floats.
+        splatPass_->addRenderTarget("splats", DXGI_FORMAT_R16G16B16A16_FLOAT);
+        splatPass_->setClearValue("splats", 0.0f, 0.0f, 0.0f, 0.0f);
+    }
+    splatPass_->beginWithDepthOf(context, scenePass_);
+    splatPass_->clearAllRenderTargets(context, false);
+    additiveBlendState_.set(context, nullptr, allSamples);
+    depthReadOnlyState_.set(context, stencilReference);
+    scene_->renderSplats();
+    splatPass_->end(context);
 }
 
 void Renderer::setRenderMode(RenderMode mode)
@@ -476,6 +538,40 @@ void Renderer::setContrast(float contrast)
 void Renderer::setOpacity(float opacity)
 {
     changePostProcessSetting(&PostProcess::opacity, &PostProcess::setOpacity, opacity);
+}
+
+void Renderer::setEyeDomeLighting(const EyeDomeLighting& lighting)
+{
+    checkEyeDomeLighting(lighting);
+    if (lighting == eyeDomeLighting_)
+        return;
+    eyeDomeLighting_ = lighting;
+    postProcess_.setEyeDomeLighting(lighting);
+    requestRedraw();
+}
+
+void Renderer::setSplatQuality(SplatQuality quality)
+{
+    changeSetting(splatQuality_, quality, [](Renderable&) {});
+}
+
+void Renderer::setPointClasses(const PointClasses& classes)
+{
+    changeSetting(pointClasses_, classes, [&](Renderable& scene) { scene.onUpdatePointClasses(classes); });
+}
+
+void Renderer::setClassColor(std::uint8_t classIndex, const Math::Color& color)
+{
+    PointClasses classes = pointClasses_;
+    classes.setColor(classIndex, color);
+    setPointClasses(classes);
+}
+
+void Renderer::setClassVisible(std::uint8_t classIndex, bool visible)
+{
+    PointClasses classes = pointClasses_;
+    classes.setShown(classIndex, visible);
+    setPointClasses(classes);
 }
 
 void Renderer::setColorizationRange(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to, ColorMap)

@@ -11,14 +11,18 @@
 #include <lumaro/render/gpu/VertexShader.h>
 #include <lumaro/render/pointcloud/NodePrioritizer.h>
 
+#include "gpu/ShaderCompiler.h"
+
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace Render {
 
 namespace {
 
+constexpr const char* shaderName = "shaders/pointcloud.hlsl";
 constexpr UINT vertexStride = sizeof(PointCloudBuffers::Vertex);
 // The prioritizer never publishes more nodes than this, so the node table and the box set are
 // made once at their largest.
@@ -38,23 +42,33 @@ D3D11_TEXTURE1D_DESC nodeTableDesc()
     return desc;
 }
 
+// One texel per class: its colour, and alpha 0 where the class is hidden. B8G8R8A8 is the byte
+// order of Math::Color.
+D3D11_TEXTURE1D_DESC classTableDesc()
+{
+    D3D11_TEXTURE1D_DESC desc = nodeTableDesc();
+    desc.Width = static_cast<UINT>(pointClassCount);
+    desc.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
+    return desc;
+}
+
 class Direct3DPointCloudDrawer final : public PointCloudDrawer {
 public:
     Direct3DPointCloudDrawer(const ComPtr<ID3D11Device>& device, const ComPtr<ID3D11DeviceContext>& context)
         : mDevice(device), mContext(context),
-          mVertexShader(VertexShader::fromHlslResource(device, "shaders/pointcloud.hlsl", pointCloudInputLayout())),
-          mPixelShader(PixelShader::fromHlslResource(device, "shaders/pointcloud.hlsl")),
+          mVertexShader(VertexShader::fromHlslResource(device, shaderName, pointCloudInputLayout())),
+          mPixelShader(PixelShader::fromHlslResource(device, shaderName)),
           mFrameConstants(device.Get(), PointCloudFrameConstants{}),
           mNodeConstants(device.Get(), PointCloudNodeConstants{}), mClipConstants(device.Get(), ClipVolumeConstants{}),
-          mNodeTable(device.Get(), nodeTableDesc()),
-          mNodeTableView(device.Get(), mNodeTable.get(), nullptr)
+          mNodeTable(device.Get(), nodeTableDesc()), mNodeTableView(device.Get(), mNodeTable.get(), nullptr),
+          mClassTable(device.Get(), classTableDesc()), mClassTableView(device.Get(), mClassTable.get(), nullptr)
     {
+        setPointClasses(PointClasses());
     }
 
     void draw(const PointCloudBuffers& buffers, bool fresh, const PointCloudFrameConstants& constants,
               bool constantsChanged, const std::optional<Math::Color>& boxColor) override
     {
-        ID3D11DeviceContext* context = mContext.Get();
         if (fresh) {
             upload(buffers);
             mBoxesCurrent = false;
@@ -63,15 +77,56 @@ public:
             mFrameConstants.set(constants);
         if (buffers.nodes.empty() || mVertexCount < buffers.vertices.size())
             return;
+        drawNodes(buffers, mVertexShader, mPixelShader);
 
-        mVertexShader.begin(context);
-        mPixelShader.begin(context);
+        if (boxColor)
+            drawBoxes(buffers, constants, *boxColor);
+    }
+
+    void drawSplats(const PointCloudBuffers& buffers) override
+    {
+        if (buffers.nodes.empty() || mVertexCount < buffers.vertices.size())
+            return;
+        // Made at the first use: most pictures never need them.
+        if (!mSplatVertexShader) {
+            mSplatVertexShader = VertexShader::fromCsoString(
+                mDevice, ShaderCompiler::compileEmbedded(shaderName, {"vs_splat", "vs_5_0"}), pointCloudInputLayout());
+            mSplatPixelShader =
+                PixelShader::fromCsoString(mDevice, ShaderCompiler::compileEmbedded(shaderName, {"ps_splat", "ps_5_0"}));
+        }
+        drawNodes(buffers, *mSplatVertexShader, *mSplatPixelShader);
+    }
+
+    void setPointClasses(const PointClasses& classes) override
+    {
+        ID3D11DeviceContext* context = mContext.Get();
+        const D3D11_MAPPED_SUBRESOURCE mapped = mClassTable.map(context, D3D11_MAP_WRITE_DISCARD);
+        auto* texels = static_cast<Math::Color*>(mapped.pData);
+        for (std::size_t c = 0; c < pointClassCount; ++c) {
+            const auto classIndex = static_cast<std::uint8_t>(c);
+            const Math::Color& color = classes.color(classIndex);
+            // Alpha 0 hides the class's points in the vertex shader.
+            texels[c] = Math::Color(color.r(), color.g(), color.b(), classes.isShown(classIndex) ? 255 : 0);
+        }
+        mClassTable.unMap(context);
+    }
+
+    void setClipVolumes(const ClipVolumeConstants& constants) override { mClipConstants.set(constants); }
+
+private:
+    // One instanced draw per node of the draw list with the given shaders.
+    void drawNodes(const PointCloudBuffers& buffers, VertexShader& vertexShader, PixelShader& pixelShader)
+    {
+        ID3D11DeviceContext* context = mContext.Get();
+        vertexShader.begin(context);
+        pixelShader.begin(context);
         context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
         ID3D11Buffer* vertexBuffer = mVertexBuffer.Get();
         const UINT offset = 0;
         context->IASetVertexBuffers(0, 1, &vertexBuffer, &vertexStride, &offset);
         mFrameConstants.begin(context, ShaderConfiguration::Vertex | ShaderConfiguration::Pixel, 0);
         mNodeTableView.begin(context, ShaderConfiguration::Vertex, 0);
+        mClassTableView.begin(context, ShaderConfiguration::Vertex, 1);
         mClipConstants.begin(context, ShaderConfiguration::Vertex, 3);
         for (const PointCloudBuffers::DrawNode& node : buffers.nodes) {
             PointCloudNodeConstants& perNode = mNodeConstants.modify();
@@ -83,20 +138,15 @@ public:
             mNodeConstants.end(context);
         }
         mClipConstants.end(context);
+        mClassTableView.end(context);
         mNodeTableView.end(context);
         mFrameConstants.end(context);
         context->IASetVertexBuffers(0, 0, nullptr, nullptr, nullptr);
         context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_UNDEFINED);
-        mPixelShader.end(context);
-        mVertexShader.end(context);
-
-        if (boxColor)
-            drawBoxes(buffers, constants, *boxColor);
+        pixelShader.end(context);
+        vertexShader.end(context);
     }
 
-    void setClipVolumes(const ClipVolumeConstants& constants) override { mClipConstants.set(constants); }
-
-private:
     void upload(const PointCloudBuffers& buffers)
     {
         ID3D11DeviceContext* context = mContext.Get();
@@ -156,6 +206,10 @@ private:
     ConstantBuffer<ClipVolumeConstants> mClipConstants;
     Texture1d mNodeTable;
     ShaderResourceView mNodeTableView;
+    Texture1d mClassTable;
+    ShaderResourceView mClassTableView;
+    std::optional<VertexShader> mSplatVertexShader;
+    std::optional<PixelShader> mSplatPixelShader;
     ComPtr<ID3D11Buffer> mVertexBuffer;
     std::size_t mVertexCapacity = 0;
     std::size_t mVertexCount = 0;

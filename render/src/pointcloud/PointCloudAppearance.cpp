@@ -216,6 +216,15 @@ void PointCloudRenderable::onUpdateMeshForDistanceColorization(const std::shared
     clearVisibleOctreeNodes();
 }
 
+void PointCloudRenderable::onUpdatePointClasses(const PointClasses& classes)
+{
+    if (!assignIfChanged(mPointClasses, classes))
+        return;
+    if (mRenderState)
+        mRenderState->classesDirty = true;
+    setNeedsRedraw(true);
+}
+
 void PointCloudRenderable::onUpdateProjectionMatrix(const std::shared_ptr<Camera>& camera)
 {
     takeProjection(*camera);

@@ -3,6 +3,7 @@
 #include "PointCloudConstants.h"
 #include "core/ClipVolumeConstants.h"
 
+#include <lumaro/render/core/PointClasses.h>
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/pointcloud/PointCloudBuffers.h>
 
@@ -28,6 +29,11 @@ public:
     // and states the caller has set, and unbinds what it bound.
     virtual void draw(const PointCloudBuffers& buffers, bool fresh, const PointCloudFrameConstants& constants,
                       bool constantsChanged, const std::optional<Math::Color>& boxColor) = 0;
+    // Draws the nodes of the last draw (the same `buffers`, uploaded by it) once more as weighted
+    // splats (SplatQuality::High), into whatever target and states the caller has set.
+    virtual void drawSplats(const PointCloudBuffers& buffers) = 0;
+    // The colour and visibility of each class, for the draws that follow.
+    virtual void setPointClasses(const PointClasses& classes) = 0;
     // The clip volumes of the draws that follow (none at first).
     virtual void setClipVolumes(const ClipVolumeConstants& constants) = 0;
 };

@@ -254,10 +254,21 @@ void PointCloudRenderable::render()
         state.constants = frameConstants();
         state.drawer->setClipVolumes(clipVolumeConstants(mClipVolumes));
     }
+    if (state.classesDirty)
+        state.drawer->setPointClasses(mPointClasses);
+    state.classesDirty = false;
     state.drawer->draw(buffers, state.buffersFresh, state.constants, constantsChanged,
                        mShowBoundingBoxes ? std::optional<Math::Color>(mUniformColor) : std::nullopt);
     state.buffersFresh = false;
     state.constantsDirty = false;
+}
+
+void PointCloudRenderable::renderSplats()
+{
+    if (!mRenderState || !mRenderState->drawer || !visible())
+        return;
+    // The slot that render() drew: a set published since then is not uploaded yet.
+    mRenderState->drawer->drawSplats(mRenderState->buffers.readSlot());
 }
 
 std::shared_ptr<PointCloudQuery> PointCloudRenderable::createPointCloudQuery(IFilter* filter, std::size_t maxLevel,

@@ -47,6 +47,8 @@ struct PointCloudRenderable::RenderState {
     std::unique_ptr<PointCloudDrawer> drawer;
     PointCloudFrameConstants constants{};
     bool constantsDirty = true;
+    // The point classes wait for upload to the drawer.
+    bool classesDirty = true;
     // The read slot holds data the drawer has not uploaded yet.
     bool buffersFresh = false;
 

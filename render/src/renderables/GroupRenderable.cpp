@@ -57,6 +57,7 @@ void GroupRenderable::add(std::shared_ptr<Renderable> child)
     child->onUpdateUseSignedDistance(mUseSignedDistance);
     child->onUpdateColorMapRange(mMinDistance, mMaxDistance);
     child->onUpdatePlaneForDistanceColorization(mPlane);
+    child->onUpdatePointClasses(mPointClasses);
 }
 
 void GroupRenderable::add(const std::string& name, std::shared_ptr<Renderable> child)
@@ -132,6 +133,20 @@ void GroupRenderable::render()
         if (child.visible())
             child.render();
     });
+}
+
+void GroupRenderable::renderSplats()
+{
+    forEachChild([](Renderable& child) {
+        if (child.visible())
+            child.renderSplats();
+    });
+}
+
+void GroupRenderable::onUpdatePointClasses(const PointClasses& classes)
+{
+    mPointClasses = classes;
+    forEachChild([&](Renderable& child) { child.onUpdatePointClasses(classes); });
 }
 
 void GroupRenderable::onUpdateProjectionMatrix(const std::shared_ptr<Camera>& camera)

@@ -4,14 +4,17 @@
 
 #include <Eigen/Geometry>
 
+#include <array>
 #include <cmath>
 #include <cstdint>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace Render {
 
@@ -32,6 +35,102 @@ std::uint8_t colorByte(tinyobj::real_t channel)
         whole = static_cast<std::int32_t>(scaled);
     return static_cast<std::uint8_t>(static_cast<std::uint32_t>(whole) & 0xFFu);
 }
+
+// A mesh that no renderer can hold in memory or in one vertex buffer is refused before the reader
+// stores any of it: the reader keeps every vertex and corner of the file, and the parts take 108
+// bytes a triangle on top, so a file of a few hundred megabytes could otherwise take tens of
+// gigabytes. Lines are held whole by the reader, so they are limited too.
+constexpr std::uint64_t MAX_OBJ_VERTICES = std::uint64_t{1} << 25;
+constexpr std::uint64_t MAX_OBJ_TRIANGLES = std::uint64_t{1} << 25;
+constexpr std::uint64_t MAX_OBJ_LINE_BYTES = std::uint64_t{1} << 24;
+
+// Counts what the file asks the reader to store, in one pass that holds only a block of it, and
+// refuses it as soon as a count passes its limit (a file that cannot be opened is left to the
+// reader, which says so).
+class ObjSizeCheck {
+public:
+    explicit ObjSizeCheck(const std::filesystem::path& path) : mPath(path) {}
+
+    void run()
+    {
+        std::ifstream file(mPath, std::ios::binary);
+        if (!file)
+            return;
+        std::vector<char> block(std::size_t{1} << 20);
+        while (file) {
+            file.read(block.data(), static_cast<std::streamsize>(block.size()));
+            const auto got = static_cast<std::size_t>(file.gcount());
+            for (std::size_t i = 0; i < got; ++i)
+                take(block[i]);
+        }
+        take('\n');
+    }
+
+private:
+    void take(char c)
+    {
+        if (c == '\n' || c == '\r') {
+            endWord();
+            endLine();
+            return;
+        }
+        if (++mLineBytes > MAX_OBJ_LINE_BYTES)
+            refuse("line " + std::to_string(mLine + 1) + " is longer than " + std::to_string(MAX_OBJ_LINE_BYTES) + " bytes");
+        if (mComment)
+            return;
+        if (c == '#') {
+            endWord();
+            mComment = true;
+        } else if (c == ' ' || c == '\t') {
+            endWord();
+        } else {
+            if (mWordBytes++ == 0)
+                ++mWords;
+            // The keyword is the first word: "v", "vn", "vt", "f", "l" or "p" (three letters tell a
+            // longer word from those).
+            if (mWords == 1 && mKeyword.size() < 3)
+                mKeyword += c;
+        }
+    }
+
+    void endWord() { mWordBytes = 0; }
+
+    void endLine()
+    {
+        if (mKeyword == "v" || mKeyword == "vn" || mKeyword == "vt") {
+            if (++mVertices[mKeyword == "v" ? 0 : mKeyword == "vn" ? 1 : 2] > MAX_OBJ_VERTICES)
+                refuse("it has more than " + std::to_string(MAX_OBJ_VERTICES) + " " + mKeyword
+                       + " records (counted to line " + std::to_string(mLine + 1) + "); meshes are limited to that");
+        } else if ((mKeyword == "f" || mKeyword == "l" || mKeyword == "p") && mWords > 1) {
+            // A polygon of n corners is n - 2 triangles; the reader keeps the corners of lines and
+            // points too, which count alike.
+            mTriangles += mKeyword == "f" ? (mWords > 3 ? mWords - 3 : 0) : mWords - 1;
+            if (mTriangles > MAX_OBJ_TRIANGLES)
+                refuse("it has more than " + std::to_string(MAX_OBJ_TRIANGLES) + " triangles (counted to line "
+                       + std::to_string(mLine + 1) + "); meshes are limited to that");
+        }
+        ++mLine;
+        mLineBytes = 0;
+        mWords = 0;
+        mComment = false;
+        mKeyword.clear();
+    }
+
+    [[noreturn]] void refuse(const std::string& problem) const
+    {
+        throw std::runtime_error(mPath.string() + ": " + problem);
+    }
+
+    const std::filesystem::path& mPath;
+    std::uint64_t mLine = 0;
+    std::uint64_t mLineBytes = 0;
+    std::uint64_t mWordBytes = 0;
+    std::uint64_t mWords = 0;
+    bool mComment = false;
+    std::string mKeyword;
+    std::array<std::uint64_t, 3> mVertices{};
+    std::uint64_t mTriangles = 0;
+};
 
 class PartBuilder {
 public:
@@ -55,6 +154,9 @@ public:
                 const std::size_t v = checked(index.vertex_index, mAttributes.vertices.size() / 3, "vertex", face);
                 vertex.position = Math::Point<float, 3>(mAttributes.vertices[3 * v], mAttributes.vertices[3 * v + 1],
                                                         mAttributes.vertices[3 * v + 2]);
+                if (!vertex.position.array().isFinite().all())
+                    throw std::runtime_error(mPath.string() + ": triangle " + std::to_string(face) + " uses vertex "
+                                             + std::to_string(v + 1) + ", which is not finite (or too large for a float)");
                 if (index.normal_index >= 0) {
                     const std::size_t n = checked(index.normal_index, mAttributes.normals.size() / 3, "normal", face);
                     vertex.normal = Eigen::Vector3f(mAttributes.normals[3 * n], mAttributes.normals[3 * n + 1],
@@ -127,9 +229,10 @@ void ObjMeshLoader::load(std::function<void(const Part&)> onPart)
     config.vertex_color = true;
     config.mtl_search_path = "";
 
+    ObjSizeCheck(mPath).run();
     tinyobj::ObjReader reader;
     if (!reader.ParseFromFile(mPath.string(), config) && !reader.Error().empty())
-        throw std::runtime_error("TinyObjReader: " + reader.Error());
+        throw std::runtime_error("TinyObjReader: " + mPath.string() + ": " + reader.Error());
     if (!reader.Warning().empty())
         std::cout << "TinyObjReader: " << reader.Warning();
 

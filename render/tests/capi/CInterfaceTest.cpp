@@ -8,8 +8,11 @@
 #include <lumaro/testsupport/TestStores.h>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -109,6 +112,10 @@ TEST(CInterface, EveryBadArgumentFailsWithAMessage)
         {"mesh distance without a mesh", [&] { return lumaro_renderer_set_mode(r, "mesh-distance"); }, "needs a distance mesh"},
         {"unknown colour map", [&] { return lumaro_renderer_set_color_map(r, "rainbow"); }, "unknown colour map 'rainbow'"},
         {"background beyond RGB", [&] { return lumaro_renderer_set_background(r, 0x1000000); }, "0xRRGGBB"},
+        {"class beyond a byte", [&] { return lumaro_renderer_set_class_visible(r, 256, 0); }, "class_index must lie between 0 and 255, not 256"},
+        {"class colour beyond RGB", [&] { return lumaro_renderer_set_class_color(r, 2, 0x1000000); }, "rgb must be 0xRRGGBB"},
+        {"negative lighting", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, -1.0, 1.0); }, "strength must be a number of at least 0"},
+        {"lighting radius 0", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 0.0); }, "radius must lie between 1 and 16"},
         {"size of 0", [&] { return lumaro_renderer_set_size(r, 0, 5); }, "width must be 1 to 16384"},
         {"overview of no renderer", [&] { return lumaro_renderer_view_overview(nullptr); }, "renderer must not be NULL"},
         {"top view of no renderer", [&] { return lumaro_renderer_view_top(nullptr); }, "renderer must not be NULL"},
@@ -220,6 +227,59 @@ TEST(CInterface, RendersReadsBackAndPicksARealStoreInItsOwnCoordinates)
     EXPECT_LT(distanceToSource(first), 2.5 * 1177.46 / 96.0);
 }
 
+// Autzen holds unclassified points (class 1) and ground (class 2): in the classification mode each
+// lit pixel has one of their colours, both show, and hiding classes takes their points away.
+// Eye-dome lighting only darkens; high-quality splats draw the same pixels.
+TEST(CInterface, ClassesLightingAndSplats)
+{
+    const Renderer renderer = autzenFromAbove("classification");
+    lumaro_renderer* r = renderer.get();
+    ASSERT_EQ(lumaro_renderer_set_class_color(r, 1, 0x0000FF), 0);
+    ASSERT_EQ(lumaro_renderer_set_class_color(r, 2, 0xFF0000), 0);
+    const auto count = [&] {
+        EXPECT_EQ(lumaro_renderer_render(r), 0);
+        const std::vector<uint8_t> rgba = readColor(r);
+        std::array<std::size_t, 3> counts{}; // class 1, class 2, others lit
+        for (std::size_t pixel = 0; pixel < std::size_t(width) * height; ++pixel) {
+            const std::uint32_t color = rgba[4 * pixel] << 16 | rgba[4 * pixel + 1] << 8 | rgba[4 * pixel + 2];
+            counts[color == 0x0000FF ? 0 : color == 0xFF0000 ? 1 : 2] += lit(rgba, pixel) ? 1 : 0;
+        }
+        return counts;
+    };
+    const auto both = count();
+    EXPECT_GT(both[0], 500u);
+    EXPECT_GT(both[1], 100u);
+    EXPECT_EQ(both[2], 0u);
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 1, 0), 0);
+    const auto ground = count();
+    EXPECT_EQ(ground[0], 0u);
+    EXPECT_GT(ground[1], both[1]) << "ground under the unclassified points shows";
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 2, 0), 0);
+    EXPECT_EQ(count(), (std::array<std::size_t, 3>{0, 0, 0}));
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 1, 1), 0);
+    ASSERT_EQ(lumaro_renderer_set_class_visible(r, 2, 1), 0);
+
+    ASSERT_EQ(lumaro_renderer_set_mode(r, "rgb"), 0);
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> plain = readColor(r);
+    ASSERT_EQ(lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 1.0), 0) << lumaro_last_error();
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> shaded = readColor(r);
+    std::size_t darker = 0;
+    for (std::size_t k = 0; k < plain.size(); ++k) {
+        ASSERT_LE(shaded[k], plain[k]) << k;
+        darker += shaded[k] < plain[k] ? 1 : 0;
+    }
+    EXPECT_GT(darker, 100u);
+    ASSERT_EQ(lumaro_renderer_set_eye_dome_lighting(r, 0, 1.0, 1.0), 0);
+    ASSERT_EQ(lumaro_renderer_set_splat_quality(r, 1), 0);
+    ASSERT_EQ(lumaro_renderer_render(r), 0);
+    const std::vector<uint8_t> splats = readColor(r);
+    for (std::size_t pixel = 0; pixel < std::size_t(width) * height; ++pixel)
+        ASSERT_EQ(lit(splats, pixel), lit(plain, pixel)) << pixel;
+    EXPECT_NE(splats, plain);
+}
+
 TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
 {
     // Elevation colours what intensity showed grey; the overview and a view from above by
@@ -274,6 +334,60 @@ TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
     ASSERT_EQ(lumaro_thumbnail(autzen.c_str(), thumbnail.c_str(), 32, 24, 0xFFFFFF, 21), 0) << lumaro_last_error();
     const std::string bytes = Core::readLocalFile(thumbnail);
     EXPECT_EQ(bytes.substr(16, 8), std::string("\0\0\0\x20\0\0\0\x18", 8)) << "32 x 24";
+}
+
+// Private stores on the tests' servers (the web_server fixture), reached with what the host gives.
+TEST(CInterface, PrivateStoresWithTheHostsCredentials)
+{
+    const char* serverFile = std::getenv("LUMARO_WEB_SERVER");
+    ASSERT_NE(serverFile, nullptr) << "run through ctest";
+    const nlohmann::json secrets = nlohmann::json::parse(Core::readLocalFile(serverFile))["private"];
+    const std::string key = secrets["access_key"];
+    const std::string secretKey = secrets["secret"];
+    const std::string region = secrets["region"];
+    const std::string endpoint = secrets["s3_endpoint"];
+    const std::string copc = "s3://" + secrets["bucket"].get<std::string>() + "/copc/1.2-with-color.copc.laz";
+
+    EXPECT_EQ(lumaro_set_s3_access(key.c_str(), nullptr, nullptr, nullptr, nullptr), -1);
+    EXPECT_NE(std::string(lumaro_last_error()).find("both be given or both be NULL"), std::string::npos);
+    EXPECT_EQ(lumaro_set_http_headers("Authorization Bearer x"), -1);
+    EXPECT_NE(std::string(lumaro_last_error()).find("line 1 is not a header"), std::string::npos);
+
+    // The bucket's file loads what the same file on disk loads.
+    const auto loadedPoints = [](const std::string& location) -> std::uint64_t {
+        const Renderer renderer = makeRenderer();
+        const lumaro_cloud* cloud = lumaro_renderer_add_cloud(renderer.get(), location.c_str(), 1000000);
+        EXPECT_NE(cloud, nullptr) << location << ": " << lumaro_last_error();
+        if (!cloud)
+            return 0;
+        EXPECT_EQ(lumaro_renderer_view_top(renderer.get()), 0);
+        EXPECT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
+        return lumaro_cloud_loaded_points(cloud);
+    };
+    ASSERT_EQ(lumaro_set_s3_access(key.c_str(), secretKey.c_str(), nullptr, region.c_str(), endpoint.c_str()), 0);
+    const std::uint64_t fromBucket = loadedPoints(copc);
+    EXPECT_GT(fromBucket, 0u);
+    EXPECT_EQ(fromBucket, loadedPoints(utf8(TestSupport::testStore("copc/1.2-with-color.copc.laz"))));
+    const std::string wrong = "x" + secretKey;
+    ASSERT_EQ(lumaro_set_s3_access(key.c_str(), wrong.c_str(), nullptr, region.c_str(), endpoint.c_str()), 0);
+    {
+        const Renderer renderer = makeRenderer();
+        EXPECT_EQ(lumaro_renderer_add_cloud(renderer.get(), copc.c_str(), 1000), nullptr);
+        const std::string message = lumaro_last_error();
+        EXPECT_NE(message.find("access was refused"), std::string::npos) << message;
+        EXPECT_NE(message.find(copc), std::string::npos) << message;
+        EXPECT_EQ(message.find(secretKey), std::string::npos) << message;
+    }
+
+    const std::string bearer = "Authorization: Bearer " + secrets["bearer"].get<std::string>() + "\r\n";
+    ASSERT_EQ(lumaro_set_http_headers(bearer.c_str()), 0);
+    {
+        const Renderer renderer = makeRenderer();
+        const std::string location = secrets["bearer_url"].get<std::string>() + "/ept/1.2-with-color";
+        EXPECT_NE(lumaro_renderer_add_cloud(renderer.get(), location.c_str(), 1000), nullptr) << lumaro_last_error();
+    }
+    EXPECT_EQ(lumaro_set_http_headers(nullptr), 0);
+    EXPECT_EQ(lumaro_set_s3_access(nullptr, nullptr, nullptr, nullptr, nullptr), 0);
 }
 
 } // namespace

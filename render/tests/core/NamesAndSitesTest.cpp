@@ -25,7 +25,7 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
         EXPECT_EQ(Render::nameOf(coloring), name);
         colorings.insert(coloring);
     }
-    EXPECT_EQ(colorings.size(), 8u);
+    EXPECT_EQ(colorings.size(), 9u);
     // The map numbers are the shader's: the names in the order of the numbers 0 to 12.
     const char* const maps[] = {"turbo", "inferno", "magma", "viridis", "plasma", "gray", "bone", "red-white-blue",
                                 "level-of-accuracy", "pass-fail", "traffic-light", "cool-warm",
@@ -39,7 +39,7 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
 
     const std::string mode = failureOf<std::invalid_argument>([] { Render::coloringNamed("height"); });
     EXPECT_EQ(mode, "unknown mode 'height' (known: rgb, intensity, normal, uniform, elevation, tomographic, "
-                    "tomographic-dark, mesh-distance)");
+                    "tomographic-dark, mesh-distance, classification)");
     const std::string map = failureOf<std::invalid_argument>([] { Render::colorMapNamed("Turbo"); });
     EXPECT_NE(map.find("unknown colour map 'Turbo' (known: turbo, inferno"), std::string::npos) << map;
 
@@ -47,6 +47,7 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
     EXPECT_EQ(Render::renderModeOf(Render::Coloring::Rgb), Render::RenderMode::Default);
     EXPECT_EQ(Render::renderModeOf(Render::Coloring::Elevation), Render::RenderMode::PlaneDistance);
     EXPECT_EQ(Render::renderModeOf(Render::Coloring::Tomographic), Render::RenderMode::TomographicBright);
+    EXPECT_EQ(static_cast<int>(Render::renderModeOf(Render::Coloring::Classification)), 8) << "the shaders' number";
 }
 
 // The minimum corner of a Potree store's cube, read from its metadata by hand.

@@ -34,12 +34,14 @@ TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)
     ID3D11ShaderReflectionConstantBuffer* buffer = reflection->GetConstantBufferByName("cbConstant");
     D3D11_SHADER_BUFFER_DESC bufferDesc{};
     ASSERT_HRESULT_SUCCEEDED(buffer->GetDesc(&bufferDesc));
-    EXPECT_EQ(bufferDesc.Size, 48u);
-    EXPECT_EQ(bufferDesc.Variables, 7u);
+    EXPECT_EQ(bufferDesc.Size, 80u);
+    EXPECT_EQ(bufferDesc.Variables, 12u);
 
     const std::pair<const char*, unsigned> expected[] = {
-        {"width", 0},       {"height", 4},   {"brightness", 8},        {"contrast", 12},
-        {"bg_color", 16},   {"opacity", 32}, {"point_render_mode", 36},
+        {"width", 0},           {"height", 4},          {"brightness", 8},  {"contrast", 12},
+        {"bg_color", 16},       {"opacity", 32},        {"point_render_mode", 36},
+        {"edl_strength", 40},   {"edl_radius", 44},     {"depth_rows", 48}, {"edl_orthographic_scale", 64},
+        {"normalize_splats", 68},
     };
     for (const auto& [name, offset] : expected) {
         D3D11_SHADER_VARIABLE_DESC variable{};
@@ -47,9 +49,12 @@ TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)
         EXPECT_EQ(variable.StartOffset, offset) << name;
     }
 
-    D3D11_SHADER_INPUT_BIND_DESC binding{};
-    ASSERT_HRESULT_SUCCEEDED(reflection->GetResourceBindingDescByName("cbConstant", &binding));
-    EXPECT_EQ(binding.BindPoint, 0u);
+    // The renderer binds the depth buffer and the splats' sums at these slots.
+    for (const auto& [name, slot] : {std::pair("cbConstant", 0u), std::pair("depthTexture", 3u), std::pair("splatTexture", 4u)}) {
+        D3D11_SHADER_INPUT_BIND_DESC binding{};
+        ASSERT_HRESULT_SUCCEEDED(reflection->GetResourceBindingDescByName(name, &binding)) << name;
+        EXPECT_EQ(binding.BindPoint, slot) << name;
+    }
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <numbers>
 #include <optional>
+#include <set>
 
 namespace {
 
@@ -258,7 +259,8 @@ TEST_F(PointCloudPicture, TomographicModesBlendOverlappingPoints)
     }
 }
 
-// Every kind of store draws through the one octree interface.
+// Every kind of store draws through the one octree interface, its classes too: with one class of
+// its root's points shown at a time, pixels are lit, all in that class's colour.
 class RealStorePicture : public PointCloudPicture, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(RealStorePicture, Draws)
@@ -266,7 +268,7 @@ TEST_P(RealStorePicture, Draws)
     std::optional<TestSupport::RestoredEptBinaryStore> restored;
     const std::filesystem::path folder =
         GetParam() == "ept/ellipsoid-binary" ? restored.emplace().path() : TestSupport::testStore(GetParam());
-    cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder), "cloud", 1000000, 1.0);
+    cloud = PointCloudRenderable::create(Octree::locationOf(folder.string()), "cloud", 1000000, 1.0);
     renderer.setScene(cloud);
     const auto box = renderer.boundingBox();
     renderer.setCameraPose(Math::Point<float, 3>(box.center().x(), box.center().y(), box.max().z() + 10.0f),
@@ -279,11 +281,36 @@ TEST_P(RealStorePicture, Draws)
     for (std::size_t j = 0; j < height; ++j)
         lit += litInRow(j, 0, width);
     EXPECT_GT(lit, width * height / 20) << GetParam();
+
+    const auto root = cloud->octree()->nodePointData(Octree::OctreeNodeId::root(), {},
+                                                     Octree::PointAttribute::Classification);
+    ASSERT_TRUE(root && root->hasClassifications()) << GetParam();
+    const std::set<std::uint8_t> classes(root->classifications().begin(), root->classifications().end());
+    renderer.setRenderMode(RenderMode::Classification);
+    for (const std::uint8_t shown : classes) {
+        Render::PointClasses only;
+        only.setAllShown(false);
+        only.setShown(shown, true);
+        renderer.setPointClasses(only);
+        picture();
+        const Math::Color color = only.color(shown);
+        std::size_t ofClass = 0;
+        for (std::size_t j = 0; j < height; ++j) {
+            for (std::size_t i = 0; i < width; ++i) {
+                const Math::Color pixel = image.at(i, j);
+                if (pixel != Math::Color(0, 0, 0, 255)) {
+                    ++ofClass;
+                    ASSERT_EQ(pixel, color) << GetParam() << " class " << int(shown) << " at " << i << ", " << j;
+                }
+            }
+        }
+        EXPECT_GT(ofClass, 0u) << GetParam() << " class " << int(shown);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, RealStorePicture,
                          ::testing::Values("potree2/autzen_trim-brotli", "potree2/autzen_trim-default",
                                            "ept/ellipsoid-binary", "ept/ellipsoid-zstandard",
-                                           "ept/lion_takanawa-laszip"));
+                                           "ept/lion_takanawa-laszip", "copc/1.2-with-color.copc.laz"));
 
 } // namespace

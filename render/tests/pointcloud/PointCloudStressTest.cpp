@@ -98,7 +98,9 @@ TEST(PointCloudStress, ThreeLoadersOneBudgetAndABusyCaller)
         cloud.isAsyncReloadHealthy(false);
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 1500));
     }
-    EXPECT_LT(slowestRestart, std::chrono::milliseconds(100));
+    // A stop is noticed between two nodes: well within a second, even under the sanitizers on a
+    // machine busy with other work (a bound, not a measure of speed).
+    EXPECT_LT(slowestRestart, std::chrono::seconds(1));
 
     // Settle on a view of everything: the damaged node is reported, the healthy clouds report
     // nothing, and the budget holds.
@@ -116,7 +118,7 @@ TEST(PointCloudStress, ThreeLoadersOneBudgetAndABusyCaller)
         const bool healthy = viewed.cloud->isAsyncReloadHealthy(false);
         EXPECT_EQ(healthy, viewed.cloud->name() != "damaged") << viewed.cloud->name();
         viewed.cloud->stopAsyncReload();
-        EXPECT_LT(Clock::now() - started, std::chrono::milliseconds(100)) << viewed.cloud->name();
+        EXPECT_LT(Clock::now() - started, std::chrono::seconds(1)) << viewed.cloud->name();
     }
     EXPECT_LE(prioritizer->totalUsedPointCount(), prioritizer->totalMaxPointCount());
     EXPECT_GT(prioritizer->totalUsedPointCount(), 0u);

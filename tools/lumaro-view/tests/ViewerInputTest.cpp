@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -84,7 +87,8 @@ TEST(ViewerInput, KeysChooseColouringColourMapBudgetPointSizeAndFraming)
     ViewerInput input(Render::Coloring::Rgb, Render::ColorMap::LevelOfAccuracyImperial, 5000);
     const std::pair<char, Render::Coloring> colorings[] = {
         {'1', Render::Coloring::Rgb},    {'2', Render::Coloring::Intensity}, {'3', Render::Coloring::Elevation},
-        {'4', Render::Coloring::Normal}, {'5', Render::Coloring::Uniform},   {'6', Render::Coloring::Tomographic}};
+        {'4', Render::Coloring::Normal}, {'5', Render::Coloring::Uniform},   {'6', Render::Coloring::Tomographic},
+        {'7', Render::Coloring::Classification}};
     for (const auto& [key, coloring] : colorings) {
         const ViewerAction recolor = input.key(key, {}, unitCube);
         EXPECT_EQ(recolor.kind, Kind::Recolor) << key;
@@ -113,6 +117,45 @@ TEST(ViewerInput, KeysChooseColouringColourMapBudgetPointSizeAndFraming)
     EXPECT_EQ(input.key('F', {}, elsewhere).kind, Kind::MoveCamera);
     EXPECT_TRUE(input.navigator().pivot().isApprox(Point(12.0f, 22.0f, 1.0f)));
     EXPECT_EQ(input.key('Q', {}, unitCube).kind, Kind::Nothing);
+}
+
+// E and S switch eye-dome lighting and splats, keeping the strength and radius given at the
+// start; class keys hide their group, or show it where any of it is hidden, and A shows all.
+TEST(ViewerInput, KeysSwitchLightingSplatsAndGroupsOfClasses)
+{
+    Tool::PointLook start;
+    start.eyeDomeLighting = {false, 2.0f, 3.0f};
+    start.classes.setShown(4, false); // medium vegetation, hidden from the command line
+    start.classes.setColor(9, Math::Color(1, 2, 3));
+    ViewerInput input(Render::Coloring::Rgb, Render::ColorMap::Turbo, 5000, start);
+
+    ViewerAction lit = input.key('E', {}, unitCube);
+    EXPECT_EQ(lit.kind, Kind::ChangeLook);
+    EXPECT_EQ(lit.eyeDomeLighting, (Render::EyeDomeLighting{true, 2.0f, 3.0f}));
+    EXPECT_FALSE(input.key('E', {}, unitCube).eyeDomeLighting.enabled);
+    EXPECT_EQ(input.key('S', {}, unitCube).splats, Render::SplatQuality::High);
+    EXPECT_EQ(input.key('S', {}, unitCube).splats, Render::SplatQuality::Standard);
+
+    const auto shownOf = [](const ViewerAction& action, const std::vector<int>& classes) {
+        std::string shown;
+        for (const int c : classes)
+            shown += action.classes.isShown(static_cast<std::uint8_t>(c)) ? '1' : '0';
+        return shown;
+    };
+    // Vegetation is partly hidden: V shows all of it, then hides all of it.
+    EXPECT_EQ(shownOf(input.key('V', {}, unitCube), {2, 3, 4, 5, 6}), "11111");
+    EXPECT_EQ(shownOf(input.key('V', {}, unitCube), {2, 3, 4, 5, 6}), "10001");
+    const std::pair<char, std::vector<int>> groups[] = {
+        {'U', {0, 1}}, {'G', {2}}, {'B', {6}}, {'W', {9}}, {'N', {7, 18}}};
+    for (const auto& [key, classes] : groups) {
+        const ViewerAction hidden = input.key(key, {}, unitCube);
+        EXPECT_EQ(hidden.kind, Kind::ChangeLook) << key;
+        EXPECT_EQ(shownOf(hidden, classes), std::string(classes.size(), '0')) << key;
+    }
+    const ViewerAction all = input.key('A', {}, unitCube);
+    for (int c = 0; c < 256; ++c)
+        EXPECT_TRUE(all.classes.isShown(static_cast<std::uint8_t>(c))) << c;
+    EXPECT_EQ(all.classes.color(9), Math::Color(1, 2, 3)) << "colours stay as given";
 }
 
 // M and P start measuring; while measuring a click (not a drag, not a pick) asks for the point

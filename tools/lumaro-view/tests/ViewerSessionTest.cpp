@@ -270,6 +270,45 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
         << viewer.title();
     const std::string area = viewer.title();
     EXPECT_TRUE(std::regex_search(area, std::regex("area [0-9.]+ in plan"))) << area;
+    // P again stops measuring, and the highlights go.
+    viewer.post(WM_KEYDOWN, 'P');
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("measuring a polygon") == std::string::npos; }, 10s));
+
+    // E lights by depth: outlines darken, nothing brightens (beyond a point or two that a reload
+    // may order differently at one depth).
+    const Graphics::ColorImage unlit = viewer.screenshot();
+    viewer.post(WM_KEYDOWN, 'E');
+    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find(" - edl") != std::string::npos; }, 10s));
+    const Graphics::ColorImage lit = viewer.screenshot();
+    std::size_t darker = 0;
+    std::size_t brighter = 0;
+    for (std::size_t y = 0; y < lit.height(); ++y) {
+        for (std::size_t x = 0; x < lit.width(); ++x) {
+            darker += lit.row(y)[x].r() + 10 < unlit.row(y)[x].r();
+            brighter += lit.row(y)[x].r() > unlit.row(y)[x].r() + 10;
+        }
+    }
+    EXPECT_GT(darker, 100u);
+    EXPECT_LT(brighter * 20, darker);
+    // 7 colours by class and G hides the ground: autzen's other points are unclassified, light grey.
+    viewer.post(WM_KEYDOWN, 'E');
+    viewer.post(WM_KEYDOWN, '7');
+    viewer.post(WM_KEYDOWN, 'G');
+    const auto onlyUnclassified = [&] {
+        const Graphics::ColorImage image = viewer.screenshot();
+        std::size_t drawnPixels = 0;
+        for (std::size_t y = 0; y < image.height(); ++y) {
+            for (const Math::Color& c : image.row(y)) {
+                if (!drawn(c))
+                    continue;
+                ++drawnPixels;
+                if (c != Math::Color(200, 200, 200, 255))
+                    return false;
+            }
+        }
+        return drawnPixels > 0;
+    };
+    EXPECT_TRUE(ViewerProcess::waitFor(onlyUnclassified, 10s)) << viewer.title();
 
     // The picture follows the window's size.
     viewer.resizeClientArea(WIDTH + 80, HEIGHT + 60);

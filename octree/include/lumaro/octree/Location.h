@@ -30,10 +30,12 @@ public:
     /// The store's folder (or its one file), absolute and normalised; empty for a URL.
     const std::filesystem::path& path() const { return m_folder; }
 
-    /// Whether the store is on a web server (see url).
+    /// Whether the store is on a web server or in an S3 bucket (see url).
     bool isUrl() const { return !m_url.empty(); }
-    /// The store's URL, normalised: scheme and host in lower case, no default port, no metadata
-    /// file name, no trailing slash. Empty for a local store.
+    /// The store's URL (http://, https:// or s3://BUCKET/PATH), normalised: scheme and host in lower
+    /// case, no default port, no metadata file name, no trailing slash; user information and a
+    /// query (a pre-signed URL's signature) are kept, since requests need them. Empty for a local
+    /// store. It may hold credentials: messages show toString() instead.
     const std::string& url() const { return m_url; }
 
     /// The path of a file in the store's folder, for example file("hierarchy.bin").
@@ -43,7 +45,7 @@ public:
     /// Always true for a URL: only opening the store asks the server.
     bool exists() const;
 
-    /// The path as UTF-8 text, or the URL, for messages.
+    /// The path as UTF-8 text, or the URL without its credentials (see redactedUrl), for messages.
     std::string toString() const;
 
     /// Two locations are equal when they name the same folder, file or URL.
@@ -62,7 +64,7 @@ protected:
     explicit Location(const std::filesystem::path& path);
     /// Selects the constructor from a URL.
     struct FromUrl {};
-    /// `url` is an http:// or https:// URL of the same; throws std::invalid_argument otherwise.
+    /// `url` is an http://, https:// or s3:// URL of the same; throws std::invalid_argument otherwise.
     Location(FromUrl, std::string_view url);
 
 private:
@@ -70,14 +72,16 @@ private:
     std::string m_url;
 };
 
-/// A store on a web server, by the URL of its folder, metadata file or COPC file.
+/// A store on a web server or in an S3 bucket (s3://BUCKET/PATH), by the URL of its folder,
+/// metadata file or COPC file.
 class WebLocation : public Location {
 public:
-    /// Throws std::invalid_argument for a URL that is not http:// or https:// or names no host.
+    /// Throws std::invalid_argument for a URL that is not http://, https:// or s3://, or names no
+    /// host or bucket.
     explicit WebLocation(std::string_view url) : Location(FromUrl{}, url) {}
 };
 
-/// True for text that starts with http:// or https:// (in any case).
+/// True for text that starts with http://, https:// or s3:// (in any case).
 bool isUrl(std::string_view text);
 
 /// The location that a user's text names: a URL, or a path on disk. Throws std::invalid_argument

@@ -16,6 +16,7 @@ struct StorePoint {
     std::uint8_t green = 255;
     std::uint8_t blue = 255;
     std::uint16_t intensity = 0;
+    std::uint8_t classification = 0;
 };
 
 // A node by its conventional name ("r", "r0", "r07", ...) and its points, which must lie in its
@@ -34,7 +35,7 @@ struct StoreCube {
 };
 
 // Writes a Potree 2.0 store in the DEFAULT (interleaved) encoding with the attributes position,
-// intensity and rgb (8-bit values in the 16-bit fields) into `folder`: metadata.json (spacing
+// intensity, rgb (8-bit values in the 16-bit fields) and classification into `folder`: metadata.json (spacing
 // cube size / 128, position range the tight bounds of the points), one hierarchy chunk in
 // breadth-first order, and octree.bin. Nodes on the way to a listed node that are not listed
 // themselves are written empty. Coordinates are stored as integers rounded to the scale, so place

@@ -13,6 +13,8 @@
 
 namespace PoTree {
 
+class Node;
+
 // Reads the raw bytes of a Potree 2.0 store, on disk or on a web server. The paths name the
 // store's files for messages (a URL's as given).
 class FileLoader {
@@ -35,6 +37,11 @@ public:
     // The raw point chunk of a node from octree.bin. The future holds Octree::OperationCancelled
     // when `stop` is signalled, and std::runtime_error naming the file for a range past its end.
     std::future<std::string> fetchOctreeChunk(std::uint64_t offset, std::uint64_t size, std::stop_token stop) const;
+
+    // The chunk of octree.bin that the node's record points at. Throws Octree::OperationCancelled
+    // when `stop` is signalled, and std::runtime_error naming the file and the node when it cannot
+    // be read (a record pointing past the end of a damaged file).
+    std::string readNodeChunk(const Node& node, std::stop_token stop) const;
 
 private:
     std::shared_ptr<Octree::StoreReader> m_reader;

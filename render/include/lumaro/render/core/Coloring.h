@@ -15,10 +15,10 @@ class Renderer;
 
 /// How a picture colours its points, as users name it: a render mode, and for elevation the
 /// colorization plane that measures heights (see applyColoring).
-enum class Coloring { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance };
+enum class Coloring { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance, Classification };
 
 /// Every colouring by its name: rgb, intensity, normal, uniform, elevation, tomographic,
-/// tomographic-dark, mesh-distance.
+/// tomographic-dark, mesh-distance, classification.
 LUMARO_RENDER_API std::span<const Named<Coloring>> coloringNames();
 /// The colouring of that name. Throws std::invalid_argument "unknown mode 'NAME' (known: ...)".
 LUMARO_RENDER_API Coloring coloringNamed(std::string_view name);

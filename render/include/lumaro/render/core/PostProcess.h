@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/EyeDomeLighting.h>
 #include <lumaro/render/core/RenderMode.h>
 #include <lumaro/render/gpu/ComPtr.h>
 #include <lumaro/render/gpu/ConstantBuffer.h>
@@ -10,6 +11,8 @@
 
 #include <lumaro/math/Color.h>
 
+#include <Eigen/Core>
+
 #include <d3d11.h>
 
 #include <array>
@@ -18,9 +21,11 @@
 namespace Render {
 
 // The full-screen stage that turns the scene pass into the final picture: brightness and contrast,
-// the tomographic looks, shading by normals computed from world positions, and global opacity.
-// It reads the scene's colour and world positions from texture slots 0 and 1 of the pixel stage
-// (the caller binds them) and writes colour and world position to render targets 0 and 1.
+// the tomographic looks, shading by normals computed from world positions, eye-dome lighting,
+// the normalisation of weighted splats, and global opacity. It reads the scene's colour and world
+// positions from texture slots 0 and 1 of the pixel stage, its depth from slot 3 and the splats'
+// sums from slot 4 (the caller binds them), and writes colour and world position to render
+// targets 0 and 1.
 class LUMARO_RENDER_API PostProcess {
 public:
     // Mirrors cbuffer cbConstant of "shaders/postprocessing.hlsl", byte for byte.
@@ -32,6 +37,13 @@ public:
         std::array<float, 4> backgroundColor{1.0f, 1.0f, 1.0f, 1.0f};
         float opacity = 1.0f;
         std::int32_t renderMode = 0;
+        float edlStrength = 0.0f; // 0: no eye-dome lighting
+        float edlRadius = 1.0f;
+        // The projection's entries (2,2), (2,3), (3,2), (3,3), which turn a depth back into a
+        // view z.
+        std::array<float, 4> depthRows{1.0f, 0.0f, 0.0f, 1.0f};
+        float edlOrthographicScale = 0.0f; // |(1,1)| of an orthographic projection; 0: perspective
+        std::int32_t normalizeSplats = 0;
         std::array<float, 2> padding{};
     };
 
@@ -53,6 +65,11 @@ public:
     float opacity() const { return constants_.data().opacity; }
     void setBackgroundColor(const Math::Color& color);
     void setRenderMode(RenderMode mode);
+    void setEyeDomeLighting(const EyeDomeLighting& lighting);
+    // The projection of the scene's depth buffer.
+    void setProjection(const Eigen::Matrix4f& projection);
+    // Whether the colour comes from the splats' sums where they have any weight.
+    void setNormalizeSplats(bool normalize);
     RenderMode renderMode() const { return static_cast<RenderMode>(constants_.data().renderMode); }
 
     const Constants& constants() const { return constants_.data(); }

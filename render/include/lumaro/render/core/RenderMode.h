@@ -15,6 +15,7 @@ enum class RenderMode : std::int32_t {
     Intensity = 5,         ///< colour by intensity
     UniformColor = 6,      ///< one colour for the whole cloud
     MeshDistance = 7,      ///< colour by distance to the colorization mesh
+    Classification = 8,    ///< colour by class, from the renderer's PointClasses palette
 };
 
 } // namespace Render

@@ -51,6 +51,9 @@ public:
     void setDepthStencilClearValues(unsigned clearFlags, float depth, unsigned char stencil);
 
     void begin(ID3D11DeviceContext* context);
+    // Binds this pass's targets with the depth buffer of `depthSource`, a pass of the same size,
+    // so that drawing is tested against the depth drawn there.
+    void beginWithDepthOf(ID3D11DeviceContext* context, const RenderPass& depthSource);
     void end(ID3D11DeviceContext* context);
     void clear(ID3D11DeviceContext* context, const std::string& name);
     void clearAllRenderTargets(ID3D11DeviceContext* context, bool clearDepth);

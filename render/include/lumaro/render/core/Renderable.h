@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lumaro/render/Export.h>
+#include <lumaro/render/core/PointClasses.h>
 #include <lumaro/render/core/RenderMode.h>
 #include <lumaro/render/gpu/ColorMap.h>
 #include <lumaro/render/gpu/ComPtr.h>
@@ -124,6 +125,13 @@ public:
     virtual bool needsRedraw() const;
     /// Marks the renderable as selected (point clouds show it); a change asks for a redraw.
     virtual void setSelected(bool selected);
+    /// The colours and visibility of point classes changed (Renderer::setPointClasses).
+    virtual void onUpdatePointClasses(const PointClasses& classes);
+    /// Draws the points once more as weighted splats, for high-quality splatting
+    /// (Renderer::setSplatQuality): into the renderer's accumulation target, against the depth of
+    /// the frame's first drawing, which render() made. Called after render() for visible
+    /// renderables; what draws no points draws nothing, and so does the base.
+    virtual void renderSplats();
 
     /// The name that groups find children by (GroupRenderable::findByName).
     ///@{

@@ -2,10 +2,13 @@
 
 #include <lumaro/render/Export.h>
 #include <lumaro/render/core/Camera.h>
+#include <lumaro/render/core/EyeDomeLighting.h>
+#include <lumaro/render/core/PointClasses.h>
 #include <lumaro/render/core/PostProcess.h>
 #include <lumaro/render/core/RenderMode.h>
 #include <lumaro/render/core/RenderPass.h>
 #include <lumaro/render/core/Renderable.h>
+#include <lumaro/render/core/SplatQuality.h>
 #include <lumaro/render/gpu/BlendState.h>
 #include <lumaro/render/gpu/ColorMap.h>
 #include <lumaro/render/gpu/ComPtr.h>
@@ -78,8 +81,8 @@ public:
     const std::shared_ptr<Renderable>& scene() const { return scene_; }
     ///@}
     /// De-initialises the previous scene, initialises this one and hands it render mode, tomographic
-    /// colour, colour map, signed-distance flag and colour-map range. The other settings reach it
-    /// only when they next change. Throws std::invalid_argument for an empty pointer, and what the
+    /// colour, colour map, signed-distance flag, colour-map range and point classes. The other
+    /// settings reach it only when they next change. Throws std::invalid_argument for an empty pointer, and what the
     /// scene's initialisation throws.
     void setScene(std::shared_ptr<Renderable> scene);
 
@@ -238,6 +241,25 @@ public:
     /// Multiplies the alpha of the finished picture (1 at first), for hosts that composite it.
     void setOpacity(float opacity);
     float opacity() const { return postProcess_.opacity(); } ///< See setOpacity.
+    /// Eye-dome lighting of the finished picture, from the scene's depth alone (off at first; see
+    /// EyeDomeLighting). It shades every render mode and meshes and panoramas alike; in the
+    /// tomographic modes, whose blended points write no depth, the scene is drawn once more into
+    /// the depth buffer for it. Throws std::invalid_argument (checkEyeDomeLighting), changing
+    /// nothing, for a strength or radius out of range.
+    void setEyeDomeLighting(const EyeDomeLighting& lighting);
+    const EyeDomeLighting& eyeDomeLighting() const { return eyeDomeLighting_; } ///< See setEyeDomeLighting.
+    /// How points are drawn where their discs overlap (SplatQuality::Standard at first).
+    void setSplatQuality(SplatQuality quality);
+    SplatQuality splatQuality() const { return splatQuality_; } ///< See setSplatQuality.
+    /// The colour of each class in RenderMode::Classification, and which classes are shown (the
+    /// default colours, every class shown, at first). A hidden class's points are left out in
+    /// every mode: not drawn, not picked, not read back.
+    void setPointClasses(const PointClasses& classes);
+    const PointClasses& pointClasses() const { return pointClasses_; } ///< See setPointClasses.
+    /// The colour of one class (see setPointClasses).
+    void setClassColor(std::uint8_t classIndex, const Math::Color& color);
+    /// Shows or hides one class (see setPointClasses).
+    void setClassVisible(std::uint8_t classIndex, bool visible);
 
     /// A linear colour ramp from `from` (distance 0) to `to`: sets the colorization plane through
     /// `from` facing `to` and the colour-map range (0, |to - from|). The map argument is not used;
@@ -319,6 +341,8 @@ private:
     // The same for settings kept by post-processing, which the scene does not hear of.
     void changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float), float value);
     void requestRedraw();
+    // The points of the scene once more as weighted splats, summed in the splat pass.
+    void drawSplats(ID3D11DeviceContext* context);
     void createStagingTextures(std::size_t width, std::size_t height);
     // The drawn points in the search square, column by column (w > 0 texels of the scene's exact
     // world positions); nullopt for an empty square.
@@ -342,9 +366,13 @@ private:
     DepthStencilState depthReadOnlyState_;
     BlendState alphaBlendState_;
     BlendState opaqueBlendState_;
+    BlendState additiveBlendState_;
+    BlendState depthOnlyBlendState_;
     RasterizerState rasterizerState_;
     RenderPass scenePass_;
     RenderPass outputPass_;
+    // The sums of weighted splats; made when high-quality splats are first drawn.
+    std::optional<RenderPass> splatPass_;
     Texture2d colorStaging_;
     Texture2d depthStaging_;
     Texture2d worldPositionStaging_;
@@ -365,6 +393,9 @@ private:
     bool useSignedDistance_ = true;
     Math::Color tomographicColor_ = Math::Color::black(255);
     bool useCloudColorsInTomographicRenderModes_ = false;
+    EyeDomeLighting eyeDomeLighting_;
+    SplatQuality splatQuality_ = SplatQuality::Standard;
+    PointClasses pointClasses_;
 };
 
 } // namespace Render

@@ -285,9 +285,12 @@ public:
     void onUpdateViewMatrix(const std::shared_ptr<Camera>& camera) override;
     void onUpdateViewport(const std::shared_ptr<Camera>& camera) override;
     void onUpdateZRange(const std::shared_ptr<Camera>& camera) override;
+    void onUpdatePointClasses(const PointClasses& classes) override;
 
     /// Draws the nodes published last, uploading them first when they are new.
     void render() override;
+    /// Draws the nodes that render() drew once more, as weighted splats.
+    void renderSplats() override;
 
     /// A query of this cloud's points in world coordinates (see PointCloudQuery), through the
     /// store's shared query cache. `filter` stays the caller's.
@@ -344,6 +347,7 @@ private:
     Math::Color mTomographicColor = Math::Color::black(255);
     bool mShowBoundingBoxes = false;
     bool mUseCloudColorsInTomographicRenderModes = false;
+    PointClasses mPointClasses;
     ColorMap mColorMap = ColorMap::Turbo;
     float mMinDistancePassFail = -0.5f;
     float mMaxDistancePassFail = 0.5f;

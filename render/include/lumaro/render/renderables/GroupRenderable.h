@@ -101,6 +101,9 @@ public:
     bool needsRedraw() const override;
     /// Selects or deselects the group and every child.
     void setSelected(bool selected) override;
+    void onUpdatePointClasses(const PointClasses& classes) override;
+    /// Has the visible children draw their splats, in order.
+    void renderSplats() override;
 
 private:
     bool isInitialized() const;
@@ -125,6 +128,7 @@ private:
     bool mUseSignedDistance = true;
     Math::Color mTomographicColor = Math::Color::black(255);
     bool mUseCloudColorsInTomographicRenderModes = false;
+    PointClasses mPointClasses;
     Children mChildren;
 };
 

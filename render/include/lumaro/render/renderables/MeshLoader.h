@@ -30,7 +30,9 @@ public:
 
 // A loader of the Wavefront OBJ file at `path` (read when load is called): polygons are
 // triangulated, vertex colours kept, lines and points ignored, one part per shape. Reading errors
-// are std::runtime_error "TinyObjReader: " followed by the reader's text.
+// are std::runtime_error "TinyObjReader: ", the path and the reader's text; a file of more than
+// 2^25 vertices or triangles, or with a line longer than 16 MiB, is refused naming the file
+// before it is read, and so is a triangle with a vertex that is not finite as a float.
 LUMARO_RENDER_API std::shared_ptr<MeshLoader> createObjMeshLoader(const std::filesystem::path& path);
 
 // The loader's whole mesh as one indexed triangle mesh (for distance colorization), its

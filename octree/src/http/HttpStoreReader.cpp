@@ -1,6 +1,7 @@
 #include "HttpStoreReader.h"
 
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/ReadStatistics.h>
 
 #include <curl/curl.h>
 
@@ -263,6 +264,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
         long status = 0;
         curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
         returnConnection(std::move(connection));
+        countStoreRead(transfer.body.size()); // read statistics (lumaro render --stats): every request, its body bytes
 
         try {
             if (!transfer.refusal.empty()) {

@@ -10,9 +10,6 @@ namespace Render {
 
 namespace {
 
-// Node requests a walk keeps in flight for a store on a web server.
-constexpr std::size_t remoteNodesInFlight = 8;
-
 template <typename Pending>
 bool lessImportant(const Pending& a, const Pending& b)
 {
@@ -22,7 +19,7 @@ bool lessImportant(const Pending& a, const Pending& b)
 } // namespace
 
 NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel,
-                   std::stop_token stop)
+                   std::stop_token stop, NodeLoaders loaders)
     : m_cloud(cloud),
       m_prioritizer(prioritizer),
       m_rating(std::move(rating)),
@@ -30,9 +27,8 @@ NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating,
       m_stop(std::move(stop)),
       m_heap{{Octree::OctreeNodeId::root(), NodePriority::keep()}}
 {
-    // A store far away is read several nodes at once: the best pending ones are fetched ahead.
-    if (m_cloud.octree.location().isUrl())
-        m_prefetcher.emplace(m_cloud.source, remoteNodesInFlight, m_stop);
+    if (loaders.pool && loaders.nodesAhead > 0)
+        m_prefetcher.emplace(m_cloud.source, std::move(loaders.pool), loaders.nodesAhead, m_stop);
 }
 
 bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish)
@@ -71,22 +67,20 @@ NodeWalk::Pending NodeWalk::takeBest()
 
 bool NodeWalk::visit(const Pending& next, bool& changed)
 {
+    // However the visit ends, a load of the node that the offer did not take is not wanted.
+    struct Forget {
+        std::optional<NodePrefetcher>& prefetcher;
+        Octree::OctreeNodeId node;
+        ~Forget()
+        {
+            if (prefetcher)
+                prefetcher->forget(node);
+        }
+    } forget{m_prefetcher, next.node};
     try {
         const std::size_t points = m_cloud.octree.pointCount(next.node);
         prefetchBest(next, points);
-        if (m_prefetcher)
-            m_prefetcher->await(next.node);
-        // Nothing to draw here, but the children may hold points (stores have such nodes).
-        if (points == 0)
-            return true;
-        // The budget cannot take it even in place of every node that matters less: it is not
-        // read, and, as below a node the budget refuses, the walk ends here.
-        if (!m_prioritizer.couldAdmit(next.priority, points))
-            return false;
-        const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
-            {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, m_cloud.source, m_stop);
-        changed = changed || offered.changed;
-        return offered.resident || offered.empty;
+        return offer(next, points, changed);
     } catch (const Octree::OperationCancelled&) {
         return false;
     } catch (...) {
@@ -95,6 +89,22 @@ bool NodeWalk::visit(const Pending& next, bool& changed)
         remember();
         return true; // its children may be intact
     }
+}
+
+bool NodeWalk::offer(const Pending& next, std::size_t points, bool& changed)
+{
+    // Nothing to draw here, but the children may hold points (stores have such nodes).
+    if (points == 0)
+        return true;
+    // The budget cannot take it even in place of every node that matters less: it is not read,
+    // and, as below a node the budget refuses, the walk ends here.
+    if (!m_prioritizer.couldAdmit(next.priority, points))
+        return false;
+    NodeVertexSource& source = m_prefetcher ? static_cast<NodeVertexSource&>(*m_prefetcher) : m_cloud.source;
+    const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
+        {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, source, m_stop);
+    changed = changed || offered.changed;
+    return offered.resident || offered.empty;
 }
 
 void NodeWalk::addChildren(const Pending& parent)

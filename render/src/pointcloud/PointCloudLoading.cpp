@@ -49,7 +49,7 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
     if (stop.stop_requested())
         return;
     NodeWalk walk({*mOctree, *this, id()}, prioritizer, std::move(rating), maxLevel, stop,
-                  sharedLoaders(state->rendererId, mOctree->location().isUrl()));
+                  sharedLoaders(*state->loaderPools, state->rendererId, mOctree->location().isUrl()));
     walk.run(redrawn || departed, interval, [&] { publish(onProgress); });
 }
 

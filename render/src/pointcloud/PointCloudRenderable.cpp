@@ -107,6 +107,7 @@ void PointCloudRenderable::init(std::size_t rendererId, std::shared_ptr<Camera> 
     auto state = std::make_shared<RenderState>();
     state->rendererId = rendererId;
     state->prioritizer = sharedPrioritizer(rendererId, mBudget);
+    state->loaderPools = sharedLoaderPools(rendererId);
     state->drawer = createPointCloudDrawer(device, context);
     mCamera = std::move(camera);
     if (mCamera) {

@@ -13,6 +13,7 @@
 #include "NodeRating.h"
 #include "PointCloudConstants.h"
 #include "PointCloudDrawer.h"
+#include "RendererShares.h"
 
 #include <atomic>
 #include <cstdint>
@@ -46,6 +47,7 @@ struct PointCloudRenderable::LoaderState {
 struct PointCloudRenderable::RenderState {
     std::size_t rendererId = 0;
     std::shared_ptr<NodePrioritizer> prioritizer;
+    std::shared_ptr<LoaderPools> loaderPools;
     // The prioritizer's departures when this cloud last published: nodes that left since (a lower
     // budget, another cloud's more important nodes) are still drawn until it publishes again.
     std::atomic<std::uint64_t> departuresPublished{0};

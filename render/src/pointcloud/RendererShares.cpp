@@ -6,9 +6,8 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <optional>
-#include <vector>
+#include <utility>
 
 namespace Render {
 
@@ -22,42 +21,25 @@ struct Shares {
     std::optional<std::size_t> budget;
     std::size_t threads = 0; // 0: the hardware's
     std::weak_ptr<NodePrioritizer> prioritizer;
-    std::shared_ptr<Core::TaskPool> loaders;  // stores on disk
-    std::shared_ptr<Core::TaskPool> requests; // stores on web servers
+    std::weak_ptr<LoaderPools> pools;
 
-    bool hasSettings() const { return budget || threads != 0; }
+    bool unused() const { return !budget && threads == 0 && prioritizer.expired() && pools.expired(); }
     std::size_t resolvedThreads() const { return threads == 0 ? Core::TaskPool::hardwareThreads() : threads; }
 };
 
+// Weak pointers and settings only: nothing here ends a thread.
 class Registry {
 public:
-    // Runs `use` on the renderer's shares under the registry's lock. Pools that nobody needs any
-    // more are ended after the lock is gone (ending joins their threads).
+    // Runs `use` on the renderer's shares under the registry's lock.
     template <typename Use>
     auto with(std::size_t rendererId, Use&& use)
     {
-        std::vector<std::shared_ptr<Core::TaskPool>> ended;
-        std::unique_lock lock(mMutex);
-        prune(ended);
-        return std::forward<Use>(use)(mShares[rendererId], ended);
+        const std::lock_guard lock(mMutex);
+        std::erase_if(mShares, [](const auto& entry) { return entry.second.unused(); });
+        return std::forward<Use>(use)(mShares[rendererId]);
     }
 
 private:
-    // Pools of renderers without clouds go; so do entries without settings.
-    void prune(std::vector<std::shared_ptr<Core::TaskPool>>& ended)
-    {
-        std::erase_if(mShares, [&](auto& entry) {
-            Shares& shares = entry.second;
-            if (!shares.prioritizer.expired())
-                return false;
-            ended.push_back(std::move(shares.loaders));
-            ended.push_back(std::move(shares.requests));
-            shares.loaders.reset();
-            shares.requests.reset();
-            return !shares.hasSettings();
-        });
-    }
-
     std::mutex mMutex;
     std::map<std::size_t, Shares> mShares;
 };
@@ -69,22 +51,31 @@ Registry& registry()
     return shares;
 }
 
-// The pool of `threads` threads in `pool`, made anew when it has another size.
-std::shared_ptr<Core::TaskPool> poolOf(std::shared_ptr<Core::TaskPool>& pool, std::size_t threads,
-                                       std::vector<std::shared_ptr<Core::TaskPool>>& ended)
-{
-    if (!pool || pool->threadCount() != threads) {
-        ended.push_back(std::move(pool));
-        pool = std::make_shared<Core::TaskPool>(threads);
-    }
-    return pool;
-}
-
 } // namespace
+
+NodeLoaders LoaderPools::loaders(bool remoteStore, std::size_t threads)
+{
+    const std::size_t size = remoteStore ? std::max(threads, remoteNodesInFlight) : threads;
+    if (!remoteStore && size <= 1)
+        return {};
+    std::shared_ptr<Core::TaskPool> replaced; // ended after the lock, when no walk uses it any more
+    std::shared_ptr<Core::TaskPool> pool;
+    {
+        const std::lock_guard lock(mMutex);
+        std::shared_ptr<Core::TaskPool>& kept = remoteStore ? mRemote : mLocal;
+        if (!kept || kept->threadCount() != size) {
+            replaced = std::move(kept);
+            kept = std::make_shared<Core::TaskPool>(size);
+        }
+        pool = kept;
+    }
+    // On disk, twice the threads: a thread that finishes finds the next node waiting.
+    return {std::move(pool), remoteStore ? size : 2 * size};
+}
 
 std::shared_ptr<NodePrioritizer> sharedPrioritizer(std::size_t rendererId, std::size_t cloudBudget)
 {
-    return registry().with(rendererId, [&](Shares& shares, auto&) {
+    return registry().with(rendererId, [&](Shares& shares) {
         std::shared_ptr<NodePrioritizer> prioritizer = shares.prioritizer.lock();
         if (!prioritizer) {
             prioritizer = std::make_shared<NodePrioritizer>(shares.budget.value_or(cloudBudget));
@@ -96,32 +87,26 @@ std::shared_ptr<NodePrioritizer> sharedPrioritizer(std::size_t rendererId, std::
     });
 }
 
-NodeLoaders sharedLoaders(std::size_t rendererId, bool remoteStore)
+std::shared_ptr<LoaderPools> sharedLoaderPools(std::size_t rendererId)
 {
-    return registry().with(rendererId, [&](Shares& shares, auto& ended) -> NodeLoaders {
-        // Without clouds (a walk of a cloud that is being de-initialised), nothing would end the pools.
-        const bool kept = !shares.prioritizer.expired();
-        const std::size_t threads = shares.resolvedThreads();
-        if (remoteStore) {
-            const std::size_t inFlight = std::max(threads, remoteNodesInFlight);
-            std::shared_ptr<Core::TaskPool> pool = poolOf(shares.requests, inFlight, ended);
-            if (!kept)
-                shares.requests.reset();
-            return {std::move(pool), inFlight};
+    return registry().with(rendererId, [](Shares& shares) {
+        std::shared_ptr<LoaderPools> pools = shares.pools.lock();
+        if (!pools) {
+            pools = std::make_shared<LoaderPools>();
+            shares.pools = pools;
         }
-        if (threads <= 1)
-            return {};
-        std::shared_ptr<Core::TaskPool> pool = poolOf(shares.loaders, threads, ended);
-        if (!kept)
-            shares.loaders.reset();
-        // Twice the threads: a thread that finishes finds the next node waiting.
-        return {std::move(pool), 2 * threads};
+        return pools;
     });
+}
+
+NodeLoaders sharedLoaders(LoaderPools& pools, std::size_t rendererId, bool remoteStore)
+{
+    return pools.loaders(remoteStore, loaderThreadCount(rendererId));
 }
 
 void setLoaderThreadCount(std::size_t rendererId, std::size_t threads)
 {
-    registry().with(rendererId, [&](Shares& shares, auto&) {
+    registry().with(rendererId, [&](Shares& shares) {
         shares.threads = threads;
         return 0;
     });
@@ -129,12 +114,12 @@ void setLoaderThreadCount(std::size_t rendererId, std::size_t threads)
 
 std::size_t loaderThreadCount(std::size_t rendererId)
 {
-    return registry().with(rendererId, [](Shares& shares, auto&) { return shares.resolvedThreads(); });
+    return registry().with(rendererId, [](Shares& shares) { return shares.resolvedThreads(); });
 }
 
 void setPointBudget(std::size_t rendererId, std::size_t points)
 {
-    const std::shared_ptr<NodePrioritizer> prioritizer = registry().with(rendererId, [&](Shares& shares, auto&) {
+    const std::shared_ptr<NodePrioritizer> prioritizer = registry().with(rendererId, [&](Shares& shares) {
         shares.budget = points;
         return shares.prioritizer.lock();
     });
@@ -145,7 +130,7 @@ void setPointBudget(std::size_t rendererId, std::size_t points)
 
 std::size_t pointBudget(std::size_t rendererId)
 {
-    const auto [budget, prioritizer] = registry().with(rendererId, [](Shares& shares, auto&) {
+    const auto [budget, prioritizer] = registry().with(rendererId, [](Shares& shares) {
         return std::pair{shares.budget, shares.prioritizer.lock()};
     });
     if (budget)
@@ -155,8 +140,8 @@ std::size_t pointBudget(std::size_t rendererId)
 
 void forgetLoadingSettings(std::size_t rendererId)
 {
-    registry().with(rendererId, [](Shares& shares, auto&) {
-        // The prioritizer and pools stay with the clouds that use them; the entry goes with them.
+    registry().with(rendererId, [](Shares& shares) {
+        // The prioritizer and the threads stay with the clouds that hold them.
         shares.budget.reset();
         shares.threads = 0;
         return 0;

@@ -290,25 +290,28 @@ TEST(CInterface, LoaderThreadsBudgetAndCacheLimit)
     for (const uint32_t threads : {1u, 4u}) {
         const Renderer renderer = makeRenderer();
         ASSERT_EQ(lumaro_renderer_set_loader_threads(renderer.get(), threads), 0) << lumaro_last_error();
-        const lumaro_cloud* cloud = lumaro_renderer_add_cloud(renderer.get(), lion.c_str(), 20000);
+        // The root holds 35,091 points, its children 444 to 42,454.
+        const lumaro_cloud* cloud = lumaro_renderer_add_cloud(renderer.get(), lion.c_str(), 40000);
         ASSERT_NE(cloud, nullptr) << lumaro_last_error();
         ASSERT_EQ(lumaro_renderer_view_top(renderer.get()), 0);
         ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
         const uint64_t own = lumaro_cloud_loaded_points(cloud);
         EXPECT_GT(own, 0u);
-        EXPECT_LE(own, 20000u);
+        EXPECT_LE(own, 40000u);
 
         ASSERT_EQ(lumaro_renderer_set_point_budget(renderer.get(), 200000), 0) << lumaro_last_error();
         ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
         const uint64_t raised = lumaro_cloud_loaded_points(cloud);
-        EXPECT_GT(raised, 20000u);
+        EXPECT_GT(raised, 40000u);
         EXPECT_LE(raised, 200000u);
         ASSERT_EQ(lumaro_renderer_render(renderer.get()), 0);
         pictures.push_back(readColor(renderer.get()));
 
-        ASSERT_EQ(lumaro_renderer_set_point_budget(renderer.get(), 5000), 0);
+        // Lowered: the next load draws the root and what fits beside it.
+        ASSERT_EQ(lumaro_renderer_set_point_budget(renderer.get(), 36000), 0);
         ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
-        EXPECT_LE(lumaro_cloud_loaded_points(cloud), 5000u);
+        EXPECT_GE(lumaro_cloud_loaded_points(cloud), 35091u);
+        EXPECT_LE(lumaro_cloud_loaded_points(cloud), 36000u);
     }
     EXPECT_EQ(pictures[0], pictures[1]) << "four threads drew another picture than one";
     EXPECT_EQ(lumaro_set_cache_limit(uint64_t(1) << 30), 0);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LoadingStats.h"
 #include "RenderOptions.h"
 
 #include <lumaro/math/NBoundingBox.h>
@@ -39,6 +40,9 @@ public:
     // Sets the colouring (walking again when the mesh-distance mode starts) and renders.
     void color(Render::Coloring coloring);
 
+    // The figures of the loading so far (lumaro render --stats).
+    const LoadingStats& stats() const { return mStats; }
+
 private:
     // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
     void addPanorama(Render::GroupRenderable& group);
@@ -46,6 +50,8 @@ private:
     void load(Render::PointCloudRenderable& cloud);
 
     const RenderOptions& mOptions;
+    // First: its clock starts before the stores are opened.
+    LoadingStats mStats;
     Render::Renderer mRenderer;
     Render::SiteGroup mSite;
     Math::NBoundingBox<float, 3> mBox;

@@ -80,7 +80,13 @@ bool NodeWalk::visit(const Pending& next, bool& changed)
     try {
         const std::size_t points = m_cloud.octree.pointCount(next.node);
         prefetchBest(next, points);
-        return offer(next, points, changed);
+        const std::vector<Octree::OctreeNodeId> children = prefetchChildren(next, points);
+        const bool descend = offer(next, points, changed);
+        // The walk does not go below the node: its children will never be offered.
+        if (!descend)
+            for (const Octree::OctreeNodeId child : children)
+                m_prefetcher->forget(child);
+        return descend;
     } catch (const Octree::OperationCancelled&) {
         return false;
     } catch (...) {
@@ -154,6 +160,48 @@ void NodeWalk::prefetchBest(const Pending& next, std::size_t nextPoints)
         m_prefetcher->request(best->node, points);
         ahead += points;
     }
+}
+
+std::vector<Octree::OctreeNodeId> NodeWalk::prefetchChildren(const Pending& next, std::size_t nextPoints)
+{
+    std::vector<Octree::OctreeNodeId> requested;
+    if (!m_prefetcher || next.node.level() >= m_maxLevel || !m_prefetcher->hasRoom())
+        return requested;
+    // Only below a node the budget can take: the walk goes no further below the others.
+    std::size_t ahead = m_prefetcher->promisedPoints() + (m_prefetcher->wasRequested(next.node) ? 0 : nextPoints);
+    if (nextPoints > 0 && !m_prioritizer.couldAdmit(next.priority, ahead))
+        return requested;
+    std::vector<Pending> children;
+    try {
+        for (const Octree::OctreeNodeId child : m_cloud.octree.children(next.node, m_stop)) {
+            if (m_prefetcher->wasRequested(child)
+                || m_cloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
+                continue;
+            const NodePriority priority = m_rating.rate(child.level(), m_cloud.octree.boundingCube(child));
+            if (priority > NodePriority::discard())
+                children.push_back({child, priority});
+        }
+    } catch (...) {
+        return requested; // the walk reaches the children itself and reports what is wrong
+    }
+    std::sort(children.begin(), children.end(),
+              [](const Pending& a, const Pending& b) { return lessImportant(b, a); });
+    for (const Pending& child : children) {
+        if (!m_prefetcher->hasRoom())
+            break;
+        std::size_t points = 0;
+        try {
+            points = m_cloud.octree.pointCount(child.node);
+        } catch (...) {
+            continue;
+        }
+        if (points > 0 && !m_prioritizer.couldAdmit(child.priority, ahead + points))
+            break;
+        m_prefetcher->request(child.node, points);
+        requested.push_back(child.node);
+        ahead += points;
+    }
+    return requested;
 }
 
 void NodeWalk::remember()

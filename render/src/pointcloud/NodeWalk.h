@@ -35,8 +35,8 @@ struct NodeLoaders {
 // no points itself). Nodes the budget cannot take are not read. With loader threads, the best
 // pending nodes are read ahead, several at once (NodePrefetcher); the walk still offers them one
 // by one, best first, so what becomes resident is what one thread would load. A damaged node or
-// hierarchy chunk costs only that part:
-// the walk goes on, and the first error is thrown when it is done. A stop ends the walk quietly.
+// hierarchy chunk costs only that part: the walk goes on, and the first error is thrown when it is
+// done. A stop ends the walk quietly.
 class NodeWalk {
 public:
     struct Cloud {
@@ -70,6 +70,10 @@ private:
     void addChildren(const Pending& parent);
     // Starts loading the best pending nodes that the budget can still take.
     void prefetchBest(const Pending& next, std::size_t nextPoints);
+    // With room left, starts loading the children of the node about to be offered, the most
+    // important first, as far as the budget can take them beside it: while the walk reads a node
+    // (the root, say), the threads need not wait for its children to become pending. Returns them.
+    std::vector<Octree::OctreeNodeId> prefetchChildren(const Pending& next, std::size_t nextPoints);
     void remember();
 
     Cloud m_cloud;

@@ -54,8 +54,9 @@ TEST(GiantStores, AWalkTouchesNodesBoundedByTheBudgetNotByTheStore)
             // The walk reads each node it offers once; ahead of it, two threads read up to four more;
             // the root is read once more to decide the intensity stretch.
             EXPECT_LE(octree->nodesRead(), std::min<std::uint64_t>(octree->nodeCount(), fitting + 4) + 1) << name;
-            // Ids come from the children of expanded nodes, which are resident: four each.
-            EXPECT_LE(octree->nodesNamed(), 4 * (fitting + 1)) << name;
+            // Ids come from the children of resident nodes, four each, asked for twice: to read them
+            // ahead and to walk on.
+            EXPECT_LE(octree->nodesNamed(), 2 * 4 * (fitting + 1)) << name;
             Render::forgetLoadingSettings(renderer);
         }
     }

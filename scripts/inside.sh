@@ -141,7 +141,7 @@ test_all() {
     local logs="$repo/build/${LUMARO_BUILD_PREFIX}logs"
     mkdir -p "$logs"
     local native_status=0 tsan_status=0 mingw_status=0
-    local tsan_tests="Stress|PointCloudWalk|RestartOrNot|PointCloudSharing|BackgroundThread|TripleBuffer|Concurrent|PanoLoading|IndexRealFile|Index\\.Stops"
+    local tsan_tests="Stress|PointCloudWalk|RestartOrNot|PointCloudSharing|BackgroundThread|TripleBuffer|Concurrent|PanoLoading|IndexRealFile|Index\\.Stops|LoaderThreads|NodeCacheLimit|TaskPool|CacheMemory"
     local started=$SECONDS
 
     echo "=== native build (ASan + UBSan) ==="

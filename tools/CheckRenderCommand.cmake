@@ -28,6 +28,8 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
                 "render;${STORE};--output;${OUTPUT};--size;0x100|'0'"
                 "render;${STORE};--output;${OUTPUT};--size;20000x100|'20000'"
                 "render;${STORE};--output;${OUTPUT};--budget;-5|'-5'"
+                "render;${STORE};--output;${OUTPUT};--threads;-1|'-1'"
+                "render;${STORE};--output;${OUTPUT};--cache-limit;x|'x'"
                 "render;${STORE};--output;${OUTPUT};--mode;rgb,sepia|'sepia'"
                 "render;${STORE};--output;${OUTPUT};--background;12345|'12345'"
                 "render;${STORE};--output;${OUTPUT};--frobnicate|--frobnicate"
@@ -89,6 +91,23 @@ if(RENDER)
     endif()
     if(NOT err MATCHES "loading .*100%")
         message(FATAL_ERROR "lumaro render showed no progress:\n${err}")
+    endif()
+    # The loading figures: one JSON line on stderr, after the progress; times in order, what was
+    # loaded within the budget, what was read, and the threads asked for.
+    run_lumaro(status out err render "${STORE}" --output "${OUTPUT}.stats.png" --size 64x48 --budget 20000
+               --threads 2 --cache-limit 64 --stats)
+    string(REGEX MATCH "[^\n]*\n$" line "${err}")
+    string(JSON open ERROR_VARIABLE bad GET "${line}" open_ms)
+    string(JSON first ERROR_VARIABLE bad GET "${line}" first_picture_ms)
+    string(JSON loaded ERROR_VARIABLE bad GET "${line}" loaded_ms)
+    string(JSON nodes ERROR_VARIABLE bad GET "${line}" nodes)
+    string(JSON points ERROR_VARIABLE bad GET "${line}" points)
+    string(JSON requests ERROR_VARIABLE bad GET "${line}" requests)
+    string(JSON bytes ERROR_VARIABLE bad GET "${line}" bytes_read)
+    string(JSON threads ERROR_VARIABLE bad GET "${line}" threads)
+    if(NOT status EQUAL 0 OR bad OR NOT threads EQUAL 2 OR nodes LESS 1 OR points LESS 1 OR points GREATER 20000
+       OR requests LESS nodes OR bytes LESS 10000 OR open GREATER first OR first GREATER loaded)
+        message(FATAL_ERROR "lumaro render --stats printed (${status}):\n${err}")
     endif()
     # Two stores of one site form one scene.
     run_lumaro(status out err render "${STORE}" "${SECOND_STORE}" --output "${OUTPUT}.two.png" --size 64x48)

@@ -2,6 +2,7 @@
 
 #include <lumaro/core/ReadLocalFile.h>
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/ReadStatistics.h>
 
 #include <stdexcept>
 #include <system_error>
@@ -28,14 +29,18 @@ std::filesystem::path LocalStoreReader::path(std::string_view name) const
 std::string LocalStoreReader::read(std::string_view name, std::stop_token stop) const
 {
     throwIfStopped(stop);
-    return Core::readLocalFile(path(name));
+    std::string bytes = Core::readLocalFile(path(name));
+    countStoreRead(bytes.size());
+    return bytes;
 }
 
 std::string LocalStoreReader::readRange(std::string_view name, std::uint64_t offset, std::uint64_t size,
                                         std::stop_token stop) const
 {
     throwIfStopped(stop);
-    return Core::readLocalFileRange(path(name), offset, size);
+    std::string bytes = Core::readLocalFileRange(path(name), offset, size);
+    countStoreRead(bytes.size());
+    return bytes;
 }
 
 std::uint64_t LocalStoreReader::size(std::string_view name, std::stop_token stop) const

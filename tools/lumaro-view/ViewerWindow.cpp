@@ -3,7 +3,6 @@
 #include "../lumaro/ErrorText.h"
 
 #include <lumaro/graphics/ColorImage.h>
-#include <lumaro/render/pointcloud/NodePrioritizer.h>
 
 #include <windowsx.h>
 
@@ -310,8 +309,7 @@ void ViewerWindow::carryOut(const ViewerAction& action)
         renderer().setColorMap(action.colorMap);
         break;
     case Kind::ChangeBudget:
-        if (const auto prioritizer = m_scene->clouds().empty() ? nullptr : m_scene->clouds().front()->nodePrioritizer())
-            prioritizer->setTotalMaxPointCount(action.budget);
+        renderer().setPointBudget(action.budget);
         for (const auto& cloud : m_scene->clouds())
             cloud->clearVisibleOctreeNodes();
         break;

@@ -49,6 +49,8 @@ void renderStores(const RenderOptions& options)
     grid.writePng(options.output);
     if (options.points)
         Render::writeStorePoints(scene.renderer(), scene.site(), *options.points);
+    if (options.stats)
+        std::cerr << scene.stats().json().dump() << '\n';
 }
 
 nlohmann::json pickInStores(const PickOptions& options)

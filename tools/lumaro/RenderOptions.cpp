@@ -3,6 +3,7 @@
 #include "MeasureText.h"
 
 #include <lumaro/octree/OctreeNodeId.h>
+#include <lumaro/render/pointcloud/LoadingSettings.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace Tool {
@@ -33,6 +35,10 @@ const OptionText modeOption{"--mode", "rgb", "rgb, intensity, normal, uniform, e
 const OptionText colorMapOption{"--color-map", "turbo", "Colour map of the elevation and mesh-distance modes"};
 const OptionText budgetOption{"--budget", "10000000", "Most points loaded at once"};
 const OptionText maxLevelOption{"--max-level", "21", "Deepest octree level to load"};
+const OptionText threadsOption{"--threads", "0", "Loader threads that read and decode nodes at once (0: one per "
+                                                 "hardware thread); the picture is the same whatever the number"};
+const OptionText cacheLimitOption{"--cache-limit", std::to_string(Render::defaultNodeCacheLimit >> 20),
+                                  "Most MiB that the decoded nodes of all stores keep cached"};
 const OptionText minNodeSizeOption{"--min-node-size", "15", "Nodes that look smaller than this many pixels are not "
                                                                 "loaded; 0 loads every node within budget and level"};
 const OptionText maxPointSizeOption{"--max-point-size", "5", "Largest point size in pixels"};
@@ -157,6 +163,8 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
     addOption(command, colorMapOption, mColorMap);
     addOption(command, budgetOption, mBudget);
     addOption(command, maxLevelOption, mMaxLevel);
+    addOption(command, threadsOption, mThreads);
+    addOption(command, cacheLimitOption, mCacheLimit);
     addOption(command, minNodeSizeOption, mMinNodeSize);
     addOption(command, maxPointSizeOption, mMaxPointSize);
     addOption(command, backgroundOption, mBackground);
@@ -202,6 +210,8 @@ void SceneCommandLine::finish()
     mOptions.colorMap = Render::colorMapNamed(mColorMap);
     mOptions.budget = parseCount(mBudget, 1, std::size_t(1) << 40, "--budget");
     mOptions.maxLevel = parseCount(mMaxLevel, 0, Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL, "--max-level");
+    mOptions.threads = parseCount(mThreads, 0, 1024, "--threads");
+    mOptions.cacheLimitMiB = parseCount(mCacheLimit, 0, std::size_t(1) << 30, "--cache-limit");
     mOptions.minNodeSize = parseNumber(mMinNodeSize, 0.0f, false, "--min-node-size");
     mOptions.maxPointSize = parseNumber(mMaxPointSize, 0.0f, true, "--max-point-size");
     mOptions.background = parseColor(mBackground, "--background");
@@ -269,6 +279,9 @@ CommandLine::CommandLine(CLI::App& app)
 {
     mRenderScene = std::make_unique<SceneCommandLine>(*render, renderOptions);
     render->add_option("--output,-o", renderOptions.output, "The PNG file to write")->required();
+    render->add_flag("--stats", renderOptions.stats,
+                     "Print the loading figures as one JSON line on stderr: open_ms, first_picture_ms, loaded_ms "
+                     "(from the start of loading), nodes, points, requests, bytes_read, threads");
     render->add_option("--points", renderOptions.points,
                        "Also write every drawn pixel as a point (text: X Y Z Red Green Blue Alpha, the stores' "
                        "coordinates); needs one view and one mode");

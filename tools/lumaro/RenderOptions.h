@@ -15,6 +15,7 @@
 #include <array>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -46,6 +47,11 @@ struct RenderOptions {
     Render::ColorMap colorMap = Render::ColorMap::Turbo;
     std::size_t budget = 0;
     std::size_t maxLevel = 0;
+    // Loader threads the stores share (0: the hardware's), and the MiB the node caches may hold.
+    std::size_t threads = 0;
+    std::uint64_t cacheLimitMiB = 0;
+    // Print the loading figures (LoadingStats) on stderr.
+    bool stats = false;
     float minNodeSize = 0.0f;
     std::optional<float> maxPointSize;
     Math::Color background;
@@ -126,6 +132,8 @@ private:
     std::string mColorMap;
     std::string mBudget;
     std::string mMaxLevel;
+    std::string mThreads;
+    std::string mCacheLimit;
     std::string mMinNodeSize;
     std::string mMaxPointSize;
     std::string mBackground;

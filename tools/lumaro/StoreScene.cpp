@@ -7,6 +7,7 @@
 #include <lumaro/octree/Location.h>
 #include <lumaro/render/core/Coloring.h>
 #include <lumaro/render/core/ViewPlacement.h>
+#include <lumaro/render/pointcloud/LoadingSettings.h>
 #include <lumaro/render/renderables/MeshLoader.h>
 #include <lumaro/render/renderables/MeshRenderable.h>
 #include <lumaro/render/renderables/PanoRenderable.h>
@@ -67,6 +68,8 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
 {
     mRenderer.setViewport(options.width, options.height);
     mRenderer.setBackgroundColor(options.background);
+    mRenderer.setLoaderThreadCount(options.threads);
+    Render::setNodeCacheLimit(options.cacheLimitMiB << 20);
     const auto& group = mSite.group();
     for (const std::string& store : options.stores) {
         const auto cloud = mSite.addStore(Octree::locationOf(store), std::filesystem::path(store).filename().string(),
@@ -75,6 +78,7 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
         if (options.maxPointSize)
             cloud->setMaxPointSize(*options.maxPointSize);
     }
+    mStats.storesOpened();
     mRenderer.setScene(group);
     mRenderer.setEyeDomeLighting(options.eyeDomeLighting);
     mRenderer.setSplatQuality(options.splats);
@@ -211,12 +215,24 @@ void StoreScene::load(Render::PointCloudRenderable& cloud)
                                            std::min<std::uint64_t>(cloud.octree()->pointCount(), mOptions.budget)));
     progress.show(0);
     try {
-        cloud.reloadPoints([&] { progress.show(cloud.numVisiblePoints()); }, mOptions.maxLevel);
+        cloud.reloadPoints(
+            [&] {
+                progress.show(cloud.numVisiblePoints());
+                mStats.published(cloud.numVisiblePoints());
+            },
+            mOptions.maxLevel);
         progress.show(cloud.numVisiblePoints(), true);
     } catch (const std::exception& error) {
         progress.show(cloud.numVisiblePoints(), true);
         std::cerr << "lumaro: warning: " << cloud.name() << ": " << explain(error) << "; drawing what could be read\n";
     }
+    std::size_t nodes = 0;
+    std::size_t points = 0;
+    for (const auto& each : clouds()) {
+        nodes += each->numVisibleOctreeNodes();
+        points += each->numVisiblePoints();
+    }
+    mStats.walked(nodes, points, mRenderer.loaderThreadCount());
 }
 
 

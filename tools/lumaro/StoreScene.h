@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LoadingStats.h"
 #include "RenderOptions.h"
 
 #include <lumaro/math/NBoundingBox.h>
@@ -44,6 +45,8 @@ public:
     Render::ClipVolumes optionClipVolumes() const;
     // Clips (and highlights) every cloud and mesh of the scene with these volumes instead.
     void setClipVolumes(const Render::ClipVolumes& volumes);
+    // The figures of the loading so far (lumaro render --stats).
+    const LoadingStats& stats() const { return mStats; }
 
 private:
     // The panorama, centred where asked (or in the middle of the stores), with all its tiles.
@@ -52,6 +55,8 @@ private:
     void load(Render::PointCloudRenderable& cloud);
 
     const RenderOptions& mOptions;
+    // First: its clock starts before the stores are opened.
+    LoadingStats mStats;
     Render::Renderer mRenderer;
     Render::SiteGroup mSite;
     std::vector<std::shared_ptr<Render::MeshRenderable>> mMeshes;

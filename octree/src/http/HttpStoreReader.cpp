@@ -2,6 +2,7 @@
 #include "HttpAnswer.h"
 
 #include <lumaro/octree/OperationCancelled.h>
+#include <lumaro/octree/ReadStatistics.h>
 
 #include <curl/curl.h>
 
@@ -249,6 +250,7 @@ HttpStoreReader::Outcome HttpStoreReader::attempt(const Request& request, std::s
     // No credential stays behind in a pooled handle.
     curl_easy_reset(easy);
     returnConnection(std::move(connection));
+    countStoreRead(transfer.body.size()); // read statistics (lumaro render --stats): every request, its body bytes
 
     if (!transfer.refusal.empty())
         return {Outcome::Fail, {}, transfer.refusal, outcome.status};

@@ -207,6 +207,27 @@ LUMARO_C_API int lumaro_renderer_set_distance_mesh(lumaro_renderer* renderer, co
 LUMARO_C_API int lumaro_renderer_set_distance_range(lumaro_renderer* renderer, double min_distance,
                                                     double max_distance);
 
+/**
+ * The loader threads the renderer's clouds share: that many nodes are read and decoded at once (0:
+ * one per hardware thread, the default; 1: each cloud reads its nodes on the loading thread). The
+ * nodes loaded are the same whatever the number; the next lumaro_renderer_load uses it.
+ */
+LUMARO_C_API int lumaro_renderer_set_loader_threads(lumaro_renderer* renderer, uint32_t threads);
+
+/**
+ * The point budget the renderer's clouds share (at least 1), raised or lowered: it replaces the
+ * smallest of the clouds' own budgets, also for clouds added later. A lower budget drops the least
+ * important points at once; the next lumaro_renderer_load fills a higher one.
+ */
+LUMARO_C_API int lumaro_renderer_set_point_budget(lumaro_renderer* renderer, uint64_t point_budget);
+
+/**
+ * The memory in bytes that the decoded nodes cached for all stores of all renderers may take
+ * together (1 GiB at first); when a node does not fit, the least recently used nodes leave,
+ * whichever store they belong to. A lower limit takes effect at once. Any thread may call it.
+ */
+LUMARO_C_API int lumaro_set_cache_limit(uint64_t bytes);
+
 /** The number of points of a cloud loaded for drawing now. */
 LUMARO_C_API uint64_t lumaro_cloud_loaded_points(const lumaro_cloud* cloud);
 

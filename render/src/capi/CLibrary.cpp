@@ -1,6 +1,7 @@
-// The functions of the C interface that need no renderer: errors, version, thumbnails.
+// The functions of the C interface that need no renderer: errors, version, the cache limit, thumbnails.
 #include <lumaro/lumaro_c.h>
 
+#include <lumaro/render/pointcloud/LoadingSettings.h>
 #include <lumaro/render/renderables/Thumbnail.h>
 
 #include <lumaro/octree/Location.h>
@@ -74,6 +75,14 @@ const char* lumaro_version(void)
 {
     lastError().clear();
     return LUMARO_VERSION;
+}
+
+int lumaro_set_cache_limit(uint64_t bytes)
+{
+    return guarded(failure, [&] {
+        Render::setNodeCacheLimit(bytes);
+        return success;
+    });
 }
 
 int lumaro_thumbnail(const char* location_utf8, const char* png_path_utf8, uint32_t width, uint32_t height,

@@ -256,6 +256,24 @@ int lumaro_renderer_look_at(lumaro_renderer* renderer, const double eye[3], cons
     });
 }
 
+int lumaro_renderer_set_loader_threads(lumaro_renderer* renderer, uint32_t threads)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        self.renderer.setLoaderThreadCount(threads);
+        return success;
+    });
+}
+
+int lumaro_renderer_set_point_budget(lumaro_renderer* renderer, uint64_t point_budget)
+{
+    return withRenderer(renderer, [&](lumaro_renderer& self) {
+        if (point_budget == 0)
+            throw std::invalid_argument("point_budget must be at least 1");
+        self.renderer.setPointBudget(static_cast<std::size_t>(point_budget));
+        return success;
+    });
+}
+
 int lumaro_renderer_load(lumaro_renderer* renderer, uint32_t timeout_ms)
 {
     return withRenderer(renderer, [&](lumaro_renderer& self) {

@@ -1,6 +1,7 @@
 #include <lumaro/render/core/Renderer.h>
 
 #include <lumaro/render/gpu/ComException.h>
+#include <lumaro/render/pointcloud/LoadingSettings.h>
 
 #include <lumaro/math/TriangleMesh.h>
 
@@ -119,6 +120,7 @@ Renderer::~Renderer()
 {
     if (scene_)
         scene_->deinit();
+    forgetLoadingSettings(id());
 }
 
 void Renderer::createStagingTextures(std::size_t width, std::size_t height)

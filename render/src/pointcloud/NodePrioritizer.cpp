@@ -56,6 +56,7 @@ void NodePrioritizer::setTotalMaxPointCount(std::size_t totalMaxPointCount)
 void NodePrioritizer::clear()
 {
     std::lock_guard lock(mMutex);
+    mDepartures += mEntries.size();
     mEntries.clear();
     mResident.clear();
     mTotalUsedPointCount = 0;
@@ -70,6 +71,7 @@ void NodePrioritizer::clear(std::size_t instanceId)
             return false;
         mTotalUsedPointCount -= entry.vertices.size();
         mResident.erase(entry.id);
+        ++mDepartures;
         return true;
     });
     mEntriesFormHeap = false;
@@ -150,6 +152,12 @@ bool NodePrioritizer::couldAdmit(const NodePriority& priority, std::size_t point
     return mTotalUsedPointCount - displaceable + points <= mTotalMaxPointCount;
 }
 
+std::uint64_t NodePrioritizer::departures() const
+{
+    std::lock_guard lock(mMutex);
+    return mDepartures;
+}
+
 bool NodePrioritizer::isResident(const NodeId& id) const
 {
     std::lock_guard lock(mMutex);
@@ -189,6 +197,7 @@ void NodePrioritizer::evictUntilWithinBudget()
         --heapEnd;
         mTotalUsedPointCount -= heapEnd->vertices.size();
         mResident.erase(heapEnd->id);
+        ++mDepartures;
     }
     // The evicted nodes sit behind the heap, which stays a heap.
     mEntries.erase(heapEnd, mEntries.end());

@@ -10,9 +10,6 @@ namespace Render {
 
 namespace {
 
-// Node requests a walk keeps in flight for a store on a web server.
-constexpr std::size_t remoteNodesInFlight = 8;
-
 template <typename Pending>
 bool lessImportant(const Pending& a, const Pending& b)
 {
@@ -22,7 +19,7 @@ bool lessImportant(const Pending& a, const Pending& b)
 } // namespace
 
 NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel,
-                   std::stop_token stop)
+                   std::stop_token stop, NodeLoaders loaders)
     : m_cloud(cloud),
       m_prioritizer(prioritizer),
       m_rating(std::move(rating)),
@@ -30,9 +27,8 @@ NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating,
       m_stop(std::move(stop)),
       m_heap{{Octree::OctreeNodeId::root(), NodePriority::keep()}}
 {
-    // A store far away is read several nodes at once: the best pending ones are fetched ahead.
-    if (m_cloud.octree.location().isUrl())
-        m_prefetcher.emplace(m_cloud.source, remoteNodesInFlight, m_stop);
+    if (loaders.pool && loaders.nodesAhead > 0)
+        m_prefetcher.emplace(m_cloud.source, std::move(loaders.pool), loaders.nodesAhead, m_stop);
 }
 
 bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish)
@@ -71,22 +67,26 @@ NodeWalk::Pending NodeWalk::takeBest()
 
 bool NodeWalk::visit(const Pending& next, bool& changed)
 {
+    // However the visit ends, a load of the node that the offer did not take is not wanted.
+    struct Forget {
+        std::optional<NodePrefetcher>& prefetcher;
+        Octree::OctreeNodeId node;
+        ~Forget()
+        {
+            if (prefetcher)
+                prefetcher->forget(node);
+        }
+    } forget{m_prefetcher, next.node};
     try {
         const std::size_t points = m_cloud.octree.pointCount(next.node);
         prefetchBest(next, points);
-        if (m_prefetcher)
-            m_prefetcher->await(next.node);
-        // Nothing to draw here, but the children may hold points (stores have such nodes).
-        if (points == 0)
-            return true;
-        // The budget cannot take it even in place of every node that matters less: it is not
-        // read, and, as below a node the budget refuses, the walk ends here.
-        if (!m_prioritizer.couldAdmit(next.priority, points))
-            return false;
-        const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
-            {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, m_cloud.source, m_stop);
-        changed = changed || offered.changed;
-        return offered.resident || offered.empty;
+        const std::vector<Octree::OctreeNodeId> children = prefetchChildren(next, points);
+        const bool descend = offer(next, points, changed);
+        // The walk does not go below the node: its children will never be offered.
+        if (!descend)
+            for (const Octree::OctreeNodeId child : children)
+                m_prefetcher->forget(child);
+        return descend;
     } catch (const Octree::OperationCancelled&) {
         return false;
     } catch (...) {
@@ -95,6 +95,22 @@ bool NodeWalk::visit(const Pending& next, bool& changed)
         remember();
         return true; // its children may be intact
     }
+}
+
+bool NodeWalk::offer(const Pending& next, std::size_t points, bool& changed)
+{
+    // Nothing to draw here, but the children may hold points (stores have such nodes).
+    if (points == 0)
+        return true;
+    // The budget cannot take it even in place of every node that matters less: it is not read,
+    // and, as below a node the budget refuses, the walk ends here.
+    if (!m_prioritizer.couldAdmit(next.priority, points))
+        return false;
+    NodeVertexSource& source = m_prefetcher ? static_cast<NodeVertexSource&>(*m_prefetcher) : m_cloud.source;
+    const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
+        {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, source, m_stop);
+    changed = changed || offered.changed;
+    return offered.resident || offered.empty;
 }
 
 void NodeWalk::addChildren(const Pending& parent)
@@ -144,6 +160,48 @@ void NodeWalk::prefetchBest(const Pending& next, std::size_t nextPoints)
         m_prefetcher->request(best->node, points);
         ahead += points;
     }
+}
+
+std::vector<Octree::OctreeNodeId> NodeWalk::prefetchChildren(const Pending& next, std::size_t nextPoints)
+{
+    std::vector<Octree::OctreeNodeId> requested;
+    if (!m_prefetcher || next.node.level() >= m_maxLevel || !m_prefetcher->hasRoom())
+        return requested;
+    // Only below a node the budget can take: the walk goes no further below the others.
+    std::size_t ahead = m_prefetcher->promisedPoints() + (m_prefetcher->wasRequested(next.node) ? 0 : nextPoints);
+    if (nextPoints > 0 && !m_prioritizer.couldAdmit(next.priority, ahead))
+        return requested;
+    std::vector<Pending> children;
+    try {
+        for (const Octree::OctreeNodeId child : m_cloud.octree.children(next.node, m_stop)) {
+            if (m_prefetcher->wasRequested(child)
+                || m_cloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
+                continue;
+            const NodePriority priority = m_rating.rate(child.level(), m_cloud.octree.boundingCube(child));
+            if (priority > NodePriority::discard())
+                children.push_back({child, priority});
+        }
+    } catch (...) {
+        return requested; // the walk reaches the children itself and reports what is wrong
+    }
+    std::sort(children.begin(), children.end(),
+              [](const Pending& a, const Pending& b) { return lessImportant(b, a); });
+    for (const Pending& child : children) {
+        if (!m_prefetcher->hasRoom())
+            break;
+        std::size_t points = 0;
+        try {
+            points = m_cloud.octree.pointCount(child.node);
+        } catch (...) {
+            continue;
+        }
+        if (points > 0 && !m_prioritizer.couldAdmit(child.priority, ahead + points))
+            break;
+        m_prefetcher->request(child.node, points);
+        requested.push_back(child.node);
+        ahead += points;
+    }
+    return requested;
 }
 
 void NodeWalk::remember()

@@ -8,10 +8,13 @@
 #include "NodePrefetcher.h"
 #include "NodeRating.h"
 
+#include <lumaro/core/TaskPool.h>
+
 #include <chrono>
 #include <cstddef>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stop_token>
 #include <vector>
@@ -21,11 +24,19 @@ namespace Render {
 class NodePrioritizer;
 class NodeVertexSource;
 
+// The threads that read nodes ahead of a walk: a pool, and how many nodes may be read ahead at once.
+struct NodeLoaders {
+    std::shared_ptr<Core::TaskPool> pool; // none: the walk reads every node itself
+    std::size_t nodesAhead = 0;
+};
+
 // One walk over a point cloud's octree, best first: the most important pending node is offered to
 // the prioritizer next, and its children join the pending nodes when it became resident (or holds
-// no points itself). Nodes the budget cannot take are not read. A store on a web server is read
-// several nodes ahead (NodePrefetcher). A damaged node or hierarchy chunk costs only that part:
-// the walk goes on, and the first error is thrown when it is done. A stop ends the walk quietly.
+// no points itself). Nodes the budget cannot take are not read. With loader threads, the best
+// pending nodes are read ahead, several at once (NodePrefetcher); the walk still offers them one
+// by one, best first, so what becomes resident is what one thread would load. A damaged node or
+// hierarchy chunk costs only that part: the walk goes on, and the first error is thrown when it is
+// done. A stop ends the walk quietly.
 class NodeWalk {
 public:
     struct Cloud {
@@ -34,7 +45,8 @@ public:
         std::size_t instance; // the cloud's id in the prioritizer
     };
 
-    NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel, std::stop_token stop);
+    NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel, std::stop_token stop,
+             NodeLoaders loaders = {});
 
     // Walks until no node is pending. `publish` is called whenever the resident set changed and
     // `interval` has passed since the last publication (and at the end, when anything changed):
@@ -52,10 +64,16 @@ private:
     Pending takeBest();
     // Offers the node; whether the walk goes on below it. Remembers what goes wrong.
     bool visit(const Pending& next, bool& changed);
+    // The offer itself, unless the node holds no points or the budget cannot take it.
+    bool offer(const Pending& next, std::size_t points, bool& changed);
     // Adds the node's children that are worth loading to the pending nodes.
     void addChildren(const Pending& parent);
     // Starts loading the best pending nodes that the budget can still take.
     void prefetchBest(const Pending& next, std::size_t nextPoints);
+    // With room left, starts loading the children of the node about to be offered, the most
+    // important first, as far as the budget can take them beside it: while the walk reads a node
+    // (the root, say), the threads need not wait for its children to become pending. Returns them.
+    std::vector<Octree::OctreeNodeId> prefetchChildren(const Pending& next, std::size_t nextPoints);
     void remember();
 
     Cloud m_cloud;

@@ -9,6 +9,7 @@
 
 #include "MeshDistances.h"
 #include "NodeWalk.h"
+#include "RendererShares.h"
 
 #include <stdexcept>
 #include <utility>
@@ -42,10 +43,14 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
         id(),
         [&](Octree::OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) { return rating.rate(node.level(), cube); },
         stop);
+    // So is a node that left the resident set since this cloud last published (a lower budget,
+    // another cloud's more important nodes): it is drawn until the next publication.
+    const bool departed = prioritizer.departures() != state->departuresPublished.load();
     if (stop.stop_requested())
         return;
-    NodeWalk walk({*mOctree, *this, id()}, prioritizer, std::move(rating), maxLevel, stop);
-    walk.run(redrawn, interval, [&] { publish(onProgress); });
+    NodeWalk walk({*mOctree, *this, id()}, prioritizer, std::move(rating), maxLevel, stop,
+                  sharedLoaders(*state->loaderPools, state->rendererId, mOctree->location().isUrl()));
+    walk.run(redrawn || departed, interval, [&] { publish(onProgress); });
 }
 
 void PointCloudRenderable::publish(const std::function<void()>& onProgress)
@@ -57,6 +62,7 @@ void PointCloudRenderable::publish(const std::function<void()>& onProgress)
     }
     if (!state)
         return;
+    state->departuresPublished = state->prioritizer->departures();
     state->prioritizer->updateBuffers(id(), false, state->buffers);
     setNeedsRedraw(true);
     if (onProgress)

@@ -31,7 +31,8 @@ std::shared_ptr<NodePointDataCache> PointCloudQuery::createOrGetSharedCache(cons
                                                                            std::size_t expectedEntries)
 {
     return sharedCacheOf<NodePointDataCache>(location, unitScale, [&] {
-        return std::make_shared<NodePointDataCache>(capacity, expectedEntries);
+        return std::make_shared<NodePointDataCache>(capacity, expectedEntries, nodeCacheMemory(),
+                                                    [](const Octree::NodePointData& points) { return bytesOf(points); });
     });
 }
 

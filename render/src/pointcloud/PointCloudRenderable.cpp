@@ -11,9 +11,9 @@
 #include <lumaro/math/TriangleMesh.h>
 
 #include "LocationPalette.h"
+#include "RendererShares.h"
 #include "SharedCacheRegistry.h"
 
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -32,24 +32,6 @@ constexpr std::size_t vertexCacheExpectedEntries = 4000;
 constexpr std::size_t meshDistanceCacheCapacity = 1000;
 constexpr std::size_t queryCacheCapacity = 2000000;
 constexpr std::size_t queryCacheExpectedEntries = 4000;
-
-// One prioritizer per renderer, shared by its point clouds and living as long as one of them is
-// initialised; its budget is the smallest of theirs.
-std::shared_ptr<NodePrioritizer> sharedPrioritizer(std::size_t rendererId, std::size_t budget)
-{
-    static std::mutex mutex;
-    static std::map<std::size_t, std::weak_ptr<NodePrioritizer>> prioritizers;
-    const std::lock_guard lock(mutex);
-    std::erase_if(prioritizers, [](const auto& entry) { return entry.second.expired(); });
-    std::shared_ptr<NodePrioritizer> prioritizer = prioritizers[rendererId].lock();
-    if (!prioritizer) {
-        prioritizer = std::make_shared<NodePrioritizer>(budget);
-        prioritizers[rendererId] = prioritizer;
-    } else if (prioritizer->totalMaxPointCount() > budget) {
-        prioritizer->setTotalMaxPointCount(budget);
-    }
-    return prioritizer;
-}
 
 } // namespace
 
@@ -101,7 +83,8 @@ std::shared_ptr<VertexContainerCache> PointCloudRenderable::createOrGetSharedVer
     const Octree::Location& location, double unitScale, std::size_t capacity, std::size_t expectedEntries)
 {
     return sharedCacheOf<VertexContainerCache>(location, unitScale, [&] {
-        return std::make_shared<VertexContainerCache>(capacity, expectedEntries);
+        return std::make_shared<VertexContainerCache>(capacity, expectedEntries, nodeCacheMemory(),
+                                                      [](const VertexContainer& vertices) { return bytesOf(vertices); });
     });
 }
 
@@ -109,7 +92,11 @@ std::shared_ptr<MeshDistanceCache> PointCloudRenderable::createOrGetSharedMeshDi
     const Octree::Location& location, double unitScale, std::size_t capacity)
 {
     return sharedCacheOf<MeshDistanceCache>(location, unitScale,
-                                            [&] { return std::make_shared<MeshDistanceCache>(capacity); });
+                                            [&] {
+                                                return std::make_shared<MeshDistanceCache>(
+                                                    capacity, nodeCacheMemory(),
+                                                    [](const std::vector<float>& distances) { return bytesOf(distances); });
+                                            });
 }
 
 void PointCloudRenderable::init(std::size_t rendererId, std::shared_ptr<Camera> camera, ComPtr<ID3D11Device> device,
@@ -118,7 +105,9 @@ void PointCloudRenderable::init(std::size_t rendererId, std::shared_ptr<Camera> 
     if (mRenderState)
         throw std::runtime_error("Error init was called on an already initialized PointCloudRenderable");
     auto state = std::make_shared<RenderState>();
+    state->rendererId = rendererId;
     state->prioritizer = sharedPrioritizer(rendererId, mBudget);
+    state->loaderPools = sharedLoaderPools(rendererId);
     state->drawer = createPointCloudDrawer(device, context);
     mCamera = std::move(camera);
     if (mCamera) {

@@ -13,7 +13,10 @@
 #include "NodeRating.h"
 #include "PointCloudConstants.h"
 #include "PointCloudDrawer.h"
+#include "RendererShares.h"
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 
@@ -42,7 +45,12 @@ struct PointCloudRenderable::LoaderState {
 // Exists between init and deinit. The prioritizer and the triple buffer are shared with the
 // loading thread (each guards itself); the rest belongs to the caller's thread.
 struct PointCloudRenderable::RenderState {
+    std::size_t rendererId = 0;
     std::shared_ptr<NodePrioritizer> prioritizer;
+    std::shared_ptr<LoaderPools> loaderPools;
+    // The prioritizer's departures when this cloud last published: nodes that left since (a lower
+    // budget, another cloud's more important nodes) are still drawn until it publishes again.
+    std::atomic<std::uint64_t> departuresPublished{0};
     Core::TripleBuffer<PointCloudBuffers> buffers;
     std::unique_ptr<PointCloudDrawer> drawer;
     PointCloudFrameConstants constants{};

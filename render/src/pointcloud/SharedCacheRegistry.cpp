@@ -1,5 +1,7 @@
 #include "SharedCacheRegistry.h"
 
+#include <lumaro/render/pointcloud/LoadingSettings.h>
+
 #include <cmath>
 #include <compare>
 #include <sstream>
@@ -23,6 +25,29 @@ Octree::CacheIdentifier cacheIdentifierOf(const Octree::Location& location, doub
         throw std::invalid_argument(message.str());
     }
     return {location, unitScale};
+}
+
+std::shared_ptr<Core::CacheMemory> nodeCacheMemory()
+{
+    static const auto memory = std::make_shared<Core::CacheMemory>(defaultNodeCacheLimit);
+    return memory;
+}
+
+std::uint64_t bytesOf(const VertexContainer& vertices)
+{
+    return vertices.size() * sizeof(VertexContainer::Vertex) + vertices.visibility().size();
+}
+
+std::uint64_t bytesOf(const std::vector<float>& distances)
+{
+    return distances.size() * sizeof(float);
+}
+
+std::uint64_t bytesOf(const Octree::NodePointData& points)
+{
+    return points.positions().size_bytes() + points.colors().size_bytes() + points.intensities().size_bytes()
+        + points.classifications().size_bytes() + points.scanIndices().size_bytes()
+        + points.visibilities().size_bytes() + points.normals().size_bytes();
 }
 
 bool CacheIdentifierOrder::operator()(const Octree::CacheIdentifier& a, const Octree::CacheIdentifier& b) const

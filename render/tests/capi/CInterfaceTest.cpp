@@ -125,6 +125,9 @@ TEST(CInterface, EveryBadArgumentFailsWithAMessage)
         {"field of view 0", [&] { return lumaro_renderer_look_at(r, eye, xyz, 0.0); }, "fov_y_degrees"},
         {"field of view 180", [&] { return lumaro_renderer_look_at(r, eye, xyz, 180.0); }, "fov_y_degrees"},
         {"load of no renderer", [&] { return lumaro_renderer_load(nullptr, 0); }, "renderer must not be NULL"},
+        {"threads of no renderer", [&] { return lumaro_renderer_set_loader_threads(nullptr, 2); }, "renderer must not be NULL"},
+        {"budget of no renderer", [&] { return lumaro_renderer_set_point_budget(nullptr, 10); }, "renderer must not be NULL"},
+        {"shared budget of 0", [&] { return lumaro_renderer_set_point_budget(r, 0); }, "point_budget must be at least 1"},
         {"render of no renderer", [&] { return lumaro_renderer_render(nullptr); }, "renderer must not be NULL"},
         {"colours into nothing", [&] { return lumaro_renderer_read_color(r, nullptr, 4 * width); }, "rgba must not be NULL"},
         {"colour rows too short", [&] { return lumaro_renderer_read_color(r, pixels.data(), 4 * width - 1); }, "stride must be at least"},
@@ -388,6 +391,44 @@ TEST(CInterface, PrivateStoresWithTheHostsCredentials)
     }
     EXPECT_EQ(lumaro_set_http_headers(nullptr), 0);
     EXPECT_EQ(lumaro_set_s3_access(nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+// Loader threads change how fast, not what: one thread and four draw the same picture of a LASzip
+// store. The renderer's budget rises above the cloud's own and falls again; a small cache limit
+// only costs reads.
+TEST(CInterface, LoaderThreadsBudgetAndCacheLimit)
+{
+    const std::string lion = utf8(TestSupport::testStore("ept/lion_takanawa-laszip")); // 341,989 points
+    ASSERT_EQ(lumaro_set_cache_limit(1 << 20), 0) << lumaro_last_error();
+    std::vector<std::vector<uint8_t>> pictures;
+    for (const uint32_t threads : {1u, 4u}) {
+        const Renderer renderer = makeRenderer();
+        ASSERT_EQ(lumaro_renderer_set_loader_threads(renderer.get(), threads), 0) << lumaro_last_error();
+        // The root holds 35,091 points, its children 444 to 42,454.
+        const lumaro_cloud* cloud = lumaro_renderer_add_cloud(renderer.get(), lion.c_str(), 40000);
+        ASSERT_NE(cloud, nullptr) << lumaro_last_error();
+        ASSERT_EQ(lumaro_renderer_view_top(renderer.get()), 0);
+        ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
+        const uint64_t own = lumaro_cloud_loaded_points(cloud);
+        EXPECT_GT(own, 0u);
+        EXPECT_LE(own, 40000u);
+
+        ASSERT_EQ(lumaro_renderer_set_point_budget(renderer.get(), 200000), 0) << lumaro_last_error();
+        ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
+        const uint64_t raised = lumaro_cloud_loaded_points(cloud);
+        EXPECT_GT(raised, 40000u);
+        EXPECT_LE(raised, 200000u);
+        ASSERT_EQ(lumaro_renderer_render(renderer.get()), 0);
+        pictures.push_back(readColor(renderer.get()));
+
+        // Lowered: the next load draws the root and what fits beside it.
+        ASSERT_EQ(lumaro_renderer_set_point_budget(renderer.get(), 36000), 0);
+        ASSERT_EQ(lumaro_renderer_load(renderer.get(), 0), 0) << lumaro_last_error();
+        EXPECT_GE(lumaro_cloud_loaded_points(cloud), 35091u);
+        EXPECT_LE(lumaro_cloud_loaded_points(cloud), 36000u);
+    }
+    EXPECT_EQ(pictures[0], pictures[1]) << "four threads drew another picture than one";
+    EXPECT_EQ(lumaro_set_cache_limit(uint64_t(1) << 30), 0);
 }
 
 } // namespace

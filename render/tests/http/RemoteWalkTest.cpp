@@ -1,8 +1,10 @@
 // Walks over stores on the tests' web servers: against a server that answers every request 100 ms
 // late, the walk keeps several node requests in flight, so that their latencies overlap, and loads
 // what a walk of the same store on disk loads; with a budget that takes a part of a store, it
-// fetches no byte twice and only what the budget can take.
+// fetches no byte twice and only what the budget can take, and the library counts what it fetched.
 #include <lumaro/testsupport/render/ViewedCloud.h>
+
+#include <lumaro/render/pointcloud/LoadingSettings.h>
 
 #include <lumaro/octree/StoreReader.h>
 #include <lumaro/octree/potree/FileSystemLocation.h>
@@ -64,21 +66,28 @@ TEST(RemoteWalk, FetchesEachByteOnceAndOnlyTheNodesTheBudgetCanTake)
         {"ept/lion_takanawa-laszip", 100000}, {"potree2/autzen_trim-brotli", 12000}, {"copc/1.2-with-color.copc.laz", 60}};
     for (const auto& [store, budget] : walks) {
         const std::string tag = "budget-" + std::to_string(budget);
+        const Octree::ReadStatistics before = Render::storeReadStatistics();
         RenderTest::ViewedCloud viewed(Render::PointCloudRenderable::create(
             Octree::WebLocation(servers->faults + "/count/" + tag + "/" + store), "remote", budget, 1.0));
         viewed.cloud->reloadPoints(nullptr, 21);
+        const Octree::ReadStatistics after = Render::storeReadStatistics();
         EXPECT_GT(viewed.cloud->numVisiblePoints(), 0u) << store;
         EXPECT_LE(viewed.cloud->numVisiblePoints(), budget) << store;
 
         std::set<std::pair<std::string, std::string>> fetched;
         std::uintmax_t bytes = 0;
-        for (const auto& request : nlohmann::json::parse(statistics->read("stats/requests/" + tag))) {
+        const nlohmann::json requests = nlohmann::json::parse(statistics->read("stats/requests/" + tag));
+        for (const auto& request : requests) {
             bytes += request["bytes"].get<std::uintmax_t>();
             if (request["method"] == "GET")
                 EXPECT_TRUE(fetched.emplace(request["path"], request["range"]).second)
                     << store << ": " << request["path"] << " " << request["range"] << " fetched again";
         }
         EXPECT_LT(bytes, storeBytes(TestSupport::testStore(store)) / 2) << store;
+        // What the library counts for --stats is what the server sent (it records no request it
+        // answered with 404, such as a probe for a file the store does not have).
+        EXPECT_EQ(after.bytes - before.bytes, bytes) << store;
+        EXPECT_GE(after.requests - before.requests, requests.size()) << store;
     }
 }
 

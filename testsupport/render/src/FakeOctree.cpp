@@ -84,6 +84,17 @@ std::optional<::Octree::NodePointData> FakeOctree::nodePointData(OctreeNodeId no
                                                                  ::Octree::PointAttributes wanted) const
 {
     ++mReads;
+    struct Reading {
+        std::atomic<std::size_t>& now;
+        explicit Reading(std::atomic<std::size_t>& reading, std::atomic<std::size_t>& most) : now(reading)
+        {
+            const std::size_t count = ++now;
+            std::size_t seen = most.load();
+            while (count > seen && !most.compare_exchange_weak(seen, count)) {
+            }
+        }
+        ~Reading() { --now; }
+    } reading(mReading, mMostAtOnce);
     if (!contains(node))
         throw std::invalid_argument("no node " + node.name() + " in " + location().toString());
     {

@@ -3,7 +3,9 @@
 #include <lumaro/core/LruCache.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -24,6 +26,12 @@ class GroupedLruCache {
 public:
     // Throws std::invalid_argument for a capacity of 0.
     explicit GroupedLruCache(std::size_t capacity) : mCache(checkedCapacity(capacity), capacity) {}
+    // Entries also count `bytesOf` bytes against the limit `memory` shares (see LruCache).
+    GroupedLruCache(std::size_t capacity, std::shared_ptr<CacheMemory> memory,
+                    std::function<std::uint64_t(const Value&)> bytesOf)
+        : mCache(checkedCapacity(capacity), capacity, std::move(memory), std::move(bytesOf))
+    {
+    }
 
     bool contains(const Group& group, const Key& key) const { return mCache.contains({group, key}); }
 
@@ -49,6 +57,7 @@ public:
 
     std::size_t capacity() const { return mCache.capacity(); }
     std::size_t usedSize() const { return mCache.usedSize(); }
+    std::uint64_t usedBytes() const { return mCache.usedBytes(); }
     std::size_t entryCount() const { return mCache.entryCount(); }
 
 private:

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <lumaro/core/CacheEntrySize.h>
+#include <lumaro/core/CacheMemory.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -22,16 +25,44 @@ namespace Core {
 // its own short lock, so that other threads get through between evictions. An entry larger than
 // the whole capacity empties the cache and is still kept; the used size then exceeds the capacity
 // until the next insertion evicts it.
+//
+// A cache may also share a limit in bytes with other caches (CacheMemory): each entry then reserves
+// its bytes there before it is inserted, and the least recently used entries of all those caches
+// leave when the limit is reached, this cache's or another's. An entry larger than that whole limit
+// is handed back without being cached. The shared limit is asked only while this cache's lock is
+// not held; do not insert while holding mutex().
 template <typename Key, typename Value, typename SizeOf = CacheEntrySizeOne<Value>, typename Hash = std::hash<Key>,
           typename KeyEqual = std::equal_to<Key>>
-class LruCache {
+class LruCache final : private CacheMemory::Member {
 public:
+    // The bytes a value takes, for a shared limit.
+    using BytesOf = std::function<std::uint64_t(const Value&)>;
+
     // Throws std::invalid_argument for a capacity of 0. `expectedEntries` only sizes the hash map.
     explicit LruCache(std::size_t capacity, std::size_t expectedEntries = 0) : mCapacity(capacity)
     {
         if (capacity == 0)
             throw std::invalid_argument("Size of the cache should be non-zero");
         mPositions.reserve(expectedEntries);
+    }
+
+    // A cache whose entries also count `bytesOf` bytes against the limit `memory` shares.
+    LruCache(std::size_t capacity, std::size_t expectedEntries, std::shared_ptr<CacheMemory> memory, BytesOf bytesOf)
+        : LruCache(capacity, expectedEntries)
+    {
+        if (!memory || !bytesOf)
+            throw std::invalid_argument("a cache sharing a memory limit needs the limit and the size of a value");
+        mMemory = std::move(memory);
+        mBytesOf = std::move(bytesOf);
+        mMemory->join(*this);
+    }
+
+    ~LruCache()
+    {
+        if (mMemory) {
+            mMemory->leave(*this);
+            mMemory->release(mUsedBytes);
+        }
     }
 
     LruCache(const LruCache&) = delete;
@@ -75,18 +106,30 @@ public:
     // insert() with a size given by the caller instead of SizeOf.
     Value insert(const Key& key, Value value, std::size_t size)
     {
+        std::uint64_t bytes = 0;
+        if (mMemory) {
+            if (auto cached = tryGet(key))
+                return *cached;
+            bytes = mBytesOf(value);
+            if (!mMemory->reserve(bytes))
+                return value;
+        }
         makeRoom(size);
         std::lock_guard lock(mMutex);
-        if (auto cached = find(key))
+        if (auto cached = find(key)) {
+            releaseBytes(bytes);
             return *cached;
-        mEntries.push_front(Entry{key, std::move(value), size});
+        }
+        mEntries.push_front(Entry{key, std::move(value), size, bytes, stamp()});
         try {
             mPositions.emplace(key, mEntries.begin());
         } catch (...) {
             mEntries.pop_front();
+            releaseBytes(bytes);
             throw;
         }
         mUsed += size;
+        mUsedBytes += bytes;
         return mEntries.front().value;
     }
 
@@ -125,6 +168,7 @@ public:
         for (auto entry = mEntries.begin(); entry != mEntries.end();) {
             if (predicate(std::as_const(entry->key), std::as_const(entry->value))) {
                 mUsed -= entry->size;
+                forgetBytes(entry->bytes);
                 mPositions.erase(entry->key);
                 entry = mEntries.erase(entry);
                 ++erased;
@@ -142,6 +186,7 @@ public:
         if (position == mPositions.end())
             return false;
         mUsed -= position->second->size;
+        forgetBytes(position->second->bytes);
         mEntries.erase(position->second);
         mPositions.erase(position);
         return true;
@@ -153,6 +198,7 @@ public:
         mPositions.clear();
         mEntries.clear();
         mUsed = 0;
+        forgetBytes(mUsedBytes);
     }
 
     std::size_t capacity() const { return mCapacity; }
@@ -161,6 +207,13 @@ public:
     {
         std::lock_guard lock(mMutex);
         return mUsed;
+    }
+
+    // The bytes this cache's entries count against its shared limit (0 without one).
+    std::uint64_t usedBytes() const
+    {
+        std::lock_guard lock(mMutex);
+        return mUsedBytes;
     }
 
     std::size_t entryCount() const
@@ -178,6 +231,8 @@ private:
         Key key;
         Value value;
         std::size_t size;
+        std::uint64_t bytes;   // against the shared limit
+        std::uint64_t lastUse; // the shared limit's stamp
     };
     using Entries = std::list<Entry>;
 
@@ -188,7 +243,41 @@ private:
         if (position == mPositions.end())
             return nullptr;
         mEntries.splice(mEntries.begin(), mEntries, position->second);
+        position->second->lastUse = stamp();
         return &position->second->value;
+    }
+
+    // A use stamp of the shared limit (0 without one).
+    std::uint64_t stamp() { return mMemory ? mMemory->nextUse() : 0; }
+
+    // Gives a reservation back, or an entry's bytes. Lock-free on the shared side.
+    void releaseBytes(std::uint64_t bytes)
+    {
+        if (mMemory && bytes > 0)
+            mMemory->release(bytes);
+    }
+    // Needs the lock: an entry's bytes leave this cache and the shared limit.
+    void forgetBytes(std::uint64_t bytes)
+    {
+        mUsedBytes -= bytes;
+        releaseBytes(bytes);
+    }
+
+    // The shared limit's questions, each under this cache's lock alone.
+    std::optional<std::uint64_t> oldestUse() const override
+    {
+        std::lock_guard lock(mMutex);
+        if (mEntries.empty())
+            return std::nullopt;
+        return mEntries.back().lastUse;
+    }
+    bool evictOldest(std::uint64_t use) override
+    {
+        std::lock_guard lock(mMutex);
+        if (mEntries.empty() || mEntries.back().lastUse != use)
+            return false;
+        evictLeastRecentlyUsed();
+        return true;
     }
 
     // Needs the lock.
@@ -199,6 +288,7 @@ private:
     {
         const auto last = std::prev(mEntries.end());
         mUsed -= last->size;
+        forgetBytes(last->bytes);
         mPositions.erase(last->key);
         mEntries.erase(last);
     }
@@ -206,6 +296,9 @@ private:
     mutable std::recursive_mutex mMutex;
     const std::size_t mCapacity;
     std::size_t mUsed = 0;
+    std::shared_ptr<CacheMemory> mMemory;
+    BytesOf mBytesOf;
+    std::uint64_t mUsedBytes = 0;
     Entries mEntries; // most recently used first
     std::unordered_map<Key, typename Entries::iterator, Hash, KeyEqual> mPositions;
 };

@@ -187,6 +187,27 @@ public:
     /// The scene's bounds in world coordinates; empty without a scene.
     Math::NBoundingBox<float, 3> boundingBox();
 
+    /// @name Loading
+    /// What the point clouds of this renderer share while they load (see also LoadingSettings.h
+    /// for the library-wide limit of the node caches).
+    ///@{
+
+    /// The loader threads the clouds share: that many nodes are read and decoded at once (0: one
+    /// per hardware thread, the default; 1: each cloud's walk reads its nodes on its own thread).
+    /// Walks that start from now on use the new number; the nodes loaded are the same whatever it is.
+    void setLoaderThreadCount(std::size_t threads);
+    /// The loader threads the clouds share (the hardware's threads unless set).
+    std::size_t loaderThreadCount() const;
+    /// The point budget the clouds share, raised or lowered. A lower budget evicts the least
+    /// important nodes at once, a higher one is filled: either shows with the clouds' next walks
+    /// (reload, or restart their loading, e.g. with clearVisibleOctreeNodes). Once set, it holds
+    /// for clouds added later too, instead of the smallest of the clouds' own budgets.
+    void setPointBudget(std::size_t points);
+    /// The point budget the clouds share: the one set, or else the smallest of the initialised
+    /// clouds' budgets; 0 when neither exists.
+    std::size_t pointBudget() const;
+    ///@}
+
     /// @name Display settings
     /// How the scene is coloured and how the finished picture is adjusted.
     ///@{

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <stop_token>
@@ -76,6 +77,10 @@ public:
     // node, so that nodes the budget cannot take are never fetched.
     bool couldAdmit(const NodePriority& priority, std::size_t points) const;
 
+    // How many nodes have left the resident set so far, by eviction or clear: a walk whose cloud
+    // published before the last of them publishes again even when it admits nothing new.
+    std::uint64_t departures() const;
+
     bool isResident(const NodeId& id) const;
     std::size_t residentNodeCount() const;
 
@@ -109,6 +114,7 @@ private:
     std::unordered_set<NodeId> mResident;
     std::size_t mTotalUsedPointCount = 0;
     std::size_t mTotalMaxPointCount;
+    std::uint64_t mDepartures = 0;
 };
 
 } // namespace Render

@@ -46,6 +46,8 @@ public:
 
     // How many reads nodePointData has done (a stopped read counts too).
     std::size_t reads() const { return mReads.load(); }
+    // The most reads that were under way at the same time.
+    std::size_t mostReadsAtOnce() const { return mMostAtOnce.load(); }
     // Reads of this node throw std::runtime_error from now on.
     void failReadsOf(::Octree::OctreeNodeId node);
     // Each read takes at least this long, so that concurrent reads overlap.
@@ -54,6 +56,8 @@ public:
 private:
     std::size_t mDepth;
     mutable std::atomic<std::size_t> mReads{0};
+    mutable std::atomic<std::size_t> mReading{0};
+    mutable std::atomic<std::size_t> mMostAtOnce{0};
     std::atomic<std::int64_t> mReadDelay{0};
     mutable std::mutex mMutex;
     std::set<::Octree::OctreeNodeId> mFailing;

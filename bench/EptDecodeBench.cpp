@@ -22,7 +22,7 @@ struct EllipsoidNode {
     Entwine::Metadata metadata = Entwine::Metadata::load(eptDir / "ellipsoid-zstandard" / "ept.json");
     std::string compressed = Core::readLocalFile(eptDir / "ellipsoid-zstandard" / "ept-data" / "0-0-0-0.zst");
     std::uint64_t count = metadata.points;
-    std::string records = Entwine::decompressZstandard(compressed, count * metadata.schema.recordSize(), "0-0-0-0.zst");
+    std::string records = Entwine::decompressZstandard(compressed, count* metadata.schema.recordSize(), "0-0-0-0.zst");
 };
 
 const EllipsoidNode& ellipsoid()
@@ -61,7 +61,8 @@ void laszipFile(benchmark::State& state)
     const std::string laz = Core::readLocalFile(eptDir / "lion_takanawa-laszip" / "ept-data" / "0-0-0-0.laz");
     const std::uint64_t count = 35091;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(Entwine::decodeLaszipPoints(laz, count, Octree::PointAttributes::all(), "0-0-0-0.laz"));
+        benchmark::DoNotOptimize(
+            Entwine::decodeLaszipPoints(laz, count, Octree::PointAttributes::all(), "0-0-0-0.laz"));
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * count));
 }
@@ -77,7 +78,11 @@ void nodePointData(benchmark::State& state, const char* store)
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * tree.pointCount(root)));
 }
-BENCHMARK_CAPTURE(nodePointData, zstandard, "ellipsoid-zstandard")->Name("EptNodePointData/zstandard")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, laszip, "lion_takanawa-laszip")->Name("EptNodePointData/laszip")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, zstandard, "ellipsoid-zstandard")
+    ->Name("EptNodePointData/zstandard")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, laszip, "lion_takanawa-laszip")
+    ->Name("EptNodePointData/laszip")
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

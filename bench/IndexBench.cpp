@@ -28,22 +28,22 @@ const std::filesystem::path testData(LUMARO_TEST_DATA_DIR);
 
 class Laszip {
 public:
-    Laszip() { laszip_create(&m_handle); }
-    ~Laszip() { laszip_destroy(m_handle); }
+    Laszip() { laszip_create(&mHandle); }
+    ~Laszip() { laszip_destroy(mHandle); }
     Laszip(const Laszip&) = delete;
     Laszip& operator=(const Laszip&) = delete;
-    laszip_POINTER get() const { return m_handle; }
+    laszip_POINTER get() const { return mHandle; }
     void check(laszip_I32 status) const
     {
         if (status != 0) {
             laszip_CHAR* message = nullptr;
-            laszip_get_error(m_handle, &message);
+            laszip_get_error(mHandle, &message);
             throw std::runtime_error(std::string("LASzip: ") + (message ? message : "failed"));
         }
     }
 
 private:
-    laszip_POINTER m_handle = nullptr;
+    laszip_POINTER mHandle = nullptr;
 };
 
 // Reads every point of `input` with LASzip and, when `output` is given, writes them compressed
@@ -119,9 +119,18 @@ void indexFile(benchmark::State& state, const std::filesystem::path& input, std:
     state.counters["threads"] = std::thread::hardware_concurrency();
 }
 
-void IndexLasToCopcReal(benchmark::State& state) { indexFile(state, testData / "las" / "autzen_trim.las", 110000); }
-void IndexLasToCopcSynthetic(benchmark::State& state) { indexFile(state, synthetic().las, synthetic().points); }
-void IndexLazToCopcSynthetic(benchmark::State& state) { indexFile(state, synthetic().laz, synthetic().points); }
+void IndexLasToCopcReal(benchmark::State& state)
+{
+    indexFile(state, testData / "las" / "autzen_trim.las", 110000);
+}
+void IndexLasToCopcSynthetic(benchmark::State& state)
+{
+    indexFile(state, synthetic().las, synthetic().points);
+}
+void IndexLazToCopcSynthetic(benchmark::State& state)
+{
+    indexFile(state, synthetic().laz, synthetic().points);
+}
 
 void IndexFloorLaszipCompressSynthetic(benchmark::State& state)
 {

@@ -36,7 +36,8 @@ std::size_t nextRenderer()
 // Loads the octree within the budget, seen whole from above with every node worth loading, on a
 // renderer of its own with `threads` loader threads and fresh caches; returns the seconds it took
 // and the points loaded.
-std::pair<double, std::size_t> load(const std::shared_ptr<Octree::Octree>& octree, std::size_t budget, std::size_t threads)
+std::pair<double, std::size_t> load(const std::shared_ptr<Octree::Octree>& octree, std::size_t budget,
+                                    std::size_t threads)
 {
     const std::size_t renderer = nextRenderer();
     Render::setLoaderThreadCount(renderer, threads);
@@ -88,7 +89,8 @@ std::shared_ptr<Octree::Octree> lazStore(int which)
         static SyntheticCopc copc;
         return Octree::Octree::open(PoTree::FileSystemLocation(copc.file));
     }
-    return Octree::Octree::open(PoTree::FileSystemLocation(std::string(LUMARO_TEST_DATA_DIR) + "/ept/lion_takanawa-laszip"));
+    return Octree::Octree::open(
+        PoTree::FileSystemLocation(std::string(LUMARO_TEST_DATA_DIR) + "/ept/lion_takanawa-laszip"));
 }
 
 // Arg 0: the synthetic COPC file; 1: the lion EPT laszip store (341,989 points in 16 nodes, a tenth
@@ -131,7 +133,8 @@ void LoadBudgetFromGiantAgainstSmallStore(benchmark::State& state)
     std::size_t loadedGiant = 0;
     for (auto _ : state) {
         small += load(std::make_shared<TestSupport::SparseOctree>("bench-small", 3, 1000000), budget, 0).first;
-        const auto [took, loaded] = load(std::make_shared<TestSupport::SparseOctree>("bench-giant", 10, 10000000000), budget, 0);
+        const auto [took, loaded] =
+            load(std::make_shared<TestSupport::SparseOctree>("bench-giant", 10, 10000000000), budget, 0);
         giant += took;
         loadedGiant = loaded;
     }

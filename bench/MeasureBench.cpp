@@ -57,8 +57,8 @@ Store surface()
         for (int n = 0; n < 64; ++n) {
             const int x = n / 8;
             const int y = n % 8;
-            const std::string name = "r" + std::to_string(4 * (x >> 2) + 2 * (y >> 2)) + std::to_string(4 * ((x >> 1) & 1) + 2 * ((y >> 1) & 1))
-                                     + std::to_string(4 * (x & 1) + 2 * (y & 1));
+            const std::string name = "r" + std::to_string(4 * (x >> 2) + 2 * (y >> 2))
+                + std::to_string(4 * ((x >> 1) & 1) + 2 * ((y >> 1) & 1)) + std::to_string(4 * (x & 1) + 2 * (y & 1));
             nodes.push_back({name, {}});
         }
         for (int i = 0; i < 2000; ++i)
@@ -109,25 +109,25 @@ Math::Polygon squareOf(const Store& store)
 // store coordinates, grown by its level's spacing, against the region), every point kept.
 class RegionFilter : public Render::IFilter {
 public:
-    RegionFilter(const Octree::Octree& tree, std::function<Math::BoxTestResult(const Math::NBoundingBox<double, 3>&)> test)
-        : m_reference(tree.referencePosition()), m_slack(tree.spacing(0)), m_test(std::move(test))
-    {
-    }
+    RegionFilter(const Octree::Octree& tree,
+                 std::function<Math::BoxTestResult(const Math::NBoundingBox<double, 3>&)> test)
+        : mReference(tree.referencePosition()), mSlack(tree.spacing(0)), mTest(std::move(test))
+    {}
     bool testPosition(const Math::Point<float, 3>&) override { return true; }
     Octree::BoxTestResult testBox(const Math::NBoundingBox<float, 3>& box) override
     {
         // The root's spacing is the most any node's cube grows by: at least as many nodes read.
-        const Eigen::Vector3d grow = Eigen::Vector3d::Constant(m_slack);
-        const Math::NBoundingBox<double, 3> store(Math::Point<double, 3>(box.min().cast<double>() + m_reference - grow),
-                                                  Math::Point<double, 3>(box.max().cast<double>() + m_reference + grow));
-        return m_test(store) == Math::BoxTestResult::Outside ? Math::BoxTestResult::Outside
-                                                             : Math::BoxTestResult::Intersecting;
+        const Eigen::Vector3d grow = Eigen::Vector3d::Constant(mSlack);
+        const Math::NBoundingBox<double, 3> store(Math::Point<double, 3>(box.min().cast<double>() + mReference - grow),
+                                                  Math::Point<double, 3>(box.max().cast<double>() + mReference + grow));
+        return mTest(store) == Math::BoxTestResult::Outside ? Math::BoxTestResult::Outside
+                                                            : Math::BoxTestResult::Intersecting;
     }
 
 private:
-    Eigen::Vector3d m_reference;
-    double m_slack;
-    std::function<Math::BoxTestResult(const Math::NBoundingBox<double, 3>&)> m_test;
+    Eigen::Vector3d mReference;
+    double mSlack;
+    std::function<Math::BoxTestResult(const Math::NBoundingBox<double, 3>&)> mTest;
 };
 
 void countPoints(benchmark::State& state, std::uint64_t points)

@@ -51,7 +51,8 @@ Render::VertexContainer allPoints(const std::string& store)
     return result;
 }
 
-void measureDistances(benchmark::State& state, const Render::VertexContainer& points, const Math::TriangleMesh<float>& mesh)
+void measureDistances(benchmark::State& state, const Render::VertexContainer& points,
+                      const Math::TriangleMesh<float>& mesh)
 {
     for (auto _ : state) {
         auto distances = Render::meshDistances(points, mesh, 1.0f, {});
@@ -90,7 +91,8 @@ void BM_MeshDistancesTerrain(benchmark::State& state)
     Eigen::Matrix4f toModel = Eigen::Matrix4f::Identity();
     toModel.block<3, 1>(0, 3) = -origin.cast<float>();
     const Math::TriangleMesh<float> mesh =
-        Render::loadTriangleMesh(*Render::createObjMeshLoader(testData + "/obj/1.2-with-color.obj")).transformed(toModel);
+        Render::loadTriangleMesh(*Render::createObjMeshLoader(testData + "/obj/1.2-with-color.obj"))
+            .transformed(toModel);
     measureDistances(state, points, mesh);
 }
 BENCHMARK(BM_MeshDistancesTerrain)->Unit(benchmark::kMillisecond);

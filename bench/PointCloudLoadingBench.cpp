@@ -21,7 +21,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const Octree::Location store = PoTree::FileSystemLocation(std::string(LUMARO_TEST_DATA_DIR) + "/potree2/autzen_trim-brotli");
+const Octree::Location store =
+    PoTree::FileSystemLocation(std::string(LUMARO_TEST_DATA_DIR) + "/potree2/autzen_trim-brotli");
 
 std::size_t nextRenderer()
 {

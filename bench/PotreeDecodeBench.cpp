@@ -26,7 +26,8 @@ struct LoadedStore {
     {
         const std::string octree = Core::readLocalFile(tree->loader().octreePath());
         for (const auto& node : tree->allNodes()) {
-            if (node->pointCount == 0 || node->byteSize == 0) continue;
+            if (node->pointCount == 0 || node->byteSize == 0)
+                continue;
             nodes.push_back(node);
             chunks.push_back(octree.substr(node->byteOffset, node->byteSize));
             points += node->pointCount;
@@ -45,7 +46,8 @@ const LoadedStore& store(const std::string& name)
 {
     static std::map<std::string, std::unique_ptr<LoadedStore>> stores;
     auto& entry = stores[name];
-    if (!entry) entry = std::make_unique<LoadedStore>(name);
+    if (!entry)
+        entry = std::make_unique<LoadedStore>(name);
     return *entry;
 }
 
@@ -62,7 +64,8 @@ void bareBrotli(benchmark::State& state, const std::string& name)
     for (auto _ : state) {
         for (std::size_t i = 0; i < loaded.nodes.size(); ++i) {
             decoded.resize(std::size_t(loaded.nodes[i]->pointCount) * loaded.tree->metadata().bytesPerPoint());
-            Core::brotliDecodeExact(loaded.chunks[i], std::as_writable_bytes(std::span(decoded.data(), decoded.size())));
+            Core::brotliDecodeExact(loaded.chunks[i],
+                                    std::as_writable_bytes(std::span(decoded.data(), decoded.size())));
             benchmark::DoNotOptimize(decoded.data());
         }
     }
@@ -98,14 +101,32 @@ void nodePointData(benchmark::State& state, const std::string& name)
     report(state, loaded);
 }
 
-BENCHMARK_CAPTURE(bareBrotli, autzen, std::string("autzen_trim-brotli"))->Name("PotreeDecode/autzen_brotli/bare_brotli")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(columns, autzen, std::string("autzen_trim-brotli"))->Name("PotreeDecode/autzen_brotli/decodeNodeChunk")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, autzen, std::string("autzen_trim-brotli"))->Name("PotreeDecode/autzen_brotli/nodePointData")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(bareBrotli, warsaw, std::string("warsaw_small-brotli"))->Name("PotreeDecode/warsaw_brotli/bare_brotli")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(columns, warsaw, std::string("warsaw_small-brotli"))->Name("PotreeDecode/warsaw_brotli/decodeNodeChunk")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, warsaw, std::string("warsaw_small-brotli"))->Name("PotreeDecode/warsaw_brotli/nodePointData")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, warsawDefault, std::string("warsaw_small-default"))->Name("PotreeDecode/warsaw_default/nodePointData")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, test14Default, std::string("test1_4-default"))->Name("PotreeDecode/test1_4_default/nodePointData")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(nodePointData, test14Brotli, std::string("test1_4-brotli"))->Name("PotreeDecode/test1_4_brotli/nodePointData")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(bareBrotli, autzen, std::string("autzen_trim-brotli"))
+    ->Name("PotreeDecode/autzen_brotli/bare_brotli")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(columns, autzen, std::string("autzen_trim-brotli"))
+    ->Name("PotreeDecode/autzen_brotli/decodeNodeChunk")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, autzen, std::string("autzen_trim-brotli"))
+    ->Name("PotreeDecode/autzen_brotli/nodePointData")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(bareBrotli, warsaw, std::string("warsaw_small-brotli"))
+    ->Name("PotreeDecode/warsaw_brotli/bare_brotli")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(columns, warsaw, std::string("warsaw_small-brotli"))
+    ->Name("PotreeDecode/warsaw_brotli/decodeNodeChunk")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, warsaw, std::string("warsaw_small-brotli"))
+    ->Name("PotreeDecode/warsaw_brotli/nodePointData")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, warsawDefault, std::string("warsaw_small-default"))
+    ->Name("PotreeDecode/warsaw_default/nodePointData")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, test14Default, std::string("test1_4-default"))
+    ->Name("PotreeDecode/test1_4_default/nodePointData")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(nodePointData, test14Brotli, std::string("test1_4-brotli"))
+    ->Name("PotreeDecode/test1_4_brotli/nodePointData")
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -84,7 +84,12 @@ void prioritizerOffersWithFullBudget(benchmark::State& state)
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * 3);
     state.counters["resident"] = static_cast<double>(prioritizer.residentNodeCount());
 }
-BENCHMARK(prioritizerOffersWithFullBudget)->Name("PrioritizerOffersWithFullBudget")->Arg(250)->Arg(1000)->Arg(4000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(prioritizerOffersWithFullBudget)
+    ->Name("PrioritizerOffersWithFullBudget")
+    ->Arg(250)
+    ->Arg(1000)
+    ->Arg(4000)
+    ->Unit(benchmark::kMicrosecond);
 
 // Arg 0: points per node. 4096 resident nodes of one cloud are written into the node table and
 // the vertex array of the triple buffer's write slot, and published.
@@ -105,9 +110,13 @@ void prioritizerUpdateBuffersFor4096Nodes(benchmark::State& state)
     if (buffers.readSlot().nodeCount() != Render::maxNodesPerUpdate)
         state.SkipWithError("not 4096 nodes written");
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * Render::maxNodesPerUpdate));
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * Render::maxNodesPerUpdate
-                                                      * pointsPerNode * sizeof(Render::PointCloudBuffers::Vertex)));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * Render::maxNodesPerUpdate * pointsPerNode
+                                                      * sizeof(Render::PointCloudBuffers::Vertex)));
 }
-BENCHMARK(prioritizerUpdateBuffersFor4096Nodes)->Name("PrioritizerUpdateBuffersFor4096Nodes")->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
+BENCHMARK(prioritizerUpdateBuffersFor4096Nodes)
+    ->Name("PrioritizerUpdateBuffersFor4096Nodes")
+    ->Arg(16)
+    ->Arg(256)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

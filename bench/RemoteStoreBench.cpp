@@ -26,7 +26,11 @@ using Clock = std::chrono::steady_clock;
 
 const char* const STORE = "potree2/autzen_trim-brotli";
 
-enum Where { OnDisk, OverHttp, OverHttp20Ms };
+enum Where {
+    OnDisk,
+    OverHttp,
+    OverHttp20Ms
+};
 
 std::optional<Octree::Location> locationOf(Where where)
 {
@@ -86,8 +90,14 @@ void firstNodeSet(benchmark::State& state)
         scene.cloud->stopAsyncReload();
     }
 }
-BENCHMARK(firstNodeSet)->Name("RemoteStore/firstNodeSet")->ArgName("disk0_http1_http20ms2")->Arg(OnDisk)->Arg(OverHttp)
-    ->Arg(OverHttp20Ms)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(firstNodeSet)
+    ->Name("RemoteStore/firstNodeSet")
+    ->ArgName("disk0_http1_http20ms2")
+    ->Arg(OnDisk)
+    ->Arg(OverHttp)
+    ->Arg(OverHttp20Ms)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 void wholeWalk(benchmark::State& state)
 {
@@ -106,8 +116,13 @@ void wholeWalk(benchmark::State& state)
     }
     state.SetItemsProcessed(points);
 }
-BENCHMARK(wholeWalk)->Name("RemoteStore/wholeWalk")->ArgName("disk0_http1_http20ms2")->Arg(OnDisk)->Arg(OverHttp)
-    ->Arg(OverHttp20Ms)->Unit(benchmark::kMillisecond);
+BENCHMARK(wholeWalk)
+    ->Name("RemoteStore/wholeWalk")
+    ->ArgName("disk0_http1_http20ms2")
+    ->Arg(OnDisk)
+    ->Arg(OverHttp)
+    ->Arg(OverHttp20Ms)
+    ->Unit(benchmark::kMillisecond);
 
 // A walk with a budget of a tenth of the store's points, over HTTP: bytes transferred against the
 // store's size on disk.
@@ -131,6 +146,9 @@ void bytesAtSmallBudget(benchmark::State& state)
     }
     state.counters["fraction_of_store_read"] = fraction;
 }
-BENCHMARK(bytesAtSmallBudget)->Name("RemoteStore/bytesAtATenthOfThePoints")->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(bytesAtSmallBudget)
+    ->Name("RemoteStore/bytesAtATenthOfThePoints")
+    ->Iterations(3)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

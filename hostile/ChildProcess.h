@@ -8,10 +8,10 @@
 namespace Hostile {
 
 struct ProgramRun {
-    int exitStatus = -1;   // when it exited
-    int signal = 0;        // when a signal ended it
+    int exitStatus = -1; // when it exited
+    int signal = 0; // when a signal ended it
     bool timedOut = false; // when it was still running at the deadline (and was killed)
-    std::string errors;    // what it wrote to stderr; stdout is discarded
+    std::string errors; // what it wrote to stderr; stdout is discarded
 };
 
 // Runs `arguments` (the program first) with `environment` added to this process's, and waits at

@@ -11,10 +11,10 @@ namespace Hostile {
 // splitmix64: the same numbers on every platform (the standard distributions are not).
 class Draws {
 public:
-    explicit Draws(std::uint64_t seed) : m_state(seed) {}
+    explicit Draws(std::uint64_t seed) : mState(seed) {}
     std::uint64_t next()
     {
-        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15ull);
+        std::uint64_t z = (mState += 0x9E3779B97F4A7C15ull);
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
         return z ^ (z >> 31);
@@ -23,10 +23,17 @@ public:
     std::size_t below(std::size_t count) { return count == 0 ? 0 : static_cast<std::size_t>(next() % count); }
 
 private:
-    std::uint64_t m_state;
+    std::uint64_t mState;
 };
 
-enum class Damage { FlipBytes, ZeroRange, FillRange, Truncate, AppendGarbage, RemoveFile };
+enum class Damage {
+    FlipBytes,
+    ZeroRange,
+    FillRange,
+    Truncate,
+    AppendGarbage,
+    RemoveFile
+};
 inline constexpr std::size_t DAMAGE_KINDS = 6;
 
 const char* nameOf(Damage damage);

@@ -42,7 +42,10 @@ struct StoreKind {
     const char* oneFile; // the store's one file, or empty for a folder
 };
 
-void PrintTo(const StoreKind& kind, std::ostream* out) { *out << kind.name; }
+void PrintTo(const StoreKind& kind, std::ostream* out)
+{
+    *out << kind.name;
+}
 
 const StoreKind storeKinds[] = {
     {"PotreeBrotli", "potree2/1.2-with-color-brotli", ""},
@@ -102,7 +105,8 @@ std::string damageOneFile(const std::filesystem::path& folder, const std::vector
         std::filesystem::remove(path);
     } else {
         const std::string bytes = Hostile::damaged(Core::readLocalFile(path), damage, draws);
-        std::ofstream(path, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        std::ofstream(path, std::ios::binary | std::ios::trunc)
+            .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
     return damagedFile.generic_string() + ", " + Hostile::nameOf(damage);
 }
@@ -123,7 +127,8 @@ bool endsInsideLaszip(const Hostile::ProgramRun& run)
     const std::size_t report = run.errors.find("ERROR: AddressSanitizer");
     const std::size_t firstFrame = run.errors.find("#0 ", report);
     return report != std::string::npos && firstFrame != std::string::npos
-        && run.errors.substr(firstFrame, run.errors.find('\n', firstFrame) - firstFrame).find("liblaszip") != std::string::npos;
+        && run.errors.substr(firstFrame, run.errors.find('\n', firstFrame) - firstFrame).find("liblaszip")
+        != std::string::npos;
 }
 
 // The seed of a kind's damage, from its name: the same damage in every run. LUMARO_DAMAGE_SEED
@@ -157,10 +162,11 @@ TEST_P(DamagedStore, IsReadOrRefusedNamingTheFile)
         const std::string what = damageOneFile(store, storeFiles(store, kind), damage, draws, damagedFile);
         SCOPED_TRACE(what);
         const std::filesystem::path opened = *kind.oneFile != '\0' ? store / kind.oneFile : store;
-        const Hostile::ProgramRun run = Hostile::runProgram({LUMARO_PROGRAM, "points", opened.string()}, environment, 60s);
+        const Hostile::ProgramRun run =
+            Hostile::runProgram({LUMARO_PROGRAM, "points", opened.string()}, environment, 60s);
 
         const bool expected = !run.timedOut && run.signal == 0 && (run.exitStatus == 0 || run.exitStatus == 1)
-                           && !reportsASanitizer(run.errors);
+            && !reportsASanitizer(run.errors);
         if (!expected) {
             keep(store, std::string(kind.name) + "-" + std::to_string(n));
         }
@@ -172,7 +178,8 @@ TEST_P(DamagedStore, IsReadOrRefusedNamingTheFile)
         }
         ASSERT_EQ(run.signal, 0) << run.errors;
         EXPECT_FALSE(reportsASanitizer(run.errors)) << run.errors;
-        ASSERT_TRUE(run.exitStatus == 0 || run.exitStatus == 1) << "exit status " << run.exitStatus << ": " << run.errors;
+        ASSERT_TRUE(run.exitStatus == 0 || run.exitStatus == 1)
+            << "exit status " << run.exitStatus << ": " << run.errors;
         std::cout << kind.name << " | " << what << " | " << run.exitStatus << " | " << run.errors;
         if (run.exitStatus == 0) {
             EXPECT_EQ(run.errors, "");
@@ -184,7 +191,8 @@ TEST_P(DamagedStore, IsReadOrRefusedNamingTheFile)
         EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
         EXPECT_NE(run.errors.find(opened.string()), std::string::npos) << run.errors;
         // A node's points that cannot be read are named by their node.
-        if (run.errors.find("octree.bin") != std::string::npos || run.errors.find("chunk at byte") != std::string::npos) {
+        if (run.errors.find("octree.bin") != std::string::npos
+            || run.errors.find("chunk at byte") != std::string::npos) {
             EXPECT_NE(run.errors.find("node "), std::string::npos) << run.errors;
         }
     }
@@ -197,7 +205,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, DamagedStore, ::testing::ValuesIn(storeKinds),
 
 // A file loaded in this process (which runs under the sanitizers too): read, or refused with a
 // message that names it.
-void expectReadOrRefusedNamingTheFile(const std::string& name, const std::function<void(const std::filesystem::path&)>& load)
+void expectReadOrRefusedNamingTheFile(const std::string& name,
+                                      const std::function<void(const std::filesystem::path&)>& load)
 {
     const std::filesystem::path source = TestSupport::testStore(name);
     Draws draws(seedOf(name));

@@ -73,7 +73,7 @@ void refuseUnderLimit(Action action)
     std::_Exit(1);
 }
 
-#define EXPECT_REFUSED(action, message) \
+#define EXPECT_REFUSED(action, message)                                                                                \
     EXPECT_EXIT(refuseUnderLimit([&] { action; }), ::testing::ExitedWithCode(0), message)
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes)
@@ -93,10 +93,10 @@ std::string bigEndian32(std::uint32_t value)
 std::string pngClaiming(std::uint32_t width, std::uint32_t height, bool grey = false)
 {
     const std::string ihdr = bigEndian32(width) + bigEndian32(height)
-                           + std::string(grey ? "\x08\x00\x00\x00\x00" : "\x08\x06\x00\x00\x00", 5);
+        + std::string(grey ? "\x08\x00\x00\x00\x00" : "\x08\x06\x00\x00\x00", 5);
     const std::string idat("\x78\x01\x01\x00\x00\xff\xff\x00\x00\x00\x01", 11); // an empty stored zlib block
-    return std::string("\x89PNG\r\n\x1a\n", 8) + bigEndian32(13) + "IHDR" + ihdr + "CRC!" + bigEndian32(11) + "IDAT" + idat
-         + "CRC!" + bigEndian32(0) + "IEND" + "CRC!";
+    return std::string("\x89PNG\r\n\x1a\n", 8) + bigEndian32(13) + "IHDR" + ihdr + "CRC!" + bigEndian32(11) + "IDAT"
+        + idat + "CRC!" + bigEndian32(0) + "IEND" + "CRC!";
 }
 
 // A baseline JPEG whose frame header claims the size (16 bits a side at most).
@@ -105,15 +105,15 @@ std::string jpegClaiming(std::uint16_t width, std::uint16_t height)
     std::string quantization("\xFF\xDB\x00\x43\x00", 5);
     quantization += std::string(64, '\x01');
     const std::string frame = std::string("\xFF\xC0\x00\x0B\x08", 5) + static_cast<char>(height >> 8)
-                            + static_cast<char>(height & 0xFF) + static_cast<char>(width >> 8)
-                            + static_cast<char>(width & 0xFF) + std::string("\x01\x01\x11\x00", 4);
+        + static_cast<char>(height & 0xFF) + static_cast<char>(width >> 8) + static_cast<char>(width & 0xFF)
+        + std::string("\x01\x01\x11\x00", 4);
     return std::string("\xFF\xD8", 2) + quantization + frame + std::string("\xFF\xD9", 2);
 }
 
 std::string hdrClaiming(std::uint32_t width, std::uint32_t height)
 {
     return "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y " + std::to_string(height) + " +X " + std::to_string(width) + "\n"
-         + std::string(64, '\x01');
+        + std::string(64, '\x01');
 }
 
 TEST(SizeLimit, ImageHeadersClaimingMorePixelsThanAnImageMayHave)
@@ -141,11 +141,11 @@ TEST(SizeLimit, ImageHeadersClaimingMorePixelsThanAnImageMayHave)
 class EndlessObj {
 public:
     EndlessObj(const TemporaryFolder& folder, const std::string& name, std::string head, std::string line)
-        : m_path(folder.path() / name)
+        : mPath(folder.path() / name)
     {
-        if (::mkfifo(m_path.c_str(), 0600) != 0)
-            throw std::runtime_error("cannot make the pipe " + m_path.string());
-        m_writer = std::thread([path = m_path, head = std::move(head), line = std::move(line)] {
+        if (::mkfifo(mPath.c_str(), 0600) != 0)
+            throw std::runtime_error("cannot make the pipe " + mPath.string());
+        mWriter = std::thread([path = mPath, head = std::move(head), line = std::move(line)] {
             std::signal(SIGPIPE, SIG_IGN);
             std::ofstream out(path, std::ios::binary);
             out << head;
@@ -153,12 +153,12 @@ public:
                 out << line;
         });
     }
-    ~EndlessObj() { m_writer.detach(); }
-    const std::filesystem::path& path() const { return m_path; }
+    ~EndlessObj() { mWriter.detach(); }
+    const std::filesystem::path& path() const { return mPath; }
 
 private:
-    std::filesystem::path m_path;
-    std::thread m_writer;
+    std::filesystem::path mPath;
+    std::thread mWriter;
 };
 
 void loadObj(const std::filesystem::path& path)
@@ -199,15 +199,17 @@ TEST(SizeLimit, PotreeHierarchiesClaimingMoreThanTheirFilesHold)
     EXPECT_REFUSED(open(folder.path() / "chunk"), "hierarchy.bin' \\(22 bytes\\)");
     // The root's child is a proxy whose chunk would be a terabyte.
     folder.write("proxy/metadata.json", TestSupport::syntheticMetadata("BROTLI", attributes, 2, 44).dump());
-    folder.write("proxy/hierarchy.bin", TestSupport::hierarchyRecord(0, 0x01, 2, 0, 10)
-                                            + TestSupport::hierarchyRecord(2, 0, 0, 0, 22ull << 40));
+    folder.write("proxy/hierarchy.bin",
+                 TestSupport::hierarchyRecord(0, 0x01, 2, 0, 10)
+                     + TestSupport::hierarchyRecord(2, 0, 0, 0, 22ull << 40));
     folder.write("proxy/octree.bin", std::string(10, '\0'));
     EXPECT_REFUSED(open(folder.path() / "proxy")->children(Octree::OctreeNodeId::root().child(0)),
                    "hierarchy.bin' \\(44 bytes\\)");
     // The root claims four billion points of a store that claims a trillion.
     for (const char* encoding : {"BROTLI", "DEFAULT"}) {
         const std::string store = std::string("points-") + encoding;
-        folder.write(store + "/metadata.json", TestSupport::syntheticMetadata(encoding, attributes, 1ull << 40, 22).dump());
+        folder.write(store + "/metadata.json",
+                     TestSupport::syntheticMetadata(encoding, attributes, 1ull << 40, 22).dump());
         folder.write(store + "/hierarchy.bin", TestSupport::hierarchyRecord(0, 0, 4000000000u, 0, 10));
         folder.write(store + "/octree.bin", std::string(10, '\0'));
         EXPECT_REFUSED(readRoot(folder.path() / store), "node r claims 4000000000 points of");
@@ -218,7 +220,9 @@ TEST(SizeLimit, EptNodesClaimingMorePointsThanAnyNodeHolds)
 {
     for (const char* dataType : {"binary", "zstandard", "laszip"}) {
         const TestSupport::EptTestStore store;
-        const std::string extension = dataType == std::string("binary") ? "bin" : dataType == std::string("laszip") ? "laz" : "zst";
+        const std::string extension = dataType == std::string("binary") ? "bin"
+            : dataType == std::string("laszip")                         ? "laz"
+                                                                        : "zst";
         store.writeJson("ept.json", TestSupport::eptTestMetadata(dataType, 1ull << 40));
         store.writeJson("ept-hierarchy/0-0-0-0.json", {{"0-0-0-0", 1ull << 36}});
         store.write("ept-data/0-0-0-0." + extension, std::string(100, '\0'));
@@ -246,7 +250,8 @@ TEST(SizeLimit, CopcFilesClaimingMoreThanTheyHold)
     std::memcpy(&chunkOffset, bytes.data() + head.rootPageOffset + 16, sizeof chunkOffset);
     claimed.replace(chunkOffset + head.recordLength, 4, bytesOf(billions));
     const auto points = folder.write("points.copc.laz", claimed);
-    EXPECT_REFUSED(readRoot(points), "node 0-0-0-0 \\(the chunk at byte [0-9]+\\): claims 2147483647 points of 36 bytes");
+    EXPECT_REFUSED(readRoot(points),
+                   "node 0-0-0-0 \\(the chunk at byte [0-9]+\\): claims 2147483647 points of 36 bytes");
 
     // The root page claims a terabyte.
     std::string page = bytes;

@@ -17,7 +17,9 @@ namespace {
 const std::string image = std::string(LUMARO_TEST_DATA_DIR) + "/pano/demo_equirec.png";
 
 struct Scene {
-    Scene() : loader(Graphics::ImagePanoramaLoader::equirectangular(image)), pano(Render::PanoRenderable::create(loader, "pano"))
+    Scene()
+        : loader(Graphics::ImagePanoramaLoader::equirectangular(image)),
+          pano(Render::PanoRenderable::create(loader, "pano"))
     {
         renderer.setViewport(256, 256);
         renderer.setScene(pano);

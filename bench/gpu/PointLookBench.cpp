@@ -18,7 +18,13 @@ namespace {
 
 const std::string autzen = std::string(LUMARO_TEST_DATA_DIR) + "/potree2/autzen_trim-brotli";
 
-enum class Look { Plain, EyeDomeLighting, HighQualitySplats, Classification, ClassHidden };
+enum class Look {
+    Plain,
+    EyeDomeLighting,
+    HighQualitySplats,
+    Classification,
+    ClassHidden
+};
 
 void BM_PointFrame(benchmark::State& state)
 {

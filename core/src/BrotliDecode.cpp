@@ -27,8 +27,8 @@ Decoder makeDecoder()
 
 std::runtime_error decodeError(BrotliDecoderState* state)
 {
-    return std::runtime_error(std::string("Brotli: corrupt data (") +
-                              BrotliDecoderErrorString(BrotliDecoderGetErrorCode(state)) + ")");
+    return std::runtime_error(std::string("Brotli: corrupt data (")
+                              + BrotliDecoderErrorString(BrotliDecoderGetErrorCode(state)) + ")");
 }
 
 } // namespace
@@ -50,13 +50,14 @@ std::string brotliDecode(std::string_view compressed, std::size_t maxDecodedSize
         const auto result =
             BrotliDecoderDecompressStream(decoder.get(), &availableIn, &nextIn, &availableOut, &nextOut, nullptr);
         produced = decoded.size() - availableOut;
-        if (produced > maxDecodedSize ||
-            (result == BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT && decoded.size() >= bufferLimit))
-            throw std::runtime_error("Brotli: the data decompresses to more than " + std::to_string(maxDecodedSize) +
-                                     " bytes");
+        if (produced > maxDecodedSize
+            || (result == BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT && decoded.size() >= bufferLimit))
+            throw std::runtime_error("Brotli: the data decompresses to more than " + std::to_string(maxDecodedSize)
+                                     + " bytes");
         if (result == BROTLI_DECODER_RESULT_SUCCESS) {
             if (availableIn != 0)
-                throw std::runtime_error("Brotli: " + std::to_string(availableIn) + " bytes after the end of the stream");
+                throw std::runtime_error("Brotli: " + std::to_string(availableIn)
+                                         + " bytes after the end of the stream");
             decoded.resize(produced);
             return decoded;
         }
@@ -82,16 +83,14 @@ void brotliDecodeExact(std::string_view compressed, std::span<std::byte> decoded
         if (availableIn != 0)
             throw std::runtime_error("Brotli: " + std::to_string(availableIn) + " bytes after the end of the stream");
         if (availableOut != 0)
-            throw std::runtime_error("Brotli: the data decompresses to " + std::to_string(decoded.size() - availableOut) +
-                                     " bytes, expected " + std::to_string(decoded.size()));
+            throw std::runtime_error("Brotli: the data decompresses to " + std::to_string(decoded.size() - availableOut)
+                                     + " bytes, expected " + std::to_string(decoded.size()));
         return;
     case BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT:
-        throw std::runtime_error("Brotli: the data decompresses to more than the expected " +
-                                 std::to_string(decoded.size()) + " bytes");
-    case BROTLI_DECODER_RESULT_NEEDS_MORE_INPUT:
-        throw std::runtime_error("Brotli: the stream is truncated");
-    default:
-        throw decodeError(decoder.get());
+        throw std::runtime_error("Brotli: the data decompresses to more than the expected "
+                                 + std::to_string(decoded.size()) + " bytes");
+    case BROTLI_DECODER_RESULT_NEEDS_MORE_INPUT: throw std::runtime_error("Brotli: the stream is truncated");
+    default: throw decodeError(decoder.get());
     }
 }
 

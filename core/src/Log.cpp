@@ -50,19 +50,25 @@ Sink setSink(Sink sink)
     return previous;
 }
 
-void info(std::string_view message) { write(Level::Info, message); }
-void warning(std::string_view message) { write(Level::Warning, message); }
-void error(std::string_view message) { write(Level::Error, message); }
+void info(std::string_view message)
+{
+    write(Level::Info, message);
+}
+void warning(std::string_view message)
+{
+    write(Level::Warning, message);
+}
+void error(std::string_view message)
+{
+    write(Level::Error, message);
+}
 
 std::string_view levelName(Level level)
 {
     switch (level) {
-    case Level::Info:
-        return "info";
-    case Level::Warning:
-        return "warning";
-    case Level::Error:
-        return "error";
+    case Level::Info: return "info";
+    case Level::Warning: return "warning";
+    case Level::Error: return "error";
     }
     return "unknown";
 }

@@ -15,8 +15,8 @@ std::ifstream openForReading(const std::filesystem::path& path)
     if (!stream) {
         std::error_code error;
         const bool exists = std::filesystem::exists(path, error);
-        throw std::runtime_error("Cannot open file '" + path.string() + "'" +
-                                 (exists ? ": permission denied or not a regular file" : ": no such file"));
+        throw std::runtime_error("Cannot open file '" + path.string() + "'"
+                                 + (exists ? ": permission denied or not a regular file" : ": no such file"));
     }
     return stream;
 }
@@ -47,14 +47,14 @@ std::string readLocalFileRange(const std::filesystem::path& path, std::uint64_t 
     auto stream = openForReading(path);
     const auto total = fileSize(path);
     if (offset > total || size > total - offset)
-        throw std::runtime_error("Range of " + std::to_string(size) + " bytes at offset " + std::to_string(offset) +
-                                 " lies beyond the end of '" + path.string() + "' (" + std::to_string(total) +
-                                 " bytes)");
+        throw std::runtime_error("Range of " + std::to_string(size) + " bytes at offset " + std::to_string(offset)
+                                 + " lies beyond the end of '" + path.string() + "' (" + std::to_string(total)
+                                 + " bytes)");
     std::string content(static_cast<std::size_t>(size), '\0');
     stream.seekg(static_cast<std::streamoff>(offset));
     if (size > 0 && !stream.read(content.data(), static_cast<std::streamsize>(size)))
-        throw std::runtime_error("Cannot read " + std::to_string(size) + " bytes at offset " + std::to_string(offset) +
-                                 " of '" + path.string() + "'");
+        throw std::runtime_error("Cannot read " + std::to_string(size) + " bytes at offset " + std::to_string(offset)
+                                 + " of '" + path.string() + "'");
     return content;
 }
 

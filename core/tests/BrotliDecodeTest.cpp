@@ -24,7 +24,10 @@ const std::string helloStream = "\x40\x00\x10hello\x03"s;
 // forbids: 0b0001'1100.
 const std::string reservedBitStream = "\x1c"s;
 
-std::vector<std::byte> bytesOf(std::size_t size) { return std::vector<std::byte>(size); }
+std::vector<std::byte> bytesOf(std::size_t size)
+{
+    return std::vector<std::byte>(size);
+}
 
 std::string textOf(const std::vector<std::byte>& bytes)
 {
@@ -52,7 +55,10 @@ std::string exactFailureOf(const std::string& compressed, std::size_t expectedSi
     return "no std::runtime_error";
 }
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
 
 TEST(BrotliDecodeTest, DecodesHandMadeStreams)
 {

@@ -22,7 +22,10 @@ std::shared_ptr<Cache> cacheSharing(const std::shared_ptr<Core::CacheMemory>& me
     return std::make_shared<Cache>(1000, 0, memory, [](const Bytes& value) { return std::uint64_t(value.size()); });
 }
 
-Bytes bytes(std::size_t count, char fill = 'x') { return Bytes(count, fill); }
+Bytes bytes(std::size_t count, char fill = 'x')
+{
+    return Bytes(count, fill);
+}
 
 TEST(CacheMemoryTest, TheLeastRecentlyUsedEntryOfAllCachesGoesFirst)
 {
@@ -93,7 +96,8 @@ TEST(CacheMemoryTest, BytesComeBackWhenEntriesOrCachesGoAndALowerLimitEvictsAtOn
 TEST(CacheMemoryTest, AGroupedCacheCountsItsEntriesBytesToo)
 {
     const auto memory = std::make_shared<Core::CacheMemory>(64);
-    Core::GroupedLruCache<int, Bytes, int> grouped(100, memory, [](const Bytes& value) { return std::uint64_t(value.size()); });
+    Core::GroupedLruCache<int, Bytes, int> grouped(100, memory,
+                                                   [](const Bytes& value) { return std::uint64_t(value.size()); });
     grouped.insert(1, 10, bytes(40));
     grouped.insert(2, 10, bytes(40)); // the other group's entry is evicted for it
     EXPECT_FALSE(grouped.contains(1, 10));

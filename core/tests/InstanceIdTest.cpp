@@ -10,7 +10,6 @@
 
 namespace {
 
-
 TEST(InstanceIdTest, ConcurrentConstructionsGetDistinctConsecutiveNumbers)
 {
     struct Item : Core::InstanceId<Item> {};

@@ -56,8 +56,9 @@ TEST_F(LogTest, CallsFromManyThreadsAreSerialised)
     ASSERT_EQ(received.size(), 1000u);
     for (int t = 0; t < 4; ++t) {
         const auto name = "thread " + std::to_string(t);
-        EXPECT_EQ(std::count_if(received.begin(), received.end(), [&](const auto& entry) { return entry.second == name; }),
-                  250);
+        EXPECT_EQ(
+            std::count_if(received.begin(), received.end(), [&](const auto& entry) { return entry.second == name; }),
+            250);
     }
 }
 

@@ -15,7 +15,10 @@ namespace {
 using Points = std::vector<int>;
 using PointCache = Core::LruCache<int, Points, Core::CacheEntrySizeCount<Points>>;
 
-Points points(std::size_t count, int value) { return Points(count, value); }
+Points points(std::size_t count, int value)
+{
+    return Points(count, value);
+}
 
 TEST(LruCacheTest, CapacityCountsSizeUnitsAndEvictsTheLeastRecentlyUsed)
 {
@@ -24,7 +27,7 @@ TEST(LruCacheTest, CapacityCountsSizeUnitsAndEvictsTheLeastRecentlyUsed)
     cache.insert(2, points(4, 2));
     EXPECT_EQ(cache.usedSize(), 8u);
     EXPECT_EQ(cache.get(1), points(4, 1)); // 1 is now more recent than 2
-    cache.insert(3, points(4, 3));         // 2 free, 4 needed: evict 2 only
+    cache.insert(3, points(4, 3)); // 2 free, 4 needed: evict 2 only
     EXPECT_TRUE(cache.contains(1));
     EXPECT_FALSE(cache.contains(2));
     EXPECT_TRUE(cache.contains(3));
@@ -133,9 +136,7 @@ TEST(LruCacheTest, ConcurrentInsertsEvictionsAndLookupsStayConsistent)
                     const int key = (i * 7 + t * 13) % keyCount;
                     std::optional<Points> value;
                     switch ((i + t) % 4) {
-                    case 0:
-                        value = cache.insert(key, points(sizeOf(key), key));
-                        break;
+                    case 0: value = cache.insert(key, points(sizeOf(key), key)); break;
                     case 1:
                         value = cache.getOrLoad(key, [&] { return std::optional(points(sizeOf(key), key)); });
                         break;

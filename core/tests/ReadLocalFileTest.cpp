@@ -19,7 +19,8 @@ TEST_F(ReadLocalFileTest, ReadsWholeFilesAndRangesByteExactly)
 {
     std::string content = "abc";
     content.push_back('\0');
-    content += "\r\n\xff" "end";
+    content += "\r\n\xff"
+               "end";
     const auto path = write("data.bin", content);
     EXPECT_EQ(Core::readLocalFile(path), content);
     EXPECT_EQ(Core::readLocalFileRange(path, 2, 4), content.substr(2, 4));

@@ -33,8 +33,8 @@ int main(int argc, char** argv)
         cloud->reloadPoints(nullptr, 21);
 
         renderer.writePngImage(argv[2]);
-        std::cout << "drew " << cloud->numVisiblePoints() << " of " << cloud->octree()->pointCount()
-                  << " points into " << argv[2] << "\n";
+        std::cout << "drew " << cloud->numVisiblePoints() << " of " << cloud->octree()->pointCount() << " points into "
+                  << argv[2] << "\n";
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "cpp-host: " << error.what() << "\n";

@@ -12,8 +12,8 @@ namespace Graphics {
 void DepthImage::writePng(const std::filesystem::path& path, float black, float white) const
 {
     if (!std::isfinite(black) || !std::isfinite(white) || black == white)
-        throw std::invalid_argument("Depth range [" + std::to_string(black) + ", " + std::to_string(white) +
-                                    "] for PNG file '" + path.string() + "' must be finite and non-empty");
+        throw std::invalid_argument("Depth range [" + std::to_string(black) + ", " + std::to_string(white)
+                                    + "] for PNG file '" + path.string() + "' must be finite and non-empty");
     const double scale = 1.0 / (static_cast<double>(white) - black);
     std::vector<std::uint8_t> gray;
     gray.reserve(width() * height());

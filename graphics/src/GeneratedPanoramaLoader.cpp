@@ -7,9 +7,9 @@ namespace Graphics {
 
 GeneratedPanoramaLoader::GeneratedPanoramaLoader(PanoramaLayout layout, ColorOfTile colorOfTile,
                                                  DepthOfTile depthOfTile)
-    : PanoramaLoader(std::move(layout)), m_colorOfTile(std::move(colorOfTile)), m_depthOfTile(std::move(depthOfTile))
+    : PanoramaLoader(std::move(layout)), mColorOfTile(std::move(colorOfTile)), mDepthOfTile(std::move(depthOfTile))
 {
-    if (!m_colorOfTile || !m_depthOfTile)
+    if (!mColorOfTile || !mDepthOfTile)
         throw std::invalid_argument("GeneratedPanoramaLoader needs a colour and a depth function");
 }
 
@@ -17,8 +17,8 @@ ColorImage GeneratedPanoramaLoader::loadColorTile(TileId tile)
 {
     checkTile(tile, numColorLevels(), "colour");
     ColorImage image(tileWidth(level(tile)), tileHeight(level(tile)));
-    image.fill(m_colorOfTile(tile));
-    ++m_colorTilesLoaded;
+    image.fill(mColorOfTile(tile));
+    ++mColorTilesLoaded;
     return image;
 }
 
@@ -26,8 +26,8 @@ DepthImage GeneratedPanoramaLoader::loadDepthTile(TileId tile)
 {
     checkTile(tile, numDepthLevels(), "depth");
     DepthImage image(tileWidth(level(tile)), tileHeight(level(tile)));
-    image.fill(m_depthOfTile(tile));
-    ++m_depthTilesLoaded;
+    image.fill(mDepthOfTile(tile));
+    ++mDepthTilesLoaded;
     return image;
 }
 

@@ -57,13 +57,14 @@ void appendToStream(void* context, void* data, int size)
 void writePngFile(const std::filesystem::path& path, std::size_t width, std::size_t height, int channels,
                   const std::vector<std::uint8_t>& pixels)
 {
-    const auto describe = [&] { return "'" + path.string() + "' (" + std::to_string(width) + " x " +
-                                       std::to_string(height) + ")"; };
+    const auto describe = [&] {
+        return "'" + path.string() + "' (" + std::to_string(width) + " x " + std::to_string(height) + ")";
+    };
     if (width == 0 || height == 0)
         throw std::runtime_error("Cannot write an empty image to PNG file " + describe());
     // The encoder sizes its filtered copy, (row bytes + 1) x rows, in an int.
-    if (width > INT_MAX / 4 || height > INT_MAX ||
-        (width * static_cast<std::size_t>(channels) + 1) * height > static_cast<std::size_t>(INT_MAX))
+    if (width > INT_MAX / 4 || height > INT_MAX
+        || (width * static_cast<std::size_t>(channels) + 1) * height > static_cast<std::size_t>(INT_MAX))
         throw std::runtime_error("Image is too large for PNG file " + describe());
     if (pixels.size() != width * height * static_cast<std::size_t>(channels))
         throw std::logic_error("PNG pixel buffer does not match the image size for " + describe());
@@ -73,8 +74,8 @@ void writePngFile(const std::filesystem::path& path, std::size_t width, std::siz
     if (!file)
         throw std::runtime_error("Cannot open PNG file " + describe() + " for writing");
     const int rowBytes = static_cast<int>(width) * channels;
-    const int written = stbi_write_png_to_func(appendToStream, &file, static_cast<int>(width),
-                                               static_cast<int>(height), channels, pixels.data(), rowBytes);
+    const int written = stbi_write_png_to_func(appendToStream, &file, static_cast<int>(width), static_cast<int>(height),
+                                               channels, pixels.data(), rowBytes);
     file.close();
     if (written == 0 || !file)
         throw std::runtime_error("Failed to write PNG file " + describe());
@@ -93,8 +94,8 @@ void writeHdrFile(const std::filesystem::path& path, std::size_t width, std::siz
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     if (!file)
         throw std::runtime_error("Cannot open HDR file " + name + " for writing");
-    const int written = stbi_write_hdr_to_func(appendToStream, &file, static_cast<int>(width),
-                                               static_cast<int>(height), 3, rgb.data());
+    const int written =
+        stbi_write_hdr_to_func(appendToStream, &file, static_cast<int>(width), static_cast<int>(height), 3, rgb.data());
     file.close();
     if (written == 0 || !file)
         throw std::runtime_error("Failed to write HDR file " + name);

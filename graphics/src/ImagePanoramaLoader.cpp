@@ -32,20 +32,21 @@ std::pair<std::size_t, std::size_t> footprint(std::size_t index, std::size_t cou
 
 } // namespace
 
-std::shared_ptr<ImagePanoramaLoader> ImagePanoramaLoader::equirectangular(
-    const std::filesystem::path& color, const std::optional<std::filesystem::path>& distance, std::size_t tileRows,
-    std::size_t tileColumns)
+std::shared_ptr<ImagePanoramaLoader>
+ImagePanoramaLoader::equirectangular(const std::filesystem::path& color,
+                                     const std::optional<std::filesystem::path>& distance, std::size_t tileRows,
+                                     std::size_t tileColumns)
 {
     const ImageFileInfo colorInfo = readImageFileInfo(color);
     if (distance) {
         const ImageFileInfo distanceInfo = readImageFileInfo(*distance);
         if (!distanceInfo.hdr)
-            throw std::invalid_argument("Panorama distance image '" + distance->string() +
-                                        "' is not a Radiance HDR image of floats");
+            throw std::invalid_argument("Panorama distance image '" + distance->string()
+                                        + "' is not a Radiance HDR image of floats");
         if (distanceInfo.width * colorInfo.height != colorInfo.width * distanceInfo.height)
-            throw std::invalid_argument("Panorama distance image '" + distance->string() + "' (" +
-                                        sizeText(distanceInfo) + ") has another aspect ratio than its colour image '" +
-                                        color.string() + "' (" + sizeText(colorInfo) + ")");
+            throw std::invalid_argument("Panorama distance image '" + distance->string() + "' ("
+                                        + sizeText(distanceInfo) + ") has another aspect ratio than its colour image '"
+                                        + color.string() + "' (" + sizeText(colorInfo) + ")");
     }
     PanoramaLayout layout = layoutFor(ProjectionKind::Equirectangular, colorInfo.width, colorInfo.height, tileRows,
                                       tileColumns, distance.has_value());
@@ -60,8 +61,8 @@ std::shared_ptr<ImagePanoramaLoader> ImagePanoramaLoader::cubeMap(const std::arr
     for (const std::filesystem::path& face : faces) {
         const ImageFileInfo info = readImageFileInfo(face);
         if (info.width != info.height || info.width != first.width)
-            throw std::invalid_argument("Cube face '" + face.string() + "' (" + sizeText(info) +
-                                        ") is not a square of the first face's size (" + sizeText(first) + ")");
+            throw std::invalid_argument("Cube face '" + face.string() + "' (" + sizeText(info)
+                                        + ") is not a square of the first face's size (" + sizeText(first) + ")");
     }
     PanoramaLayout layout =
         layoutFor(ProjectionKind::CubeMap, first.width, first.height, tilesPerSide, tilesPerSide, false);
@@ -77,15 +78,16 @@ PanoramaLayout ImagePanoramaLoader::layoutFor(ProjectionKind projection, std::si
     layout.tileRows = tileRows;
     layout.tileColumns = tileColumns;
     if (tileRows == 0 || tileColumns == 0)
-        throw std::invalid_argument("Panorama layout: a grid of " + std::to_string(tileRows) + " x " +
-                                    std::to_string(tileColumns) + " tiles is empty");
+        throw std::invalid_argument("Panorama layout: a grid of " + std::to_string(tileRows) + " x "
+                                    + std::to_string(tileColumns) + " tiles is empty");
     const auto divide = [](std::size_t size, std::size_t parts) {
         return std::max<std::size_t>(1, (size + parts / 2) / parts);
     };
     const std::size_t finestWidth = divide(width, tileColumns);
     const std::size_t finestHeight = divide(height, tileRows);
     std::size_t levels = 1;
-    while (levels < maxLevels && (finestWidth >> levels) >= smallestTileSide && (finestHeight >> levels) >= smallestTileSide)
+    while (levels < maxLevels && (finestWidth >> levels) >= smallestTileSide
+           && (finestHeight >> levels) >= smallestTileSide)
         ++levels;
     for (std::size_t level = 0; level < levels; ++level)
         layout.levels.push_back({finestWidth >> (levels - 1 - level), finestHeight >> (levels - 1 - level)});
@@ -95,28 +97,27 @@ PanoramaLayout ImagePanoramaLoader::layoutFor(ProjectionKind projection, std::si
 }
 
 ImagePanoramaLoader::ImagePanoramaLoader(PanoramaLayout layout, Sources sources)
-    : PanoramaLoader(std::move(layout)), m_sources(std::move(sources)), m_decodedColor(m_sources.color.size())
-{
-}
+    : PanoramaLoader(std::move(layout)), mSources(std::move(sources)), mDecodedColor(mSources.color.size())
+{}
 
 const ColorImage& ImagePanoramaLoader::colorSource(std::size_t face)
 {
-    const std::lock_guard lock(m_decodeMutex);
-    std::optional<ColorImage>& decoded = m_decodedColor.at(face);
+    const std::lock_guard lock(mDecodeMutex);
+    std::optional<ColorImage>& decoded = mDecodedColor.at(face);
     if (!decoded) {
-        decoded = ColorImage::read(m_sources.color[face]);
-        if (decoded->width() != m_sources.width || decoded->height() != m_sources.height)
-            throw std::runtime_error("Panorama image '" + m_sources.color[face].string() + "' changed its size");
+        decoded = ColorImage::read(mSources.color[face]);
+        if (decoded->width() != mSources.width || decoded->height() != mSources.height)
+            throw std::runtime_error("Panorama image '" + mSources.color[face].string() + "' changed its size");
     }
     return *decoded;
 }
 
 const DepthImage& ImagePanoramaLoader::distanceSource()
 {
-    const std::lock_guard lock(m_decodeMutex);
-    if (!m_decodedDistance)
-        m_decodedDistance = DepthImage::readHdr(*m_sources.distance);
-    return *m_decodedDistance;
+    const std::lock_guard lock(mDecodeMutex);
+    if (!mDecodedDistance)
+        mDecodedDistance = DepthImage::readHdr(*mSources.distance);
+    return *mDecodedDistance;
 }
 
 ImagePanoramaLoader::Footprints ImagePanoramaLoader::footprintsOf(TileId tile, std::size_t sourceWidth,
@@ -137,8 +138,8 @@ ColorImage ImagePanoramaLoader::loadColorTile(TileId tile)
 {
     checkTile(tile, numColorLevels(), "colour");
     const std::size_t face = projectionKind() == ProjectionKind::Equirectangular
-                                 ? 0
-                                 : tileIndexWithinLevel(tile) / (tileRows() * tileColumns());
+        ? 0
+        : tileIndexWithinLevel(tile) / (tileRows() * tileColumns());
     const ColorImage& source = colorSource(face);
     const Footprints footprints = footprintsOf(tile, source.width(), source.height());
     ColorImage result(footprints.columns.size(), footprints.rows.size());

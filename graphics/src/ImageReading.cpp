@@ -63,9 +63,9 @@ void checkPixelCount(const std::filesystem::path& path, int width, int height)
 {
     const auto pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     if (width <= 0 || height <= 0 || pixels > MAX_IMAGE_PIXELS)
-        throw std::runtime_error("Image file '" + path.string() + "' claims " + std::to_string(width) + " x " +
-                                 std::to_string(height) + " pixels; an image may have from 1 to " +
-                                 std::to_string(MAX_IMAGE_PIXELS) + " pixels");
+        throw std::runtime_error("Image file '" + path.string() + "' claims " + std::to_string(width) + " x "
+                                 + std::to_string(height) + " pixels; an image may have from 1 to "
+                                 + std::to_string(MAX_IMAGE_PIXELS) + " pixels");
 }
 
 // Reads the header's size and leaves the stream at the start again.

@@ -24,39 +24,33 @@ std::array<float, 3> cubeDirection(std::size_t face, double u, double v)
     const double s = 2.0 * u - 1.0;
     const double t = 2.0 * v - 1.0;
     switch (face) {
-    case 0:
-        return normalized(1.0, -s, -t);
-    case 1:
-        return normalized(-1.0, s, -t);
-    case 2:
-        return normalized(s, 1.0, -t);
-    case 3:
-        return normalized(-s, -1.0, -t);
-    case 4:
-        return normalized(t, -s, 1.0);
-    default:
-        return normalized(-t, -s, -1.0);
+    case 0: return normalized(1.0, -s, -t);
+    case 1: return normalized(-1.0, s, -t);
+    case 2: return normalized(s, 1.0, -t);
+    case 3: return normalized(-s, -1.0, -t);
+    case 4: return normalized(t, -s, 1.0);
+    default: return normalized(-t, -s, -1.0);
     }
 }
 
 } // namespace
 
-PanoramaLoader::PanoramaLoader(PanoramaLayout layout) : m_layout(std::move(layout))
+PanoramaLoader::PanoramaLoader(PanoramaLayout layout) : mLayout(std::move(layout))
 {
     const auto fail = [](const std::string& what) { throw std::invalid_argument("Panorama layout: " + what); };
-    if (m_layout.tileRows == 0 || m_layout.tileColumns == 0)
-        fail("a grid of " + std::to_string(m_layout.tileRows) + " x " + std::to_string(m_layout.tileColumns) +
-             " tiles is empty");
-    const std::size_t faces = m_layout.projection == ProjectionKind::Equirectangular ? 1 : cubeFaces;
-    if (m_layout.tileRows > maxTilesPerLevel || m_layout.tileColumns > maxTilesPerLevel ||
-        m_layout.tileRows * m_layout.tileColumns * faces > maxTilesPerLevel)
-        fail(std::to_string(m_layout.tileRows) + " x " + std::to_string(m_layout.tileColumns) + " tiles" +
-             (faces > 1 ? " per cube face" : "") + " exceed " + std::to_string(maxTilesPerLevel) + " per level");
-    if (m_layout.colorLevels > m_layout.levels.size() || m_layout.depthLevels > m_layout.levels.size())
-        fail(std::to_string(m_layout.colorLevels) + " colour and " + std::to_string(m_layout.depthLevels) +
-             " depth levels but only " + std::to_string(m_layout.levels.size()) + " tile sizes");
-    for (std::size_t level = 0; level < m_layout.levels.size(); ++level)
-        if (m_layout.levels[level].width == 0 || m_layout.levels[level].height == 0)
+    if (mLayout.tileRows == 0 || mLayout.tileColumns == 0)
+        fail("a grid of " + std::to_string(mLayout.tileRows) + " x " + std::to_string(mLayout.tileColumns)
+             + " tiles is empty");
+    const std::size_t faces = mLayout.projection == ProjectionKind::Equirectangular ? 1 : cubeFaces;
+    if (mLayout.tileRows > maxTilesPerLevel || mLayout.tileColumns > maxTilesPerLevel
+        || mLayout.tileRows * mLayout.tileColumns * faces > maxTilesPerLevel)
+        fail(std::to_string(mLayout.tileRows) + " x " + std::to_string(mLayout.tileColumns) + " tiles"
+             + (faces > 1 ? " per cube face" : "") + " exceed " + std::to_string(maxTilesPerLevel) + " per level");
+    if (mLayout.colorLevels > mLayout.levels.size() || mLayout.depthLevels > mLayout.levels.size())
+        fail(std::to_string(mLayout.colorLevels) + " colour and " + std::to_string(mLayout.depthLevels)
+             + " depth levels but only " + std::to_string(mLayout.levels.size()) + " tile sizes");
+    for (std::size_t level = 0; level < mLayout.levels.size(); ++level)
+        if (mLayout.levels[level].width == 0 || mLayout.levels[level].height == 0)
             fail("level " + std::to_string(level) + " has an empty tile size");
 }
 
@@ -64,40 +58,40 @@ PanoramaLoader::~PanoramaLoader() = default;
 
 std::size_t PanoramaLoader::tileWidth(std::size_t level) const
 {
-    if (level >= m_layout.levels.size())
+    if (level >= mLayout.levels.size())
         throw std::out_of_range("Panorama level " + std::to_string(level) + " does not exist");
-    return m_layout.levels[level].width;
+    return mLayout.levels[level].width;
 }
 
 std::size_t PanoramaLoader::tileHeight(std::size_t level) const
 {
-    if (level >= m_layout.levels.size())
+    if (level >= mLayout.levels.size())
         throw std::out_of_range("Panorama level " + std::to_string(level) + " does not exist");
-    return m_layout.levels[level].height;
+    return mLayout.levels[level].height;
 }
 
 PanoramaLoader::TileId PanoramaLoader::makeTileId(std::size_t level, std::size_t indexWithinLevel)
 {
     if (level > 0xFFFFFFFFu || indexWithinLevel > 0xFFFFFFFFu)
-        throw std::out_of_range("Panorama tile " + std::to_string(indexWithinLevel) + " of level " +
-                                std::to_string(level) + " cannot be named");
+        throw std::out_of_range("Panorama tile " + std::to_string(indexWithinLevel) + " of level "
+                                + std::to_string(level) + " cannot be named");
     return static_cast<TileId>(level) << 32 | static_cast<TileId>(indexWithinLevel);
 }
 
 std::size_t PanoramaLoader::tilesPerLevel() const
 {
     const std::size_t faces = projectionKind() == ProjectionKind::Equirectangular ? 1 : cubeFaces;
-    return m_layout.tileRows * m_layout.tileColumns * faces;
+    return mLayout.tileRows * mLayout.tileColumns * faces;
 }
 
 std::vector<PanoramaLoader::TileId> PanoramaLoader::colorTiles() const
 {
-    return tilesOfLevels(m_layout.colorLevels);
+    return tilesOfLevels(mLayout.colorLevels);
 }
 
 std::vector<PanoramaLoader::TileId> PanoramaLoader::depthTiles() const
 {
-    return tilesOfLevels(m_layout.depthLevels);
+    return tilesOfLevels(mLayout.depthLevels);
 }
 
 std::vector<PanoramaLoader::TileId> PanoramaLoader::tilesOfLevels(std::size_t levelCount) const
@@ -114,14 +108,14 @@ std::vector<PanoramaLoader::TileId> PanoramaLoader::tilesOfLevels(std::size_t le
 std::array<float, 3> PanoramaLoader::tileDirection(TileId tile) const
 {
     const std::size_t index = tileIndexWithinLevel(tile);
-    const std::size_t perFace = m_layout.tileRows * m_layout.tileColumns;
+    const std::size_t perFace = mLayout.tileRows * mLayout.tileColumns;
     if (index >= tilesPerLevel())
-        throw std::out_of_range("Panorama tile index " + std::to_string(index) + " is beyond the " +
-                                std::to_string(tilesPerLevel()) + " tiles of a level");
-    const std::size_t row = index % perFace / m_layout.tileColumns;
-    const std::size_t column = index % m_layout.tileColumns;
-    const double u = (static_cast<double>(column) + 0.5) / static_cast<double>(m_layout.tileColumns);
-    const double v = (static_cast<double>(row) + 0.5) / static_cast<double>(m_layout.tileRows);
+        throw std::out_of_range("Panorama tile index " + std::to_string(index) + " is beyond the "
+                                + std::to_string(tilesPerLevel()) + " tiles of a level");
+    const std::size_t row = index % perFace / mLayout.tileColumns;
+    const std::size_t column = index % mLayout.tileColumns;
+    const double u = (static_cast<double>(column) + 0.5) / static_cast<double>(mLayout.tileColumns);
+    const double v = (static_cast<double>(row) + 0.5) / static_cast<double>(mLayout.tileRows);
     if (projectionKind() != ProjectionKind::Equirectangular)
         return cubeDirection(index / perFace, u, v);
     const double azimuth = (0.5 - u) * 2.0 * pi;
@@ -133,9 +127,9 @@ std::array<float, 3> PanoramaLoader::tileDirection(TileId tile) const
 void PanoramaLoader::checkTile(TileId tile, std::size_t levelCount, const char* kind) const
 {
     if (level(tile) >= levelCount || tileIndexWithinLevel(tile) >= tilesPerLevel())
-        throw std::out_of_range(std::string("Panorama has no ") + kind + " tile " + std::to_string(tile) +
-                                " (level " + std::to_string(level(tile)) + ", index " +
-                                std::to_string(tileIndexWithinLevel(tile)) + ")");
+        throw std::out_of_range(std::string("Panorama has no ") + kind + " tile " + std::to_string(tile) + " (level "
+                                + std::to_string(level(tile)) + ", index " + std::to_string(tileIndexWithinLevel(tile))
+                                + ")");
 }
 
 } // namespace Graphics

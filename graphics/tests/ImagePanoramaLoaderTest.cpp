@@ -77,7 +77,8 @@ TEST(ImagePanoramaLoader, DistanceTilesTakeTheNearestSampleAndMarkTheUnmeasured)
             distance.at(x, y) = x == 3 && y == 2 ? 0.0f : static_cast<float>(y * 16 + x + 1); // exact in 8 bits
     distance.writeHdr(folder.path() / "distance.hdr");
 
-    const auto loader = ImagePanoramaLoader::equirectangular(folder.path() / "color.png", folder.path() / "distance.hdr", 2, 4);
+    const auto loader =
+        ImagePanoramaLoader::equirectangular(folder.path() / "color.png", folder.path() / "distance.hdr", 2, 4);
     ASSERT_EQ(loader->numDepthLevels(), 1u);
     EXPECT_EQ(loader->tileWidth(0), 8u);
     // Tile 5: row 1, column 1, colour texels 8..15 x 8..15, distance texels 4..7 x 4..7.
@@ -123,10 +124,12 @@ TEST(ImagePanoramaLoader, RefusesBadInputNamingTheFileOrValue)
 
     expectThrowNaming([&] { ImagePanoramaLoader::equirectangular(missing); }, "missing.png");
     expectThrowNaming([&] { ImagePanoramaLoader::equirectangular(notAnImage); }, "text.png");
-    expectThrowNaming([&] { ImagePanoramaLoader::equirectangular(folder.path() / "wide.png", folder.path() / "square.hdr"); },
-                      "square.hdr");
-    expectThrowNaming([&] { ImagePanoramaLoader::equirectangular(folder.path() / "wide.png", folder.path() / "square.png"); },
-                      "square.png");
+    expectThrowNaming(
+        [&] { ImagePanoramaLoader::equirectangular(folder.path() / "wide.png", folder.path() / "square.hdr"); },
+        "square.hdr");
+    expectThrowNaming(
+        [&] { ImagePanoramaLoader::equirectangular(folder.path() / "wide.png", folder.path() / "square.png"); },
+        "square.png");
     expectThrowNaming([&] { ImagePanoramaLoader::equirectangular(folder.path() / "wide.png", {}, 7, 7); }, "7 x 7");
     std::array<std::filesystem::path, 6> faces;
     faces.fill(folder.path() / "square.png");

@@ -23,8 +23,7 @@ Graphics::GeneratedPanoramaLoader loader(const PanoramaLayout& layout)
 }
 
 // The renderer's lookup from a direction to a linear tile index, written out from its formulas.
-std::size_t tileIndexOf(const std::array<float, 3>& d, ProjectionKind projection, std::size_t rows,
-                        std::size_t columns)
+std::size_t tileIndexOf(const std::array<float, 3>& d, ProjectionKind projection, std::size_t rows, std::size_t columns)
 {
     const double pi = 3.14159265;
     double u = 0;
@@ -61,7 +60,7 @@ TEST(PanoramaLoaderTest, LayoutsTheRendererCannotHoldAreRejected)
     const auto make = [](PanoramaLayout layout) { return loader(layout); };
     EXPECT_THROW(make(layout(ProjectionKind::Equirectangular, 0, 4)), std::invalid_argument);
     EXPECT_THROW(make(layout(ProjectionKind::Equirectangular, 7, 7)), std::invalid_argument); // 49 tiles
-    EXPECT_THROW(make(layout(ProjectionKind::CubeMap, 3, 3)), std::invalid_argument);         // 54 tiles
+    EXPECT_THROW(make(layout(ProjectionKind::CubeMap, 3, 3)), std::invalid_argument); // 54 tiles
     auto tooManyLevels = layout(ProjectionKind::Equirectangular, 1, 1);
     tooManyLevels.colorLevels = 4;
     EXPECT_THROW(make(tooManyLevels), std::invalid_argument);

@@ -22,8 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             return 0; // LASzip's own decoding is not ours to fuzz
         }
         const unsigned format = header.pointFormat;
-        const Index::PointLayout layout{
-            Index::lasFormatHasNearInfrared(format) ? 8u : Index::lasFormatHasColor(format) ? 7u : 6u, header.extraBytes()};
+        const Index::PointLayout layout{Index::lasFormatHasNearInfrared(format) ? 8u
+                                            : Index::lasFormatHasColor(format)  ? 7u
+                                                                                : 6u,
+                                        header.extraBytes()};
         const Index::RecordConverter converter(format, header.recordLength, layout, {}, "fuzz.las");
         std::vector<char> out(layout.recordLength());
         const std::uint64_t count = std::min<std::uint64_t>(header.pointCount, 4096);

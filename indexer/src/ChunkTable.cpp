@@ -11,7 +11,7 @@ namespace {
 // The interval coder of LAZ files (a variant of Amir Said's FastAC): a 32-bit base and length,
 // renormalised a byte at a time, with carries propagated back into bytes already written.
 constexpr std::uint32_t MIN_LENGTH = 0x01000000u;
-constexpr std::uint32_t BIT_SHIFT = 13;    // bits of the length dropped before a bit model's product
+constexpr std::uint32_t BIT_SHIFT = 13; // bits of the length dropped before a bit model's product
 constexpr std::uint32_t SYMBOL_SHIFT = 15; // ... before a symbol model's product
 
 // An adaptive probability of a 0 bit, recomputed after a growing number of bits.
@@ -79,13 +79,13 @@ class IntervalEncoder {
 public:
     void encode(BitModel& model, std::uint32_t bit)
     {
-        const std::uint32_t split = model.zeroProbability * (m_length >> BIT_SHIFT);
+        const std::uint32_t split = model.zeroProbability * (mLength >> BIT_SHIFT);
         if (bit == 0) {
-            m_length = split;
+            mLength = split;
             ++model.zeros;
         } else {
             advance(split);
-            m_length -= split;
+            mLength -= split;
         }
         renormaliseIfNeeded();
         if (--model.untilUpdate == 0) {
@@ -96,14 +96,14 @@ public:
     void encode(SymbolModel& model, std::uint32_t symbol)
     {
         if (symbol == model.last()) {
-            const std::uint32_t start = model.cumulative[symbol] * (m_length >> SYMBOL_SHIFT);
+            const std::uint32_t start = model.cumulative[symbol] * (mLength >> SYMBOL_SHIFT);
             advance(start);
-            m_length -= start;
+            mLength -= start;
         } else {
-            m_length >>= SYMBOL_SHIFT;
-            const std::uint32_t start = model.cumulative[symbol] * m_length;
+            mLength >>= SYMBOL_SHIFT;
+            const std::uint32_t start = model.cumulative[symbol] * mLength;
             advance(start);
-            m_length = model.cumulative[symbol + 1] * m_length - start;
+            mLength = model.cumulative[symbol + 1] * mLength - start;
         }
         renormaliseIfNeeded();
         ++model.counts[symbol];
@@ -120,55 +120,55 @@ public:
             value >>= 16;
             count -= 16;
         }
-        m_length >>= count;
-        advance(value * m_length);
+        mLength >>= count;
+        advance(value * mLength);
         renormaliseIfNeeded();
     }
 
     std::string finish()
     {
-        const std::uint32_t before = m_base;
+        const std::uint32_t before = mBase;
         bool thirdByte = true;
-        if (m_length > 2 * MIN_LENGTH) {
-            m_base += MIN_LENGTH;
-            m_length = MIN_LENGTH >> 1;
+        if (mLength > 2 * MIN_LENGTH) {
+            mBase += MIN_LENGTH;
+            mLength = MIN_LENGTH >> 1;
         } else {
-            m_base += MIN_LENGTH >> 1;
-            m_length = MIN_LENGTH >> 9;
+            mBase += MIN_LENGTH >> 1;
+            mLength = MIN_LENGTH >> 9;
             thirdByte = false;
         }
-        if (before > m_base) {
+        if (before > mBase) {
             propagateCarry();
         }
         renormalise();
-        m_bytes.append(thirdByte ? 3 : 2, '\0');
-        return std::move(m_bytes);
+        mBytes.append(thirdByte ? 3 : 2, '\0');
+        return std::move(mBytes);
     }
 
 private:
     void advance(std::uint32_t amount)
     {
-        const std::uint32_t before = m_base;
-        m_base += amount;
-        if (before > m_base) {
+        const std::uint32_t before = mBase;
+        mBase += amount;
+        if (before > mBase) {
             propagateCarry();
         }
     }
 
     void propagateCarry()
     {
-        std::size_t at = m_bytes.size();
-        while (at > 0 && static_cast<unsigned char>(m_bytes[at - 1]) == 0xFFu) {
-            m_bytes[--at] = '\0';
+        std::size_t at = mBytes.size();
+        while (at > 0 && static_cast<unsigned char>(mBytes[at - 1]) == 0xFFu) {
+            mBytes[--at] = '\0';
         }
         if (at > 0) {
-            m_bytes[at - 1] = static_cast<char>(static_cast<unsigned char>(m_bytes[at - 1]) + 1);
+            mBytes[at - 1] = static_cast<char>(static_cast<unsigned char>(mBytes[at - 1]) + 1);
         }
     }
 
     void renormaliseIfNeeded()
     {
-        if (m_length < MIN_LENGTH) {
+        if (mLength < MIN_LENGTH) {
             renormalise();
         }
     }
@@ -176,14 +176,14 @@ private:
     void renormalise()
     {
         do {
-            m_bytes.push_back(static_cast<char>(m_base >> 24));
-            m_base <<= 8;
-        } while ((m_length <<= 8) < MIN_LENGTH);
+            mBytes.push_back(static_cast<char>(mBase >> 24));
+            mBase <<= 8;
+        } while ((mLength <<= 8) < MIN_LENGTH);
     }
 
-    std::string m_bytes;
-    std::uint32_t m_base = 0;
-    std::uint32_t m_length = 0xFFFFFFFFu;
+    std::string mBytes;
+    std::uint32_t mBase = 0;
+    std::uint32_t mLength = 0xFFFFFFFFu;
 };
 
 // LASzip's integer coder for 32-bit values: the difference to a prediction is coded as its bit
@@ -194,25 +194,25 @@ public:
     explicit IntegerEncoder(std::size_t contexts)
     {
         for (std::size_t c = 0; c < contexts; ++c) {
-            m_lengths.emplace_back(33);
+            mLengths.emplace_back(33);
         }
         for (std::uint32_t k = 1; k <= 32; ++k) {
-            m_corrections[k] = std::make_unique<SymbolModel>(1u << std::min<std::uint32_t>(k, HIGH_BITS));
+            mCorrections[k] = std::make_unique<SymbolModel>(1u << std::min<std::uint32_t>(k, HIGH_BITS));
         }
     }
 
     void encode(IntervalEncoder& coder, std::uint32_t predicted, std::uint32_t actual, std::size_t context)
     {
         const auto difference = static_cast<std::int32_t>(actual - predicted);
-        const std::uint32_t magnitude = difference <= 0 ? 0u - static_cast<std::uint32_t>(difference)
-                                                        : static_cast<std::uint32_t>(difference) - 1u;
+        const std::uint32_t magnitude =
+            difference <= 0 ? 0u - static_cast<std::uint32_t>(difference) : static_cast<std::uint32_t>(difference) - 1u;
         std::uint32_t k = 0;
         for (std::uint32_t rest = magnitude; rest != 0; rest >>= 1) {
             ++k;
         }
-        coder.encode(m_lengths[context], k);
+        coder.encode(mLengths[context], k);
         if (k == 0) {
-            coder.encode(m_zeroOrOne, static_cast<std::uint32_t>(difference));
+            coder.encode(mZeroOrOne, static_cast<std::uint32_t>(difference));
             return;
         }
         if (k == 32) {
@@ -222,10 +222,10 @@ public:
         const std::uint32_t value = difference < 0 ? static_cast<std::uint32_t>(difference) + ((1u << k) - 1u)
                                                    : static_cast<std::uint32_t>(difference) - 1u;
         if (k <= HIGH_BITS) {
-            coder.encode(*m_corrections[k], value);
+            coder.encode(*mCorrections[k], value);
         } else {
             const std::uint32_t lowBits = k - HIGH_BITS;
-            coder.encode(*m_corrections[k], value >> lowBits);
+            coder.encode(*mCorrections[k], value >> lowBits);
             coder.writeBits(lowBits, value & ((1u << lowBits) - 1u));
         }
     }
@@ -233,9 +233,9 @@ public:
 private:
     static constexpr std::uint32_t HIGH_BITS = 8;
 
-    std::vector<SymbolModel> m_lengths;
-    BitModel m_zeroOrOne;
-    std::array<std::unique_ptr<SymbolModel>, 33> m_corrections;
+    std::vector<SymbolModel> mLengths;
+    BitModel mZeroOrOne;
+    std::array<std::unique_ptr<SymbolModel>, 33> mCorrections;
 };
 
 void appendUint32(std::string& bytes, std::uint32_t value)

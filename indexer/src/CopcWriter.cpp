@@ -57,64 +57,67 @@ std::string extendedRecord(std::string_view user, std::uint16_t id, std::string_
     return bytes.append(data);
 }
 
-bool wktFitsRecord(const std::string& wkt) { return wkt.size() + 1 <= std::numeric_limits<std::uint16_t>::max(); }
+bool wktFitsRecord(const std::string& wkt)
+{
+    return wkt.size() + 1 <= std::numeric_limits<std::uint16_t>::max();
+}
 
 } // namespace
 
 CopcWriter::CopcWriter(const std::filesystem::path& file, const InputSet& inputs, std::string laszipRecord)
-    : m_file(file), m_inputs(inputs), m_laszipRecord(std::move(laszipRecord))
+    : mFile(file), mInputs(inputs), mLaszipRecord(std::move(laszipRecord))
 {
-    m_out.open(file, std::ios::binary | std::ios::trunc);
-    if (!m_out) {
+    mOut.open(file, std::ios::binary | std::ios::trunc);
+    if (!mOut) {
         throw std::runtime_error("cannot create " + file.string());
     }
     const std::string placeholder = head();
-    m_pointDataOffset = placeholder.size();
+    mPointDataOffset = placeholder.size();
     write(placeholder);
     write(std::string(8, '\0')); // the chunk table's offset, known at the end
 }
 
 void CopcWriter::write(std::string_view bytes)
 {
-    m_out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!m_out) {
-        throw std::runtime_error("cannot write " + m_file.string() + " (is the disk full?)");
+    mOut.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!mOut) {
+        throw std::runtime_error("cannot write " + mFile.string() + " (is the disk full?)");
     }
-    m_position += bytes.size();
+    mPosition += bytes.size();
 }
 
 void CopcWriter::addNode(OctreeNodeId node, std::uint32_t pointCount, std::string_view chunk, const PointStats& stats)
 {
-    std::lock_guard lock(m_mutex);
-    m_entries[node] = Entry{m_position, static_cast<std::int32_t>(chunk.size()), static_cast<std::int32_t>(pointCount)};
-    m_chunks.push_back({pointCount, static_cast<std::uint32_t>(chunk.size())});
-    m_stats.merge(stats);
+    std::lock_guard lock(mMutex);
+    mEntries[node] = Entry{mPosition, static_cast<std::int32_t>(chunk.size()), static_cast<std::int32_t>(pointCount)};
+    mChunks.push_back({pointCount, static_cast<std::uint32_t>(chunk.size())});
+    mStats.merge(stats);
     write(chunk);
 }
 
 void CopcWriter::addEmptyNode(OctreeNodeId node)
 {
-    std::lock_guard lock(m_mutex);
-    m_entries[node] = Entry{};
+    std::lock_guard lock(mMutex);
+    mEntries[node] = Entry{};
 }
 
 std::size_t CopcWriter::nodeCount() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_entries.size();
+    std::lock_guard lock(mMutex);
+    return mEntries.size();
 }
 
 std::uint64_t CopcWriter::pointCount() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_stats.count;
+    std::lock_guard lock(mMutex);
+    return mStats.count;
 }
 
 std::string CopcWriter::head() const
 {
     std::string header(LAS_HEADER_SIZE, '\0');
     std::memcpy(header.data(), "LASF", 4);
-    put<std::uint16_t>(header, 6, static_cast<std::uint16_t>(m_inputs.globalEncoding | 16u)); // WKT
+    put<std::uint16_t>(header, 6, static_cast<std::uint16_t>(mInputs.globalEncoding | 16u)); // WKT
     header[24] = 1;
     header[25] = 4;
     putText(header, 26, "LumaroRender", 32);
@@ -126,56 +129,59 @@ std::string CopcWriter::head() const
     put<std::uint16_t>(header, 92, static_cast<std::uint16_t>(static_cast<int>(date.year())));
     put<std::uint16_t>(header, 94, static_cast<std::uint16_t>(LAS_HEADER_SIZE));
 
-    const Cube& cube = m_inputs.cube;
+    const Cube& cube = mInputs.cube;
     std::string info(INFO_SIZE, '\0');
     for (int axis = 0; axis < 3; ++axis) {
         put<double>(info, 8 * axis, cube.minimum[axis] + cube.edge / 2);
     }
     put<double>(info, 24, cube.edge / 2);
     put<double>(info, 32, cube.edge / GridSampler::CELLS_PER_EDGE);
-    put<std::uint64_t>(info, 40, m_rootPageOffset);
-    put<std::uint64_t>(info, 48, m_rootPageSize);
-    const bool anyPoints = m_stats.count > 0;
-    put<double>(info, 56, anyPoints ? m_stats.gpsTimeMinimum : 0.0);
-    put<double>(info, 64, anyPoints ? m_stats.gpsTimeMaximum : 0.0);
+    put<std::uint64_t>(info, 40, mRootPageOffset);
+    put<std::uint64_t>(info, 48, mRootPageSize);
+    const bool anyPoints = mStats.count > 0;
+    put<double>(info, 56, anyPoints ? mStats.gpsTimeMinimum : 0.0);
+    put<double>(info, 64, anyPoints ? mStats.gpsTimeMaximum : 0.0);
 
-    std::string records = record("copc", 1, "COPC info", info) + record("laszip encoded", 22204, "LASzip", m_laszipRecord);
+    std::string records =
+        record("copc", 1, "COPC info", info) + record("laszip encoded", 22204, "LASzip", mLaszipRecord);
     std::uint32_t recordCount = 2;
-    if (!m_inputs.wkt.empty() && wktFitsRecord(m_inputs.wkt)) {
-        records += record("LASF_Projection", 2112, "coordinate system (WKT)", m_inputs.wkt + '\0');
+    if (!mInputs.wkt.empty() && wktFitsRecord(mInputs.wkt)) {
+        records += record("LASF_Projection", 2112, "coordinate system (WKT)", mInputs.wkt + '\0');
         ++recordCount;
     }
-    if (!m_inputs.extraBytesRecord.empty()) {
-        records += record("LASF_Spec", 4, "extra bytes", m_inputs.extraBytesRecord);
+    if (!mInputs.extraBytesRecord.empty()) {
+        records += record("LASF_Spec", 4, "extra bytes", mInputs.extraBytesRecord);
         ++recordCount;
     }
     put<std::uint32_t>(header, 96, static_cast<std::uint32_t>(LAS_HEADER_SIZE + records.size()));
     put<std::uint32_t>(header, 100, recordCount);
-    header[104] = static_cast<char>(0x80u | m_inputs.layout.format); // the LAZ convention for compressed points
-    put<std::uint16_t>(header, 105, static_cast<std::uint16_t>(m_inputs.layout.recordLength()));
+    header[104] = static_cast<char>(0x80u | mInputs.layout.format); // the LAZ convention for compressed points
+    put<std::uint16_t>(header, 105, static_cast<std::uint16_t>(mInputs.layout.recordLength()));
     for (int axis = 0; axis < 3; ++axis) {
-        const double scale = m_inputs.scale[axis];
-        const double offset = m_inputs.offset[axis];
+        const double scale = mInputs.scale[axis];
+        const double offset = mInputs.offset[axis];
         put<double>(header, 131 + 8 * axis, scale);
         put<double>(header, 155 + 8 * axis, offset);
-        put<double>(header, 179 + 16 * axis, anyPoints ? m_stats.maximum[axis] * scale + offset : 0.0);
-        put<double>(header, 187 + 16 * axis, anyPoints ? m_stats.minimum[axis] * scale + offset : 0.0);
+        put<double>(header, 179 + 16 * axis, anyPoints ? mStats.maximum[axis] * scale + offset : 0.0);
+        put<double>(header, 187 + 16 * axis, anyPoints ? mStats.minimum[axis] * scale + offset : 0.0);
     }
-    put<std::uint64_t>(header, 235, m_evlrStart);
-    put<std::uint32_t>(header, 243, m_evlrStart == 0 ? 0u : (!m_inputs.wkt.empty() && !wktFitsRecord(m_inputs.wkt) ? 2u : 1u));
-    put<std::uint64_t>(header, 247, m_stats.count);
-    for (std::size_t r = 0; r < m_stats.byReturn.size(); ++r) {
-        put<std::uint64_t>(header, 255 + 8 * r, m_stats.byReturn[r]);
+    put<std::uint64_t>(header, 235, mEvlrStart);
+    put<std::uint32_t>(header, 243,
+                       mEvlrStart == 0 ? 0u : (!mInputs.wkt.empty() && !wktFitsRecord(mInputs.wkt) ? 2u : 1u));
+    put<std::uint64_t>(header, 247, mStats.count);
+    for (std::size_t r = 0; r < mStats.byReturn.size(); ++r) {
+        put<std::uint64_t>(header, 255 + 8 * r, mStats.byReturn[r]);
     }
     return header + records;
 }
 
-std::string CopcWriter::hierarchyPages(std::uint64_t dataStart, std::uint64_t& rootOffset, std::uint64_t& rootSize) const
+std::string CopcWriter::hierarchyPages(std::uint64_t dataStart, std::uint64_t& rootOffset,
+                                       std::uint64_t& rootSize) const
 {
     std::map<OctreeNodeId, std::vector<OctreeNodeId>> children;
-    for (const auto& [node, entry] : m_entries) {
+    for (const auto& [node, entry] : mEntries) {
         if (!node.isRoot()) {
-            if (!m_entries.contains(node.parent())) {
+            if (!mEntries.contains(node.parent())) {
                 throw std::logic_error("the hierarchy lists node " + node.name() + " but not its parent");
             }
             children[node.parent()].push_back(node);
@@ -207,7 +213,7 @@ std::string CopcWriter::hierarchyPages(std::uint64_t dataStart, std::uint64_t& r
             page += bytes;
         };
         std::function<void(OctreeNodeId)> visit = [&](OctreeNodeId node) {
-            addEntry(node, m_entries.at(node));
+            addEntry(node, mEntries.at(node));
             for (const OctreeNodeId child : children[node]) {
                 if (child.level() % PAGE_LEVELS == 0 && subtreeSizes[child] > PAGE_MINIMUM_NODES) {
                     const auto [offset, size] = writePage(child);
@@ -228,25 +234,25 @@ std::string CopcWriter::hierarchyPages(std::uint64_t dataStart, std::uint64_t& r
 
 void CopcWriter::finish()
 {
-    std::lock_guard lock(m_mutex);
-    const std::uint64_t tableOffset = m_position;
-    write(encodeChunkTable(m_chunks));
-    m_evlrStart = m_position;
-    const std::string pages = hierarchyPages(m_evlrStart + EXTENDED_RECORD_HEADER_SIZE, m_rootPageOffset, m_rootPageSize);
+    std::lock_guard lock(mMutex);
+    const std::uint64_t tableOffset = mPosition;
+    write(encodeChunkTable(mChunks));
+    mEvlrStart = mPosition;
+    const std::string pages = hierarchyPages(mEvlrStart + EXTENDED_RECORD_HEADER_SIZE, mRootPageOffset, mRootPageSize);
     write(extendedRecord("copc", 1000, "EPT hierarchy", pages));
-    if (!m_inputs.wkt.empty() && !wktFitsRecord(m_inputs.wkt)) {
-        write(extendedRecord("LASF_Projection", 2112, "coordinate system (WKT)", m_inputs.wkt + '\0'));
+    if (!mInputs.wkt.empty() && !wktFitsRecord(mInputs.wkt)) {
+        write(extendedRecord("LASF_Projection", 2112, "coordinate system (WKT)", mInputs.wkt + '\0'));
     }
     const std::string finalHead = head();
-    if (finalHead.size() != m_pointDataOffset) {
-        throw std::logic_error("the header of " + m_file.string() + " changed its size");
+    if (finalHead.size() != mPointDataOffset) {
+        throw std::logic_error("the header of " + mFile.string() + " changed its size");
     }
-    m_out.seekp(0);
-    m_out.write(finalHead.data(), static_cast<std::streamsize>(finalHead.size()));
-    m_out.write(reinterpret_cast<const char*>(&tableOffset), sizeof tableOffset);
-    m_out.close();
-    if (!m_out) {
-        throw std::runtime_error("cannot write " + m_file.string() + " (is the disk full?)");
+    mOut.seekp(0);
+    mOut.write(finalHead.data(), static_cast<std::streamsize>(finalHead.size()));
+    mOut.write(reinterpret_cast<const char*>(&tableOffset), sizeof tableOffset);
+    mOut.close();
+    if (!mOut) {
+        throw std::runtime_error("cannot write " + mFile.string() + " (is the disk full?)");
     }
 }
 

@@ -46,19 +46,19 @@ private:
     std::string hierarchyPages(std::uint64_t dataStart, std::uint64_t& rootOffset, std::uint64_t& rootSize) const;
     void write(std::string_view bytes);
 
-    std::filesystem::path m_file;
-    const InputSet& m_inputs;
-    std::string m_laszipRecord;
-    std::ofstream m_out;
-    mutable std::mutex m_mutex;
-    std::uint64_t m_position = 0;
-    std::uint64_t m_pointDataOffset = 0;
-    std::map<Octree::OctreeNodeId, Entry> m_entries;
-    std::vector<ChunkTableEntry> m_chunks;
-    PointStats m_stats;
-    std::uint64_t m_evlrStart = 0;
-    std::uint64_t m_rootPageOffset = 0;
-    std::uint64_t m_rootPageSize = 0;
+    std::filesystem::path mFile;
+    const InputSet& mInputs;
+    std::string mLaszipRecord;
+    std::ofstream mOut;
+    mutable std::mutex mMutex;
+    std::uint64_t mPosition = 0;
+    std::uint64_t mPointDataOffset = 0;
+    std::map<Octree::OctreeNodeId, Entry> mEntries;
+    std::vector<ChunkTableEntry> mChunks;
+    PointStats mStats;
+    std::uint64_t mEvlrStart = 0;
+    std::uint64_t mRootPageOffset = 0;
+    std::uint64_t mRootPageSize = 0;
 };
 
 } // namespace Index

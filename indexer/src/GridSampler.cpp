@@ -20,26 +20,28 @@ std::vector<std::uint32_t> GridSampler::sample(Octree::OctreeNodeId node, const 
                                                const std::vector<std::uint32_t>& candidates) const
 {
     // Positions in units of the node's edge, relative to its corner.
-    const Cube cube = m_coder.cubeOf(node);
+    const Cube cube = mCoder.cubeOf(node);
     std::vector<std::array<float, 3>> units(candidates.size());
     for (std::size_t c = 0; c < candidates.size(); ++c) {
-        const char* record = records + std::size_t{candidates[c]} * m_recordLength;
+        const char* record = records + std::size_t{candidates[c]} * mRecordLength;
         for (int axis = 0; axis < 3; ++axis) {
-            const double world = loadField<std::int32_t>(record, 4 * axis) * m_coder.scale()[axis] + m_coder.offset()[axis];
+            const double world =
+                loadField<std::int32_t>(record, 4 * axis) * mCoder.scale()[axis] + mCoder.offset()[axis];
             units[c][axis] = static_cast<float>((world - cube.minimum[axis]) / cube.edge);
         }
     }
     std::vector<std::uint32_t> kept;
     for (unsigned cells = CELLS_PER_EDGE; cells >= 1; cells /= 2) {
         kept = sampleOnGrid(units, cells);
-        if (kept.size() <= m_maxPoints || cells == 1) {
+        if (kept.size() <= mMaxPoints || cells == 1) {
             break;
         }
     }
     return kept;
 }
 
-std::vector<std::uint32_t> GridSampler::sampleOnGrid(const std::vector<std::array<float, 3>>& units, unsigned cells) const
+std::vector<std::uint32_t> GridSampler::sampleOnGrid(const std::vector<std::array<float, 3>>& units,
+                                                     unsigned cells) const
 {
     const std::size_t tableSize = std::bit_ceil(std::max<std::size_t>(2 * units.size(), 16));
     const std::size_t mask = tableSize - 1;

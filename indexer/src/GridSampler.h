@@ -20,9 +20,8 @@ public:
     static constexpr unsigned CELLS_PER_EDGE = 128;
 
     GridSampler(const PointCoder& coder, std::size_t recordLength, std::size_t maxPoints)
-        : m_coder(coder), m_recordLength(recordLength), m_maxPoints(maxPoints)
-    {
-    }
+        : mCoder(coder), mRecordLength(recordLength), mMaxPoints(maxPoints)
+    {}
 
     // Positions in `candidates` (ascending) of the points the node keeps; `candidates` are
     // indices of records in `records`.
@@ -32,9 +31,9 @@ public:
 private:
     std::vector<std::uint32_t> sampleOnGrid(const std::vector<std::array<float, 3>>& units, unsigned cells) const;
 
-    const PointCoder& m_coder;
-    std::size_t m_recordLength;
-    std::size_t m_maxPoints;
+    const PointCoder& mCoder;
+    std::size_t mRecordLength;
+    std::size_t mMaxPoints;
 };
 
 } // namespace Index

@@ -89,21 +89,24 @@ std::uint64_t perThreadBytes(std::size_t nodePoints, std::size_t recordLength)
 Plan makePlan(const IndexOptions& options, const InputSet& inputs)
 {
     if (options.memoryLimitMiB < IndexOptions::MIN_MEMORY_LIMIT_MIB) {
-        throw std::invalid_argument("the memory limit must be at least " + std::to_string(IndexOptions::MIN_MEMORY_LIMIT_MIB)
-                                    + " MiB, not " + std::to_string(options.memoryLimitMiB));
+        throw std::invalid_argument("the memory limit must be at least "
+                                    + std::to_string(IndexOptions::MIN_MEMORY_LIMIT_MIB) + " MiB, not "
+                                    + std::to_string(options.memoryLimitMiB));
     }
     if (options.maxNodePoints < 16) {
-        throw std::invalid_argument("nodes must be allowed at least 16 points, not " + std::to_string(options.maxNodePoints));
+        throw std::invalid_argument("nodes must be allowed at least 16 points, not "
+                                    + std::to_string(options.maxNodePoints));
     }
     Plan plan;
     plan.recordLength = inputs.layout.recordLength();
     const std::uint64_t limit = std::uint64_t{options.memoryLimitMiB} * MIB;
     const std::uint64_t perPoint = plan.recordLength + CHUNK_BYTES_PER_POINT;
-    plan.maxNodePoints = std::min<std::size_t>(options.maxNodePoints,
-                                               std::max<std::uint64_t>(MIN_NODE_POINTS, limit / (32 * perPoint)));
+    plan.maxNodePoints =
+        std::min<std::size_t>(options.maxNodePoints, std::max<std::uint64_t>(MIN_NODE_POINTS, limit / (32 * perPoint)));
     plan.threads = options.threads != 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
     // Fewer threads rather than a failure when each one's working memory would not fit.
-    while (plan.threads > 1 && FIXED_OVERHEAD + plan.threads * perThreadBytes(plan.maxNodePoints, plan.recordLength) > limit / 2) {
+    while (plan.threads > 1
+           && FIXED_OVERHEAD + plan.threads * perThreadBytes(plan.maxNodePoints, plan.recordLength) > limit / 2) {
         --plan.threads;
     }
     plan.budget = limit - FIXED_OVERHEAD - plan.threads * perThreadBytes(plan.maxNodePoints, plan.recordLength);
@@ -144,22 +147,21 @@ class IndexRun {
 public:
     IndexRun(const InputSet& inputs, const Plan& plan, const std::filesystem::path& temporary, CopcWriter& writer,
              const LazChunkCompressor& compressor, const std::function<void(const Progress&)>& progress)
-        : m_inputs(inputs),
-          m_plan(plan),
-          m_coder(inputs.cube, inputs.scale, inputs.offset),
-          m_sampler(m_coder, plan.recordLength, plan.maxNodePoints),
-          m_chunks(temporary, "chunk", plan.recordLength),
-          m_pending(temporary, "pending", plan.recordLength),
-          m_writer(writer),
-          m_compressor(compressor),
-          m_progress(progress),
-          m_budget(plan.budget),
-          m_pool(plan.threads)
-    {
-    }
+        : mInputs(inputs),
+          mPlan(plan),
+          mCoder(inputs.cube, inputs.scale, inputs.offset),
+          mSampler(mCoder, plan.recordLength, plan.maxNodePoints),
+          mChunks(temporary, "chunk", plan.recordLength),
+          mPending(temporary, "pending", plan.recordLength),
+          mWriter(writer),
+          mCompressor(compressor),
+          mProgress(progress),
+          mBudget(plan.budget),
+          mPool(plan.threads)
+    {}
 
-    void requestStop() { m_pool.requestStop(); }
-    std::uint64_t peakAccountedBytes() const { return m_budget.peak(); }
+    void requestStop() { mPool.requestStop(); }
+    std::uint64_t peakAccountedBytes() const { return mBudget.peak(); }
 
     void run()
     {
@@ -173,25 +175,26 @@ public:
 private:
     void report(Phase phase, double fraction) const
     {
-        if (m_progress) {
-            m_progress(Progress{phase, std::clamp(fraction, 0.0, 1.0)});
+        if (mProgress) {
+            mProgress(Progress{phase, std::clamp(fraction, 0.0, 1.0)});
         }
     }
 
     void report(Phase phase) const
     {
-        const double total = static_cast<double>(m_inputs.pointCount);
-        report(phase, static_cast<double>(phase == Phase::Reading ? m_pointsRead.load() : m_pointsWritten.load()) / total);
+        const double total = static_cast<double>(mInputs.pointCount);
+        report(phase,
+               static_cast<double>(phase == Phase::Reading ? mPointsRead.load() : mPointsWritten.load()) / total);
     }
 
     // Waits for every task given so far, reporting progress; rethrows a task's failure.
     void drain(Phase phase)
     {
-        while (!m_pool.waitFor(POLL)) {
+        while (!mPool.waitFor(POLL)) {
             report(phase);
         }
         report(phase);
-        if (m_pool.stopToken().stop_requested()) {
+        if (mPool.stopToken().stop_requested()) {
             throw Octree::OperationCancelled();
         }
     }
@@ -200,11 +203,11 @@ private:
     std::shared_ptr<Reservation> admit(std::uint64_t bytes, Phase phase)
     {
         for (;;) {
-            if (std::optional<Reservation> reservation = m_budget.tryReserve(bytes, POLL)) {
+            if (std::optional<Reservation> reservation = mBudget.tryReserve(bytes, POLL)) {
                 return std::make_shared<Reservation>(std::move(*reservation));
             }
             report(phase);
-            if (m_pool.stopToken().stop_requested()) {
+            if (mPool.stopToken().stop_requested()) {
                 drain(phase);
                 throw Octree::OperationCancelled();
             }
@@ -222,40 +225,39 @@ private:
     class Distributor {
     public:
         Distributor(NodeFiles& files, std::size_t recordLength, std::uint64_t limit)
-            : m_files(files), m_recordLength(recordLength), m_limit(limit)
-        {
-        }
+            : mFiles(files), mRecordLength(recordLength), mLimit(limit)
+        {}
         void add(OctreeNodeId node, const char* record)
         {
-            m_buffers[node.value()].append(record, m_recordLength);
-            m_buffered += m_recordLength;
-            if (m_buffered >= m_limit) {
+            mBuffers[node.value()].append(record, mRecordLength);
+            mBuffered += mRecordLength;
+            if (mBuffered >= mLimit) {
                 flush();
             }
         }
         void flush()
         {
-            for (auto& [value, buffer] : m_buffers) {
-                m_files.append(OctreeNodeId::fromValue(value), buffer);
+            for (auto& [value, buffer] : mBuffers) {
+                mFiles.append(OctreeNodeId::fromValue(value), buffer);
             }
-            m_buffers.clear();
-            m_buffered = 0;
+            mBuffers.clear();
+            mBuffered = 0;
         }
 
     private:
-        NodeFiles& m_files;
-        std::size_t m_recordLength;
-        std::uint64_t m_limit;
-        std::unordered_map<std::uint64_t, std::string> m_buffers;
-        std::uint64_t m_buffered = 0;
+        NodeFiles& mFiles;
+        std::size_t mRecordLength;
+        std::uint64_t mLimit;
+        std::unordered_map<std::uint64_t, std::string> mBuffers;
+        std::uint64_t mBuffered = 0;
     };
 
     // Reading: every input in runs of points, each run decoded and spread over the chunk files by
     // the cell of the chunk level that holds each point.
     void read()
     {
-        const std::size_t length = m_plan.recordLength;
-        for (const InputFile& input : m_inputs.files) {
+        const std::size_t length = mPlan.recordLength;
+        for (const InputFile& input : mInputs.files) {
             std::uint64_t step = SEGMENT_POINTS;
             const std::uint32_t lazChunk = input.header.lazChunkSize;
             if (input.header.compressed && lazChunk != 0 && lazChunk != 0xFFFFFFFFu) {
@@ -266,9 +268,10 @@ private:
                 if (input.header.compressed && first + step > MAX_LAZ_SEEK) {
                     count = input.header.pointCount - first; // the rest in one run: no seek can reach beyond
                 }
-                const auto reservation = admit(
-                    READ_BLOCK_POINTS * (input.header.recordLength + length) + 2 * m_plan.distributionBytes, Phase::Reading);
-                m_pool.submit([this, &input, first, count, reservation](std::stop_token stop) {
+                const auto reservation =
+                    admit(READ_BLOCK_POINTS * (input.header.recordLength + length) + 2 * mPlan.distributionBytes,
+                          Phase::Reading);
+                mPool.submit([this, &input, first, count, reservation](std::stop_token stop) {
                     readSegment(input, first, count, stop);
                 });
                 if (count != std::min(step, input.header.pointCount - first)) {
@@ -281,23 +284,24 @@ private:
 
     void readSegment(const InputFile& input, std::uint64_t first, std::uint64_t count, std::stop_token stop)
     {
-        const std::size_t length = m_plan.recordLength;
-        const std::unique_ptr<SegmentReader> reader = SegmentReader::open(input, m_inputs.layout, first, count);
+        const std::size_t length = mPlan.recordLength;
+        const std::unique_ptr<SegmentReader> reader = SegmentReader::open(input, mInputs.layout, first, count);
         std::string block(READ_BLOCK_POINTS * length, '\0');
-        Distributor distributor(m_chunks, length, m_plan.distributionBytes);
+        Distributor distributor(mChunks, length, mPlan.distributionBytes);
         std::uint64_t index = first;
         while (const std::size_t read = reader->read(block.data(), READ_BLOCK_POINTS)) {
             checkStop(stop);
             for (std::size_t i = 0; i < read; ++i, ++index) {
                 const char* record = block.data() + i * length;
                 std::uint64_t code = 0;
-                if (!input.holds(record) || !m_coder.code(record, code)) {
-                    throw std::runtime_error(input.name + ": point " + std::to_string(index)
-                                             + " lies outside the bounds its header gives; the header or the point is corrupt");
+                if (!input.holds(record) || !mCoder.code(record, code)) {
+                    throw std::runtime_error(
+                        input.name + ": point " + std::to_string(index)
+                        + " lies outside the bounds its header gives; the header or the point is corrupt");
                 }
-                distributor.add(PointCoder::nodeAt(code, m_plan.chunkLevel), record);
+                distributor.add(PointCoder::nodeAt(code, mPlan.chunkLevel), record);
             }
-            m_pointsRead += read;
+            mPointsRead += read;
         }
         distributor.flush();
     }
@@ -308,11 +312,12 @@ private:
     {
         for (;;) {
             bool split = false;
-            for (const auto& [chunk, count] : m_chunks.counts()) {
-                if (count > m_plan.maxChunkPoints && chunk.level() < PointCoder::DEPTH) {
-                    const auto reservation = admit(READ_BLOCK_POINTS * m_plan.recordLength + 2 * m_plan.distributionBytes,
-                                                   Phase::Indexing);
-                    m_pool.submit([this, chunk, count, reservation](std::stop_token stop) { splitChunk(chunk, count, stop); });
+            for (const auto& [chunk, count] : mChunks.counts()) {
+                if (count > mPlan.maxChunkPoints && chunk.level() < PointCoder::DEPTH) {
+                    const auto reservation =
+                        admit(READ_BLOCK_POINTS * mPlan.recordLength + 2 * mPlan.distributionBytes, Phase::Indexing);
+                    mPool.submit(
+                        [this, chunk, count, reservation](std::stop_token stop) { splitChunk(chunk, count, stop); });
                     split = true;
                 }
             }
@@ -325,30 +330,32 @@ private:
 
     void splitChunk(OctreeNodeId chunk, std::uint64_t count, std::stop_token stop)
     {
-        const std::size_t length = m_plan.recordLength;
+        const std::size_t length = mPlan.recordLength;
         std::string block(READ_BLOCK_POINTS * length, '\0');
-        Distributor distributor(m_chunks, length, m_plan.distributionBytes);
+        Distributor distributor(mChunks, length, mPlan.distributionBytes);
         for (std::uint64_t first = 0; first < count; first += READ_BLOCK_POINTS) {
             checkStop(stop);
-            const std::size_t read = static_cast<std::size_t>(std::min<std::uint64_t>(READ_BLOCK_POINTS, count - first));
-            m_chunks.read(chunk, first, read, block.data());
+            const std::size_t read =
+                static_cast<std::size_t>(std::min<std::uint64_t>(READ_BLOCK_POINTS, count - first));
+            mChunks.read(chunk, first, read, block.data());
             for (std::size_t i = 0; i < read; ++i) {
                 std::uint64_t code = 0;
-                m_coder.code(block.data() + i * length, code);
-                distributor.add(PointCoder::nodeAt(code, static_cast<unsigned>(chunk.level()) + 1), block.data() + i * length);
+                mCoder.code(block.data() + i * length, code);
+                distributor.add(PointCoder::nodeAt(code, static_cast<unsigned>(chunk.level()) + 1),
+                                block.data() + i * length);
             }
         }
         distributor.flush();
-        m_chunks.remove(chunk);
+        mChunks.remove(chunk);
     }
 
     // Indexing: each chunk's points sorted into their octree, built from the leaves up. What the
     // chunk's own node keeps waits in a pending file for the levels above.
     void indexChunks()
     {
-        for (const auto& [chunk, count] : m_chunks.counts()) {
-            const auto reservation = admit(count * (2 * m_plan.recordLength + CHUNK_BYTES_PER_POINT), Phase::Indexing);
-            m_pool.submit([this, chunk, count, reservation](std::stop_token stop) mutable {
+        for (const auto& [chunk, count] : mChunks.counts()) {
+            const auto reservation = admit(count * (2 * mPlan.recordLength + CHUNK_BYTES_PER_POINT), Phase::Indexing);
+            mPool.submit([this, chunk, count, reservation](std::stop_token stop) mutable {
                 indexChunk(chunk, count, std::move(*reservation), stop);
             });
         }
@@ -357,15 +364,15 @@ private:
 
     void indexChunk(OctreeNodeId chunk, std::uint64_t count, Reservation reservation, std::stop_token stop)
     {
-        const std::size_t length = m_plan.recordLength;
+        const std::size_t length = mPlan.recordLength;
         const auto n = static_cast<std::size_t>(count);
         std::string unsorted(n * length, '\0');
-        m_chunks.read(chunk, 0, count, unsorted.data());
-        m_chunks.remove(chunk);
+        mChunks.read(chunk, 0, count, unsorted.data());
+        mChunks.remove(chunk);
         // Codes and indices side by side, so that sorting moves neither records nor scattered reads.
         std::vector<std::pair<std::uint64_t, std::uint32_t>> order(n);
         for (std::size_t i = 0; i < n; ++i) {
-            m_coder.code(unsorted.data() + i * length, order[i].first);
+            mCoder.code(unsorted.data() + i * length, order[i].first);
             order[i].second = static_cast<std::uint32_t>(i);
         }
         std::sort(order.begin(), order.end());
@@ -374,7 +381,8 @@ private:
         records->bytes.resize(n * length);
         std::vector<std::uint64_t> sortedCodes(n);
         for (std::size_t i = 0; i < n; ++i) {
-            std::memcpy(records->bytes.data() + i * length, unsorted.data() + std::size_t{order[i].second} * length, length);
+            std::memcpy(records->bytes.data() + i * length, unsorted.data() + std::size_t{order[i].second} * length,
+                        length);
             sortedCodes[i] = order[i].first;
         }
         unsorted = std::string();
@@ -385,11 +393,12 @@ private:
     }
 
     Pending buildSubtree(OctreeNodeId node, const std::shared_ptr<const Records>& records,
-                         const std::vector<std::uint64_t>& codes, std::size_t begin, std::size_t end, std::stop_token stop)
+                         const std::vector<std::uint64_t>& codes, std::size_t begin, std::size_t end,
+                         std::stop_token stop)
     {
         checkStop(stop);
         const auto level = static_cast<unsigned>(node.level());
-        if (end - begin <= m_plan.maxNodePoints || level == PointCoder::DEPTH) {
+        if (end - begin <= mPlan.maxNodePoints || level == PointCoder::DEPTH) {
             Pending leaf;
             leaf.points.resize(end - begin);
             std::iota(leaf.points.begin(), leaf.points.end(), static_cast<std::uint32_t>(begin));
@@ -412,13 +421,14 @@ private:
 
     // The node takes its sample from its children's pending points; what each child keeps of
     // its own is final and goes to the output.
-    Pending finishNode(OctreeNodeId node, const std::shared_ptr<const Records>& records, const std::vector<Child>& children)
+    Pending finishNode(OctreeNodeId node, const std::shared_ptr<const Records>& records,
+                       const std::vector<Child>& children)
     {
         std::vector<std::uint32_t> candidates;
         for (const Child& child : children) {
             candidates.insert(candidates.end(), child.pending.points.begin(), child.pending.points.end());
         }
-        const std::vector<std::uint32_t> kept = m_sampler.sample(node, records->bytes.data(), candidates);
+        const std::vector<std::uint32_t> kept = mSampler.sample(node, records->bytes.data(), candidates);
         std::vector<char> taken(candidates.size(), 0);
         Pending result;
         for (const std::uint32_t position : kept) {
@@ -437,7 +447,7 @@ private:
                 emit(child.node, records, std::move(own));
                 result.listedBelow = true;
             } else if (child.pending.listedBelow) {
-                m_writer.addEmptyNode(child.node);
+                mWriter.addEmptyNode(child.node);
                 result.listedBelow = true;
             }
         }
@@ -447,15 +457,17 @@ private:
     // Compresses a node's final points on a worker and adds them to the output.
     void emit(OctreeNodeId node, std::shared_ptr<const Records> records, std::vector<std::uint32_t> points)
     {
-        m_pool.submit([this, node, records = std::move(records), points = std::move(points)](std::stop_token stop) mutable {
+        mPool.submit([this, node, records = std::move(records),
+                      points = std::move(points)](std::stop_token stop) mutable {
             checkStop(stop);
-            const std::size_t length = m_plan.recordLength;
+            const std::size_t length = mPlan.recordLength;
             // In the order they were recorded, points follow scan lines: LASzip codes each point
             // against the one before, and codes such neighbours smaller and faster.
             auto timeOf = [&](std::uint32_t point) {
                 return loadField<double>(records->bytes.data() + std::size_t{point} * length, RecordField::GPS_TIME);
             };
-            std::stable_sort(points.begin(), points.end(), [&](std::uint32_t a, std::uint32_t b) { return timeOf(a) < timeOf(b); });
+            std::stable_sort(points.begin(), points.end(),
+                             [&](std::uint32_t a, std::uint32_t b) { return timeOf(a) < timeOf(b); });
             std::string gathered(points.size() * length, '\0');
             PointStats stats;
             for (std::size_t i = 0; i < points.size(); ++i) {
@@ -463,29 +475,30 @@ private:
                 std::memcpy(gathered.data() + i * length, record, length);
                 stats.add(record);
             }
-            const std::string chunk = m_compressor.compress(gathered, points.size());
-            m_writer.addNode(node, static_cast<std::uint32_t>(points.size()), chunk, stats);
-            m_pointsWritten += points.size();
+            const std::string chunk = mCompressor.compress(gathered, points.size());
+            mWriter.addNode(node, static_cast<std::uint32_t>(points.size()), chunk, stats);
+            mPointsWritten += points.size();
         });
     }
 
     void keepPending(OctreeNodeId node, const Records& records, const Pending& pending)
     {
-        const std::size_t length = m_plan.recordLength;
+        const std::size_t length = mPlan.recordLength;
         std::string bytes(pending.points.size() * length, '\0');
         for (std::size_t i = 0; i < pending.points.size(); ++i) {
-            std::memcpy(bytes.data() + i * length, records.bytes.data() + std::size_t{pending.points[i]} * length, length);
+            std::memcpy(bytes.data() + i * length, records.bytes.data() + std::size_t{pending.points[i]} * length,
+                        length);
         }
-        m_pending.append(node, bytes);
-        std::lock_guard lock(m_listedMutex);
-        m_listedBelow[node] = pending.listedBelow;
+        mPending.append(node, bytes);
+        std::lock_guard lock(mListedMutex);
+        mListedBelow[node] = pending.listedBelow;
     }
 
     // The levels above the chunks, deepest first: each node samples its children's pending
     // points; the root's own are final.
     void indexUpperLevels()
     {
-        std::map<OctreeNodeId, std::uint64_t> pending = m_pending.counts();
+        std::map<OctreeNodeId, std::uint64_t> pending = mPending.counts();
         std::map<unsigned, std::set<OctreeNodeId>> upper;
         for (const auto& [node, count] : pending) {
             for (OctreeNodeId ancestor = node; !ancestor.isRoot();) {
@@ -494,7 +507,7 @@ private:
             }
         }
         for (auto level = upper.rbegin(); level != upper.rend(); ++level) {
-            pending = m_pending.counts();
+            pending = mPending.counts();
             for (const OctreeNodeId node : level->second) {
                 std::vector<std::pair<OctreeNodeId, std::uint64_t>> children;
                 std::uint64_t total = 0;
@@ -505,8 +518,8 @@ private:
                         total += found->second;
                     }
                 }
-                const auto reservation = admit(total * (m_plan.recordLength + CHUNK_BYTES_PER_POINT), Phase::Indexing);
-                m_pool.submit([this, node, children, total, reservation](std::stop_token stop) mutable {
+                const auto reservation = admit(total * (mPlan.recordLength + CHUNK_BYTES_PER_POINT), Phase::Indexing);
+                mPool.submit([this, node, children, total, reservation](std::stop_token stop) mutable {
                     checkStop(stop);
                     indexUpperNode(node, children, total, std::move(*reservation));
                 });
@@ -515,11 +528,11 @@ private:
         }
 
         const OctreeNodeId root = OctreeNodeId::root();
-        const std::uint64_t count = m_pending.count(root);
+        const std::uint64_t count = mPending.count(root);
         auto records = std::make_shared<Records>();
-        records->reservation = std::move(*admit(count * m_plan.recordLength, Phase::Indexing));
-        records->bytes.resize(count * m_plan.recordLength);
-        m_pending.read(root, 0, count, records->bytes.data());
+        records->reservation = std::move(*admit(count * mPlan.recordLength, Phase::Indexing));
+        records->bytes.resize(count * mPlan.recordLength);
+        mPending.read(root, 0, count, records->bytes.data());
         std::vector<std::uint32_t> all(count);
         std::iota(all.begin(), all.end(), 0u);
         emit(root, std::move(records), std::move(all));
@@ -531,18 +544,18 @@ private:
     {
         auto records = std::make_shared<Records>();
         records->reservation = std::move(reservation);
-        records->bytes.resize(total * m_plan.recordLength);
+        records->bytes.resize(total * mPlan.recordLength);
         std::vector<Child> pending;
         std::uint32_t first = 0;
         for (const auto& [child, count] : children) {
-            m_pending.read(child, 0, count, records->bytes.data() + std::size_t{first} * m_plan.recordLength);
-            m_pending.remove(child);
+            mPending.read(child, 0, count, records->bytes.data() + std::size_t{first} * mPlan.recordLength);
+            mPending.remove(child);
             Child entry{child, {}};
             entry.pending.points.resize(count);
             std::iota(entry.pending.points.begin(), entry.pending.points.end(), first);
             {
-                std::lock_guard lock(m_listedMutex);
-                entry.pending.listedBelow = m_listedBelow[child];
+                std::lock_guard lock(mListedMutex);
+                entry.pending.listedBelow = mListedBelow[child];
             }
             pending.push_back(std::move(entry));
             first += static_cast<std::uint32_t>(count);
@@ -551,22 +564,22 @@ private:
         keepPending(node, *records, kept);
     }
 
-    const InputSet& m_inputs;
-    const Plan& m_plan;
-    PointCoder m_coder;
-    GridSampler m_sampler;
-    NodeFiles m_chunks;
-    NodeFiles m_pending;
-    CopcWriter& m_writer;
-    const LazChunkCompressor& m_compressor;
-    const std::function<void(const Progress&)>& m_progress;
-    std::atomic<std::uint64_t> m_pointsRead{0};
-    std::atomic<std::uint64_t> m_pointsWritten{0};
-    std::mutex m_listedMutex;
-    std::map<OctreeNodeId, bool> m_listedBelow;
-    MemoryBudget m_budget;
+    const InputSet& mInputs;
+    const Plan& mPlan;
+    PointCoder mCoder;
+    GridSampler mSampler;
+    NodeFiles mChunks;
+    NodeFiles mPending;
+    CopcWriter& mWriter;
+    const LazChunkCompressor& mCompressor;
+    const std::function<void(const Progress&)>& mProgress;
+    std::atomic<std::uint64_t> mPointsRead{0};
+    std::atomic<std::uint64_t> mPointsWritten{0};
+    std::mutex mListedMutex;
+    std::map<OctreeNodeId, bool> mListedBelow;
+    MemoryBudget mBudget;
     // Last, so that its threads are joined before anything they use goes.
-    ThreadPool m_pool;
+    ThreadPool mPool;
 };
 
 void checkOutput(const std::filesystem::path& output, const InputSet& inputs)
@@ -574,7 +587,8 @@ void checkOutput(const std::filesystem::path& output, const InputSet& inputs)
     std::error_code error;
     const std::filesystem::path folder = output.has_parent_path() ? output.parent_path() : std::filesystem::path(".");
     if (!std::filesystem::is_directory(folder, error)) {
-        throw std::runtime_error("cannot write " + output.string() + ": the folder " + folder.string() + " does not exist");
+        throw std::runtime_error("cannot write " + output.string() + ": the folder " + folder.string()
+                                 + " does not exist");
     }
     for (const InputFile& input : inputs.files) {
         if (std::filesystem::equivalent(input.path, output, error)) {
@@ -588,12 +602,9 @@ void checkOutput(const std::filesystem::path& output, const InputSet& inputs)
 std::string_view phaseName(Phase phase)
 {
     switch (phase) {
-    case Phase::Reading:
-        return "reading";
-    case Phase::Indexing:
-        return "indexing";
-    case Phase::Writing:
-        return "writing";
+    case Phase::Reading: return "reading";
+    case Phase::Indexing: return "indexing";
+    case Phase::Writing: return "writing";
     }
     return "?";
 }
@@ -605,7 +616,8 @@ IndexReport indexToCopc(const std::vector<std::filesystem::path>& inputPaths, co
     const InputSet inputs = InputSet::open(inputPaths, options.warning ? options.warning : [](const std::string&) {});
     checkOutput(output, inputs);
     const Plan plan = makePlan(options, inputs);
-    const std::filesystem::path outputFolder = output.has_parent_path() ? output.parent_path() : std::filesystem::path(".");
+    const std::filesystem::path outputFolder =
+        output.has_parent_path() ? output.parent_path() : std::filesystem::path(".");
     TemporaryFolder temporary(options.temporaryFolder.empty() ? outputFolder : options.temporaryFolder);
     PartialFile partial(output);
     const LazChunkCompressor compressor(inputs.layout.format, inputs.layout.extraBytes);

@@ -18,7 +18,10 @@ constexpr std::size_t EXTENDED_RECORD_HEADER_SIZE = 60;
 // Header and records beyond this are no LAS file's.
 constexpr std::uint64_t MAX_HEADER_BYTES = std::uint64_t{64} << 20;
 
-std::string formatText(unsigned format) { return "format " + std::to_string(format); }
+std::string formatText(unsigned format)
+{
+    return "format " + std::to_string(format);
+}
 
 // A WKT coordinate system in an extended record of a LAS 1.4 file.
 std::string extendedWkt(const InputFile& input)
@@ -51,7 +54,8 @@ void checkChunkTable(const InputFile& input)
 {
     const std::uint64_t start = input.header.pointDataOffset;
     if (start + 8 > input.size) {
-        throw std::runtime_error(input.name + ": the file ends where its compressed points should start; it is truncated");
+        throw std::runtime_error(input.name
+                                 + ": the file ends where its compressed points should start; it is truncated");
     }
     std::int64_t table = 0;
     std::memcpy(&table, Core::readLocalFileRange(input.path, start, 8).data(), 8);
@@ -60,7 +64,8 @@ void checkChunkTable(const InputFile& input)
     }
     if (table < static_cast<std::int64_t>(start + 8) || static_cast<std::uint64_t>(table) + 8 > input.size) {
         throw std::runtime_error(input.name + ": its LAZ chunk table is said to lie at byte " + std::to_string(table)
-                                 + ", outside the file of " + std::to_string(input.size) + " bytes; it is truncated or corrupt");
+                                 + ", outside the file of " + std::to_string(input.size)
+                                 + " bytes; it is truncated or corrupt");
     }
 }
 
@@ -119,17 +124,18 @@ void chooseGrid(InputSet& set)
             return input.header.scale[axis] == set.scale[axis];
         });
         set.offset[axis] = finest->header.offset[axis];
-        static constexpr const char* AXES[] = {"x", "y", "z"};
+        static constexpr const char* axisNames[] = {"x", "y", "z"};
         for (InputFile& input : set.files) {
             std::int64_t factor = 1;
             std::int64_t shift = 0;
             if (!isMultiple(input.header.scale[axis], set.scale[axis], factor) || factor < 1
                 || !isMultiple(input.header.offset[axis] - set.offset[axis], set.scale[axis], shift)) {
-                throw std::runtime_error(
-                    "the inputs cannot share one coordinate grid: " + input.name + " has the " + AXES[axis] + " scale "
-                    + std::to_string(input.header.scale[axis]) + " and offset " + std::to_string(input.header.offset[axis])
-                    + ", " + finest->name + " the scale " + std::to_string(set.scale[axis]) + " and offset "
-                    + std::to_string(set.offset[axis]) + "; convert them to one scale and offset first");
+                throw std::runtime_error("the inputs cannot share one coordinate grid: " + input.name + " has the "
+                                         + axisNames[axis] + " scale " + std::to_string(input.header.scale[axis])
+                                         + " and offset " + std::to_string(input.header.offset[axis]) + ", "
+                                         + finest->name + " the scale " + std::to_string(set.scale[axis])
+                                         + " and offset " + std::to_string(set.offset[axis])
+                                         + "; convert them to one scale and offset first");
             }
             input.grid.factor[axis] = factor;
             input.grid.shift[axis] = shift;
@@ -137,10 +143,12 @@ void chooseGrid(InputSet& set)
                 continue;
             }
             // The header's bounds on the output grid, a step wider for rounding.
-            input.lowest[axis] = static_cast<std::int64_t>(
-                std::floor((input.header.minimum[axis] - set.offset[axis]) / set.scale[axis])) - 1;
-            input.highest[axis] = static_cast<std::int64_t>(
-                std::ceil((input.header.maximum[axis] - set.offset[axis]) / set.scale[axis])) + 1;
+            input.lowest[axis] =
+                static_cast<std::int64_t>(std::floor((input.header.minimum[axis] - set.offset[axis]) / set.scale[axis]))
+                - 1;
+            input.highest[axis] =
+                static_cast<std::int64_t>(std::ceil((input.header.maximum[axis] - set.offset[axis]) / set.scale[axis]))
+                + 1;
             for (const double bound : {input.header.minimum[axis], input.header.maximum[axis]}) {
                 const double stored = (bound - set.offset[axis]) / set.scale[axis];
                 if (std::abs(stored) > std::numeric_limits<std::int32_t>::max() - 2.0) {
@@ -176,15 +184,16 @@ void chooseLayout(InputSet& set, const std::function<void(const std::string&)>& 
         if (header.extraBytes() != first.header.extraBytes()
             || (!header.extraBytesRecord.empty() && !first.header.extraBytesRecord.empty()
                 && header.extraBytesRecord != first.header.extraBytesRecord)) {
-            throw std::runtime_error("the inputs cannot share a point format: " + input.name + " has "
-                                     + std::to_string(header.extraBytes()) + " extra bytes per point, " + first.name
-                                     + " has " + std::to_string(first.header.extraBytes())
-                                     + (header.extraBytes() == first.header.extraBytes() ? ", described differently" : ""));
+            throw std::runtime_error(
+                "the inputs cannot share a point format: " + input.name + " has " + std::to_string(header.extraBytes())
+                + " extra bytes per point, " + first.name + " has " + std::to_string(first.header.extraBytes())
+                + (header.extraBytes() == first.header.extraBytes() ? ", described differently" : ""));
         }
         if (lasFormatHasGpsTime(format)) {
             if (anyGpsTime && header.gpsTimeIsStandard() != ((set.globalEncoding & 1u) != 0)) {
-                throw std::runtime_error("the inputs cannot share a point format: " + input.name
-                                         + " counts GPS time differently (standard or week seconds) from the inputs before it");
+                throw std::runtime_error(
+                    "the inputs cannot share a point format: " + input.name
+                    + " counts GPS time differently (standard or week seconds) from the inputs before it");
             }
             anyGpsTime = true;
             set.globalEncoding = static_cast<std::uint16_t>(header.globalEncoding & 1u);
@@ -199,10 +208,12 @@ void chooseLayout(InputSet& set, const std::function<void(const std::string&)>& 
             if (set.wkt.empty()) {
                 set.wkt = header.wkt;
             } else if (header.wkt != set.wkt) {
-                warn(input.name + ": its coordinate system differs from that of the inputs before it; the first is carried");
+                warn(input.name
+                     + ": its coordinate system differs from that of the inputs before it; the first is carried");
             }
         } else if (header.hasGeoTiffKeys) {
-            warn(input.name + ": its coordinate system is given only as GeoTIFF keys and is not carried into the COPC file");
+            warn(input.name
+                 + ": its coordinate system is given only as GeoTIFF keys and is not carried into the COPC file");
         }
         set.pointCount += header.pointCount;
     }
@@ -239,7 +250,8 @@ void chooseCube(InputSet& set)
 
 } // namespace
 
-InputSet InputSet::open(const std::vector<std::filesystem::path>& paths, const std::function<void(const std::string&)>& warn)
+InputSet InputSet::open(const std::vector<std::filesystem::path>& paths,
+                        const std::function<void(const std::string&)>& warn)
 {
     if (paths.empty()) {
         throw std::invalid_argument("no input files given");

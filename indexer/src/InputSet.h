@@ -59,7 +59,8 @@ struct InputSet {
     // Throws std::runtime_error naming the file and the problem for a missing, unreadable or
     // damaged input and for inputs that cannot share a point format or a grid; `warn` hears what
     // is carried over incompletely (waveforms, coordinate systems).
-    static InputSet open(const std::vector<std::filesystem::path>& paths, const std::function<void(const std::string&)>& warn);
+    static InputSet open(const std::vector<std::filesystem::path>& paths,
+                         const std::function<void(const std::string&)>& warn);
 };
 
 } // namespace Index

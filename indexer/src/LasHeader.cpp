@@ -53,21 +53,34 @@ void checkStart(std::string_view bytes, const std::string& file)
     const auto major = static_cast<unsigned>(static_cast<unsigned char>(bytes[24]));
     const auto minor = static_cast<unsigned>(static_cast<unsigned char>(bytes[25]));
     if (major != 1 || minor > 4) {
-        fail(file, "LAS version " + std::to_string(major) + "." + std::to_string(minor)
-                       + " is not supported (1.0 to 1.4 are)");
+        fail(file,
+             "LAS version " + std::to_string(major) + "." + std::to_string(minor)
+                 + " is not supported (1.0 to 1.4 are)");
     }
 }
 
 } // namespace
 
-std::size_t lasCoreLength(unsigned format) { return format < CORE_LENGTHS.size() ? CORE_LENGTHS[format] : 0; }
-bool lasFormatHasGpsTime(unsigned format) { return format != 0 && format != 2; }
+std::size_t lasCoreLength(unsigned format)
+{
+    return format < CORE_LENGTHS.size() ? CORE_LENGTHS[format] : 0;
+}
+bool lasFormatHasGpsTime(unsigned format)
+{
+    return format != 0 && format != 2;
+}
 bool lasFormatHasColor(unsigned format)
 {
     return format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
 }
-bool lasFormatHasNearInfrared(unsigned format) { return format == 8 || format == 10; }
-bool lasFormatHasWaveform(unsigned format) { return format == 4 || format == 5 || format == 9 || format == 10; }
+bool lasFormatHasNearInfrared(unsigned format)
+{
+    return format == 8 || format == 10;
+}
+bool lasFormatHasWaveform(unsigned format)
+{
+    return format == 4 || format == 5 || format == 9 || format == 10;
+}
 
 std::uint64_t LasHeader::bytesNeeded(std::string_view start, std::uint64_t fileSize, const std::string& file)
 {
@@ -75,8 +88,9 @@ std::uint64_t LasHeader::bytesNeeded(std::string_view start, std::uint64_t fileS
     const auto headerSize = load<std::uint16_t>(start, 94);
     const auto pointData = load<std::uint32_t>(start, 96);
     if (pointData < headerSize || pointData > fileSize) {
-        fail(file, "the point data are said to start at byte " + std::to_string(pointData) + ", outside the "
-                       + std::to_string(fileSize) + " bytes after a header of " + std::to_string(headerSize));
+        fail(file,
+             "the point data are said to start at byte " + std::to_string(pointData) + ", outside the "
+                 + std::to_string(fileSize) + " bytes after a header of " + std::to_string(headerSize));
     }
     return pointData;
 }
@@ -96,26 +110,30 @@ LasHeader LasHeader::parse(std::string_view bytes, std::uint64_t fileSize, const
 
     const std::size_t minimumSize = MINIMUM_HEADER_SIZES[header.versionMinor];
     if (header.headerSize < minimumSize) {
-        fail(file, "its header size " + std::to_string(header.headerSize) + " is below the "
-                       + std::to_string(minimumSize) + " bytes of LAS 1." + std::to_string(header.versionMinor));
+        fail(file,
+             "its header size " + std::to_string(header.headerSize) + " is below the " + std::to_string(minimumSize)
+                 + " bytes of LAS 1." + std::to_string(header.versionMinor));
     }
     if (bytes.size() < header.pointDataOffset || header.pointDataOffset < header.headerSize
         || header.pointDataOffset > fileSize) {
-        fail(file, "the point data are said to start at byte " + std::to_string(header.pointDataOffset)
-                       + ", which does not fit a header of " + std::to_string(header.headerSize) + " bytes in a file of "
-                       + std::to_string(fileSize));
+        fail(file,
+             "the point data are said to start at byte " + std::to_string(header.pointDataOffset)
+                 + ", which does not fit a header of " + std::to_string(header.headerSize) + " bytes in a file of "
+                 + std::to_string(fileSize));
     }
     if (header.pointFormat > 10) {
         fail(file, "point format " + std::to_string(header.pointFormat) + " is not supported (0 to 10 are)");
     }
     if (header.pointFormat > 5 && header.versionMinor < 4) {
-        fail(file, "point format " + std::to_string(header.pointFormat) + " needs LAS 1.4, the file is LAS 1."
-                       + std::to_string(header.versionMinor));
+        fail(file,
+             "point format " + std::to_string(header.pointFormat) + " needs LAS 1.4, the file is LAS 1."
+                 + std::to_string(header.versionMinor));
     }
     if (header.recordLength < lasCoreLength(header.pointFormat)) {
-        fail(file, "its records of " + std::to_string(header.recordLength) + " bytes are shorter than the "
-                       + std::to_string(lasCoreLength(header.pointFormat)) + " bytes of point format "
-                       + std::to_string(header.pointFormat));
+        fail(file,
+             "its records of " + std::to_string(header.recordLength) + " bytes are shorter than the "
+                 + std::to_string(lasCoreLength(header.pointFormat)) + " bytes of point format "
+                 + std::to_string(header.pointFormat));
     }
 
     const std::uint64_t legacyCount = load<std::uint32_t>(bytes, 107);
@@ -123,8 +141,9 @@ LasHeader LasHeader::parse(std::string_view bytes, std::uint64_t fileSize, const
     if (header.versionMinor >= 4) {
         const auto count = load<std::uint64_t>(bytes, 247);
         if (legacyCount != 0 && count != 0 && count != legacyCount) {
-            fail(file, "its header counts " + std::to_string(count) + " points and, in the legacy field, "
-                           + std::to_string(legacyCount));
+            fail(file,
+                 "its header counts " + std::to_string(count) + " points and, in the legacy field, "
+                     + std::to_string(legacyCount));
         }
         header.pointCount = count != 0 ? count : legacyCount;
         header.extendedRecordsStart = load<std::uint64_t>(bytes, 235);
@@ -134,38 +153,43 @@ LasHeader LasHeader::parse(std::string_view bytes, std::uint64_t fileSize, const
         fail(file, "its header counts " + std::to_string(header.pointCount) + " points, more than any file can hold");
     }
 
-    static constexpr const char* AXES[] = {"x", "y", "z"};
+    static constexpr const char* axisNames[] = {"x", "y", "z"};
     for (int axis = 0; axis < 3; ++axis) {
         header.scale[axis] = load<double>(bytes, 131 + 8 * axis);
         header.offset[axis] = load<double>(bytes, 155 + 8 * axis);
         header.maximum[axis] = load<double>(bytes, 179 + 16 * axis);
         header.minimum[axis] = load<double>(bytes, 187 + 16 * axis);
         if (!std::isfinite(header.scale[axis]) || header.scale[axis] <= 0) {
-            fail(file, std::string("its ") + AXES[axis] + " scale " + numberText(header.scale[axis]) + " is not a positive number");
+            fail(file,
+                 std::string("its ") + axisNames[axis] + " scale " + numberText(header.scale[axis])
+                     + " is not a positive number");
         }
         if (!std::isfinite(header.offset[axis])) {
-            fail(file, std::string("its ") + AXES[axis] + " offset is not a finite number");
+            fail(file, std::string("its ") + axisNames[axis] + " offset is not a finite number");
         }
         if (header.pointCount > 0
             && (!std::isfinite(header.minimum[axis]) || !std::isfinite(header.maximum[axis])
                 || header.minimum[axis] > header.maximum[axis])) {
-            fail(file, std::string("its ") + AXES[axis] + " bounds " + numberText(header.minimum[axis]) + " to "
-                           + numberText(header.maximum[axis]) + " are impossible");
+            fail(file,
+                 std::string("its ") + axisNames[axis] + " bounds " + numberText(header.minimum[axis]) + " to "
+                     + numberText(header.maximum[axis]) + " are impossible");
         }
     }
 
     std::size_t at = header.headerSize;
     for (std::uint32_t r = 0; r < recordCount; ++r) {
         if (at + RECORD_HEADER_SIZE > header.pointDataOffset) {
-            fail(file, "variable-length record " + std::to_string(r + 1) + " of " + std::to_string(recordCount)
-                           + " runs past the start of the point data");
+            fail(file,
+                 "variable-length record " + std::to_string(r + 1) + " of " + std::to_string(recordCount)
+                     + " runs past the start of the point data");
         }
         const std::string_view user = fixedText(bytes, at + 2, 16);
         const auto id = load<std::uint16_t>(bytes, at + 18);
         const std::size_t length = load<std::uint16_t>(bytes, at + 20);
         if (at + RECORD_HEADER_SIZE + length > header.pointDataOffset) {
-            fail(file, "variable-length record " + std::to_string(r + 1) + " (" + std::string(user) + "/" + std::to_string(id)
-                           + ") runs past the start of the point data");
+            fail(file,
+                 "variable-length record " + std::to_string(r + 1) + " (" + std::string(user) + "/" + std::to_string(id)
+                     + ") runs past the start of the point data");
         }
         const std::string_view data = bytes.substr(at + RECORD_HEADER_SIZE, length);
         if (user == "LASF_Projection" && id == 2112) {
@@ -189,9 +213,10 @@ LasHeader LasHeader::parse(std::string_view bytes, std::uint64_t fileSize, const
     if (!header.compressed) {
         const std::uint64_t available = fileSize - header.pointDataOffset;
         if (header.pointCount > available / header.recordLength) {
-            fail(file, "its header counts " + std::to_string(header.pointCount) + " points of "
-                           + std::to_string(header.recordLength) + " bytes, but only " + std::to_string(available)
-                           + " bytes of point data follow; the file is truncated or its count is wrong");
+            fail(file,
+                 "its header counts " + std::to_string(header.pointCount) + " points of "
+                     + std::to_string(header.recordLength) + " bytes, but only " + std::to_string(available)
+                     + " bytes of point data follow; the file is truncated or its count is wrong");
         }
     }
     return header;

@@ -22,27 +22,28 @@ class LaszipWriter {
 public:
     LaszipWriter()
     {
-        if (laszip_create(&m_handle) != 0 || !m_handle) {
+        if (laszip_create(&mHandle) != 0 || !mHandle) {
             throw std::runtime_error("cannot create a LASzip writer");
         }
     }
-    ~LaszipWriter() { laszip_destroy(m_handle); }
+    ~LaszipWriter() { laszip_destroy(mHandle); }
     LaszipWriter(const LaszipWriter&) = delete;
     LaszipWriter& operator=(const LaszipWriter&) = delete;
 
-    laszip_POINTER handle() const { return m_handle; }
+    laszip_POINTER handle() const { return mHandle; }
 
     void check(laszip_I32 status, const char* action) const
     {
         if (status != 0) {
             laszip_CHAR* message = nullptr;
-            laszip_get_error(m_handle, &message);
-            throw std::runtime_error(std::string("LASzip cannot ") + action + ": " + (message ? message : "no details"));
+            laszip_get_error(mHandle, &message);
+            throw std::runtime_error(std::string("LASzip cannot ") + action + ": "
+                                     + (message ? message : "no details"));
         }
     }
 
 private:
-    laszip_POINTER m_handle = nullptr;
+    laszip_POINTER mHandle = nullptr;
 };
 
 template <typename T>
@@ -97,25 +98,27 @@ void fillPoint(laszip_point& point, const char* record, std::size_t extraBytes, 
 } // namespace
 
 LazChunkCompressor::LazChunkCompressor(unsigned format, std::size_t extraBytes)
-    : m_format(format), m_extraBytes(extraBytes), m_recordLength(PointLayout{format, extraBytes}.recordLength())
+    : mFormat(format), mExtraBytes(extraBytes), mRecordLength(PointLayout{format, extraBytes}.recordLength())
 {
     if (format < 6 || format > 8) {
         throw std::invalid_argument("COPC chunks hold points of format 6, 7 or 8, not " + std::to_string(format));
     }
-    compressAndFrame({}, 0, &m_laszipRecord);
-    std::memcpy(m_laszipRecord.data() + 12, "\xFF\xFF\xFF\xFF", 4);
+    compressAndFrame({}, 0, &mLaszipRecord);
+    std::memcpy(mLaszipRecord.data() + 12, "\xFF\xFF\xFF\xFF", 4);
 }
 
 std::string LazChunkCompressor::compress(std::string_view records, std::size_t count) const
 {
-    if (records.size() != count * m_recordLength) {
-        throw std::invalid_argument("a chunk of " + std::to_string(count) + " records of " + std::to_string(m_recordLength)
-                                    + " bytes cannot be " + std::to_string(records.size()) + " bytes long");
+    if (records.size() != count * mRecordLength) {
+        throw std::invalid_argument("a chunk of " + std::to_string(count) + " records of "
+                                    + std::to_string(mRecordLength) + " bytes cannot be "
+                                    + std::to_string(records.size()) + " bytes long");
     }
     return compressAndFrame(records, count, nullptr);
 }
 
-std::string LazChunkCompressor::compressAndFrame(std::string_view records, std::size_t count, std::string* laszipRecord) const
+std::string LazChunkCompressor::compressAndFrame(std::string_view records, std::size_t count,
+                                                 std::string* laszipRecord) const
 {
     LaszipWriter writer;
     laszip_header* header = nullptr;
@@ -124,8 +127,8 @@ std::string LazChunkCompressor::compressAndFrame(std::string_view records, std::
     header->version_minor = 4;
     header->header_size = LAS14_HEADER_SIZE;
     header->offset_to_point_data = LAS14_HEADER_SIZE;
-    header->point_data_format = static_cast<laszip_U8>(m_format);
-    header->point_data_record_length = static_cast<laszip_U16>(m_recordLength);
+    header->point_data_format = static_cast<laszip_U8>(mFormat);
+    header->point_data_record_length = static_cast<laszip_U16>(mRecordLength);
     header->x_scale_factor = header->y_scale_factor = header->z_scale_factor = 1.0;
     header->extended_number_of_point_records = count;
     writer.check(laszip_request_native_extension(writer.handle(), 1), "use layered chunks");
@@ -135,9 +138,9 @@ std::string LazChunkCompressor::compressAndFrame(std::string_view records, std::
     writer.check(laszip_open_writer_stream(writer.handle(), stream, 1, 0), "open a stream");
     laszip_point* point = nullptr;
     writer.check(laszip_get_point_pointer(writer.handle(), &point), "give its point");
-    const std::size_t coreLength = PointLayout{m_format, m_extraBytes}.coreLength();
+    const std::size_t coreLength = PointLayout{mFormat, mExtraBytes}.coreLength();
     for (std::size_t i = 0; i < count; ++i) {
-        fillPoint(*point, records.data() + i * m_recordLength, m_extraBytes, coreLength, m_format);
+        fillPoint(*point, records.data() + i * mRecordLength, mExtraBytes, coreLength, mFormat);
         writer.check(laszip_write_point(writer.handle()), "compress a point");
     }
     writer.check(laszip_close_writer(writer.handle()), "close the stream");
@@ -149,7 +152,8 @@ std::string LazChunkCompressor::compressAndFrame(std::string_view records, std::
         std::size_t at = loadAt<std::uint16_t>(laz, 94);
         for (std::uint32_t r = 0; r < loadAt<std::uint32_t>(laz, 100); ++r) {
             const std::size_t length = loadAt<std::uint16_t>(laz, at + 20);
-            if (std::strncmp(laz.data() + at + 2, "laszip encoded", 16) == 0 && loadAt<std::uint16_t>(laz, at + 18) == 22204) {
+            if (std::strncmp(laz.data() + at + 2, "laszip encoded", 16) == 0
+                && loadAt<std::uint16_t>(laz, at + 18) == 22204) {
                 *laszipRecord = laz.substr(at + RECORD_HEADER_SIZE, length);
             }
             at += RECORD_HEADER_SIZE + length;

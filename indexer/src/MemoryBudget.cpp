@@ -9,51 +9,52 @@ namespace Index {
 MemoryBudget::Reservation& MemoryBudget::Reservation::operator=(Reservation&& other) noexcept
 {
     if (this != &other) {
-        if (m_budget) {
-            m_budget->release(m_bytes);
+        if (mBudget) {
+            mBudget->release(mBytes);
         }
-        m_budget = other.m_budget;
-        m_bytes = other.m_bytes;
-        other.m_budget = nullptr;
+        mBudget = other.mBudget;
+        mBytes = other.mBytes;
+        other.mBudget = nullptr;
     }
     return *this;
 }
 
 MemoryBudget::Reservation::~Reservation()
 {
-    if (m_budget) {
-        m_budget->release(m_bytes);
+    if (mBudget) {
+        mBudget->release(mBytes);
     }
 }
 
-std::optional<MemoryBudget::Reservation> MemoryBudget::tryReserve(std::uint64_t bytes, std::chrono::milliseconds timeout)
+std::optional<MemoryBudget::Reservation> MemoryBudget::tryReserve(std::uint64_t bytes,
+                                                                  std::chrono::milliseconds timeout)
 {
-    if (bytes > m_limit) {
+    if (bytes > mLimit) {
         throw std::runtime_error("a piece of work needs " + std::to_string(bytes >> 20) + " MiB, more than the "
-                                 + std::to_string(m_limit >> 20) + " MiB the memory limit leaves for it");
+                                 + std::to_string(mLimit >> 20) + " MiB the memory limit leaves for it");
     }
-    std::unique_lock lock(m_mutex);
-    if (!m_released.wait_for(lock, timeout, [&] { return m_used + bytes <= m_limit; })) {
+    std::unique_lock lock(mMutex);
+    if (!mReleased.wait_for(lock, timeout, [&] { return mUsed + bytes <= mLimit; })) {
         return std::nullopt;
     }
-    m_used += bytes;
-    m_peak = std::max(m_peak, m_used);
+    mUsed += bytes;
+    mPeak = std::max(mPeak, mUsed);
     return Reservation(this, bytes);
 }
 
 std::uint64_t MemoryBudget::peak() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_peak;
+    std::lock_guard lock(mMutex);
+    return mPeak;
 }
 
 void MemoryBudget::release(std::uint64_t bytes)
 {
     {
-        std::lock_guard lock(m_mutex);
-        m_used -= bytes;
+        std::lock_guard lock(mMutex);
+        mUsed -= bytes;
     }
-    m_released.notify_all();
+    mReleased.notify_all();
 }
 
 } // namespace Index

@@ -7,19 +7,18 @@
 namespace Index {
 
 NodeFiles::NodeFiles(std::filesystem::path folder, std::string prefix, std::size_t recordLength)
-    : m_folder(std::move(folder)), m_prefix(std::move(prefix)), m_recordLength(recordLength)
-{
-}
+    : mFolder(std::move(folder)), mPrefix(std::move(prefix)), mRecordLength(recordLength)
+{}
 
 std::filesystem::path NodeFiles::pathOf(Octree::OctreeNodeId node) const
 {
-    return m_folder / (m_prefix + "-" + std::to_string(node.value()));
+    return mFolder / (mPrefix + "-" + std::to_string(node.value()));
 }
 
 std::shared_ptr<NodeFiles::File> NodeFiles::fileOf(Octree::OctreeNodeId node)
 {
-    std::lock_guard lock(m_mutex);
-    std::shared_ptr<File>& file = m_files[node];
+    std::lock_guard lock(mMutex);
+    std::shared_ptr<File>& file = mFiles[node];
     if (!file) {
         file = std::make_shared<File>();
     }
@@ -39,14 +38,14 @@ void NodeFiles::append(Octree::OctreeNodeId node, std::string_view records)
     if (!out) {
         throw std::runtime_error("cannot write the temporary file " + pathOf(node).string() + " (is the disk full?)");
     }
-    file->records += records.size() / m_recordLength;
+    file->records += records.size() / mRecordLength;
 }
 
 std::map<Octree::OctreeNodeId, std::uint64_t> NodeFiles::counts() const
 {
-    std::lock_guard lock(m_mutex);
+    std::lock_guard lock(mMutex);
     std::map<Octree::OctreeNodeId, std::uint64_t> result;
-    for (const auto& [node, file] : m_files) {
+    for (const auto& [node, file] : mFiles) {
         std::lock_guard fileLock(file->mutex);
         if (file->records > 0) {
             result[node] = file->records;
@@ -57,16 +56,16 @@ std::map<Octree::OctreeNodeId, std::uint64_t> NodeFiles::counts() const
 
 std::uint64_t NodeFiles::count(Octree::OctreeNodeId node) const
 {
-    std::lock_guard lock(m_mutex);
-    const auto found = m_files.find(node);
-    return found == m_files.end() ? 0 : found->second->records;
+    std::lock_guard lock(mMutex);
+    const auto found = mFiles.find(node);
+    return found == mFiles.end() ? 0 : found->second->records;
 }
 
 void NodeFiles::read(Octree::OctreeNodeId node, std::uint64_t first, std::uint64_t count, char* out) const
 {
     std::ifstream in(pathOf(node), std::ios::binary);
-    in.seekg(static_cast<std::streamoff>(first * m_recordLength));
-    in.read(out, static_cast<std::streamsize>(count * m_recordLength));
+    in.seekg(static_cast<std::streamoff>(first * mRecordLength));
+    in.read(out, static_cast<std::streamsize>(count * mRecordLength));
     if (!in) {
         throw std::runtime_error("cannot read back the temporary file " + pathOf(node).string());
     }
@@ -76,13 +75,13 @@ void NodeFiles::remove(Octree::OctreeNodeId node)
 {
     std::shared_ptr<File> file;
     {
-        std::lock_guard lock(m_mutex);
-        const auto found = m_files.find(node);
-        if (found == m_files.end()) {
+        std::lock_guard lock(mMutex);
+        const auto found = mFiles.find(node);
+        if (found == mFiles.end()) {
             return;
         }
         file = found->second;
-        m_files.erase(found);
+        mFiles.erase(found);
     }
     std::lock_guard lock(file->mutex);
     std::error_code ignored;

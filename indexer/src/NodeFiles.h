@@ -35,11 +35,11 @@ private:
     std::filesystem::path pathOf(Octree::OctreeNodeId node) const;
     std::shared_ptr<File> fileOf(Octree::OctreeNodeId node);
 
-    std::filesystem::path m_folder;
-    std::string m_prefix;
-    std::size_t m_recordLength;
-    mutable std::mutex m_mutex;
-    std::map<Octree::OctreeNodeId, std::shared_ptr<File>> m_files;
+    std::filesystem::path mFolder;
+    std::string mPrefix;
+    std::size_t mRecordLength;
+    mutable std::mutex mMutex;
+    std::map<Octree::OctreeNodeId, std::shared_ptr<File>> mFiles;
 };
 
 } // namespace Index

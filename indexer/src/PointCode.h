@@ -19,9 +19,8 @@ public:
     static constexpr unsigned DEPTH = static_cast<unsigned>(Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL);
 
     PointCoder(const Cube& cube, const std::array<double, 3>& scale, const std::array<double, 3>& offset)
-        : m_cube(cube), m_scale(scale), m_offset(offset)
-    {
-    }
+        : mCube(cube), mScale(scale), mOffset(offset)
+    {}
 
     // False when the point lies outside the cube.
     bool code(const char* record, std::uint64_t& code) const
@@ -29,8 +28,8 @@ public:
         constexpr double cells = double(1u << DEPTH);
         std::uint64_t spread[3];
         for (int axis = 0; axis < 3; ++axis) {
-            const double world = loadField<std::int32_t>(record, 4 * axis) * m_scale[axis] + m_offset[axis];
-            const double unit = (world - m_cube.minimum[axis]) / m_cube.edge;
+            const double world = loadField<std::int32_t>(record, 4 * axis) * mScale[axis] + mOffset[axis];
+            const double unit = (world - mCube.minimum[axis]) / mCube.edge;
             if (!(unit >= 0.0 && unit <= 1.0)) {
                 return false;
             }
@@ -50,17 +49,17 @@ public:
     Cube cubeOf(Octree::OctreeNodeId node) const
     {
         const auto cell = node.gridPosition();
-        const double edge = m_cube.edge / double(std::uint64_t{1} << node.level());
+        const double edge = mCube.edge / double(std::uint64_t{1} << node.level());
         Cube cube;
         for (int axis = 0; axis < 3; ++axis) {
-            cube.minimum[axis] = m_cube.minimum[axis] + cell[axis] * edge;
+            cube.minimum[axis] = mCube.minimum[axis] + cell[axis] * edge;
         }
         cube.edge = edge;
         return cube;
     }
 
-    const std::array<double, 3>& scale() const { return m_scale; }
-    const std::array<double, 3>& offset() const { return m_offset; }
+    const std::array<double, 3>& scale() const { return mScale; }
+    const std::array<double, 3>& offset() const { return mOffset; }
 
 private:
     static std::uint64_t spreadBits(std::uint64_t v)
@@ -74,9 +73,9 @@ private:
         return v;
     }
 
-    Cube m_cube;
-    std::array<double, 3> m_scale;
-    std::array<double, 3> m_offset;
+    Cube mCube;
+    std::array<double, 3> mScale;
+    std::array<double, 3> mOffset;
 };
 
 } // namespace Index

@@ -22,11 +22,11 @@ struct PointLayout {
 namespace RecordField {
 constexpr std::size_t X = 0;
 constexpr std::size_t INTENSITY = 12;
-constexpr std::size_t RETURNS = 14;       // return number (bits 0-3), number of returns (4-7)
-constexpr std::size_t FLAGS = 15;         // class flags (0-3), scanner channel (4-5), scan direction (6), edge (7)
+constexpr std::size_t RETURNS = 14; // return number (bits 0-3), number of returns (4-7)
+constexpr std::size_t FLAGS = 15; // class flags (0-3), scanner channel (4-5), scan direction (6), edge (7)
 constexpr std::size_t CLASSIFICATION = 16;
 constexpr std::size_t USER_DATA = 17;
-constexpr std::size_t SCAN_ANGLE = 18;    // int16 in steps of 0.006 degrees
+constexpr std::size_t SCAN_ANGLE = 18; // int16 in steps of 0.006 degrees
 constexpr std::size_t POINT_SOURCE = 20;
 constexpr std::size_t GPS_TIME = 22;
 constexpr std::size_t RGB = 30;

@@ -12,9 +12,11 @@ namespace Index {
 // What the output's header and COPC record say about all points: their bounds on the grid, their
 // GPS time range and how many there are of each return number.
 struct PointStats {
-    std::array<std::int32_t, 3> minimum{std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::max(),
+    std::array<std::int32_t, 3> minimum{std::numeric_limits<std::int32_t>::max(),
+                                        std::numeric_limits<std::int32_t>::max(),
                                         std::numeric_limits<std::int32_t>::max()};
-    std::array<std::int32_t, 3> maximum{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::min(),
+    std::array<std::int32_t, 3> maximum{std::numeric_limits<std::int32_t>::min(),
+                                        std::numeric_limits<std::int32_t>::min(),
                                         std::numeric_limits<std::int32_t>::min()};
     double gpsTimeMinimum = std::numeric_limits<double>::max();
     double gpsTimeMaximum = std::numeric_limits<double>::lowest();

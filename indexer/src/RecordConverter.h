@@ -38,12 +38,12 @@ private:
                      std::uint8_t userData, std::int16_t scanAngle, std::uint16_t pointSource, double gpsTime,
                      char* out) const;
 
-    unsigned m_format;
-    std::size_t m_inputLength;
-    std::size_t m_inputExtraAt;
-    PointLayout m_output;
-    GridChange m_grid;
-    std::string m_file;
+    unsigned mFormat;
+    std::size_t mInputLength;
+    std::size_t mInputExtraAt;
+    PointLayout mOutput;
+    GridChange mGrid;
+    std::string mFile;
 };
 
 } // namespace Index

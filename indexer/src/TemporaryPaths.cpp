@@ -31,7 +31,7 @@ TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent)
     for (int attempt = 0; attempt < 16; ++attempt) {
         const std::filesystem::path candidate = parent / ("lumaro-index-" + uniqueSuffix());
         if (std::filesystem::create_directory(candidate, error)) {
-            m_path = candidate;
+            mPath = candidate;
             return;
         }
     }
@@ -42,38 +42,38 @@ TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent)
 TemporaryFolder::~TemporaryFolder()
 {
     std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    std::filesystem::remove_all(mPath, ignored);
 }
 
 PartialFile::PartialFile(const std::filesystem::path& target)
-    : m_target(target), m_path(target.string() + ".part-" + uniqueSuffix())
-{
-}
+    : mTarget(target), mPath(target.string() + ".part-" + uniqueSuffix())
+{}
 
 PartialFile::~PartialFile()
 {
-    if (!m_committed) {
+    if (!mCommitted) {
         std::error_code ignored;
-        std::filesystem::remove(m_path, ignored);
+        std::filesystem::remove(mPath, ignored);
     }
 }
 
 void PartialFile::commit()
 {
     std::error_code error;
-    std::filesystem::rename(m_path, m_target, error);
-    if (error && std::filesystem::exists(m_target)) {
+    std::filesystem::rename(mPath, mTarget, error);
+    if (error && std::filesystem::exists(mTarget)) {
         // Windows' rename may refuse to replace a file: the old output goes only now, when the
         // new one is complete.
-        std::filesystem::remove(m_target, error);
+        std::filesystem::remove(mTarget, error);
         if (!error) {
-            std::filesystem::rename(m_path, m_target, error);
+            std::filesystem::rename(mPath, mTarget, error);
         }
     }
     if (error) {
-        throw std::runtime_error("cannot rename " + m_path.string() + " to " + m_target.string() + ": " + error.message());
+        throw std::runtime_error("cannot rename " + mPath.string() + " to " + mTarget.string() + ": "
+                                 + error.message());
     }
-    m_committed = true;
+    mCommitted = true;
 }
 
 } // namespace Index

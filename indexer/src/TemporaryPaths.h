@@ -13,10 +13,10 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    const std::filesystem::path& path() const { return m_path; }
+    const std::filesystem::path& path() const { return mPath; }
 
 private:
-    std::filesystem::path m_path;
+    std::filesystem::path mPath;
 };
 
 // The file the output is written to until it is complete: beside the output, with a name of its
@@ -28,14 +28,14 @@ public:
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
 
-    const std::filesystem::path& path() const { return m_path; }
+    const std::filesystem::path& path() const { return mPath; }
     // Throws std::runtime_error naming both files when the rename fails.
     void commit();
 
 private:
-    std::filesystem::path m_target;
-    std::filesystem::path m_path;
-    bool m_committed = false;
+    std::filesystem::path mTarget;
+    std::filesystem::path mPath;
+    bool mCommitted = false;
 };
 
 } // namespace Index

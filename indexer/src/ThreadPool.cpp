@@ -8,36 +8,36 @@ namespace Index {
 ThreadPool::ThreadPool(unsigned threads)
 {
     for (unsigned t = 0; t < std::max(threads, 1u); ++t) {
-        m_workers.emplace_back([this](std::stop_token shutdown) { work(shutdown); });
+        mWorkers.emplace_back([this](std::stop_token shutdown) { work(shutdown); });
     }
 }
 
 ThreadPool::~ThreadPool()
 {
-    m_stop.request_stop();
-    for (std::jthread& worker : m_workers) {
+    mStop.request_stop();
+    for (std::jthread& worker : mWorkers) {
         worker.request_stop();
     }
-    m_wake.notify_all();
-    m_workers.clear();
+    mWake.notify_all();
+    mWorkers.clear();
 }
 
 void ThreadPool::submit(Task task)
 {
     {
-        std::lock_guard lock(m_mutex);
-        m_tasks.push_back(std::move(task));
-        ++m_unfinished;
+        std::lock_guard lock(mMutex);
+        mTasks.push_back(std::move(task));
+        ++mUnfinished;
     }
-    m_wake.notify_one();
+    mWake.notify_one();
 }
 
 bool ThreadPool::waitFor(std::chrono::milliseconds timeout)
 {
-    std::unique_lock lock(m_mutex);
-    const bool done = m_idle.wait_for(lock, timeout, [this] { return m_unfinished == 0; });
-    if (done && m_failure) {
-        std::rethrow_exception(std::exchange(m_failure, nullptr));
+    std::unique_lock lock(mMutex);
+    const bool done = mIdle.wait_for(lock, timeout, [this] { return mUnfinished == 0; });
+    if (done && mFailure) {
+        std::rethrow_exception(std::exchange(mFailure, nullptr));
     }
     return done;
 }
@@ -47,29 +47,29 @@ void ThreadPool::work(std::stop_token shutdown)
     for (;;) {
         Task task;
         {
-            std::unique_lock lock(m_mutex);
-            if (!m_wake.wait(lock, shutdown, [this] { return !m_tasks.empty(); })) {
+            std::unique_lock lock(mMutex);
+            if (!mWake.wait(lock, shutdown, [this] { return !mTasks.empty(); })) {
                 return;
             }
-            task = std::move(m_tasks.front());
-            m_tasks.pop_front();
+            task = std::move(mTasks.front());
+            mTasks.pop_front();
         }
         try {
             // After a failure or a stop the remaining tasks are only counted off.
-            if (!m_stop.stop_requested()) {
-                task(m_stop.get_token());
+            if (!mStop.stop_requested()) {
+                task(mStop.get_token());
             }
         } catch (...) {
-            std::lock_guard lock(m_mutex);
-            if (!m_failure) {
-                m_failure = std::current_exception();
+            std::lock_guard lock(mMutex);
+            if (!mFailure) {
+                mFailure = std::current_exception();
             }
-            m_stop.request_stop();
+            mStop.request_stop();
         }
         task = nullptr;
-        std::lock_guard lock(m_mutex);
-        if (--m_unfinished == 0) {
-            m_idle.notify_all();
+        std::lock_guard lock(mMutex);
+        if (--mUnfinished == 0) {
+            mIdle.notify_all();
         }
     }
 }

@@ -28,21 +28,21 @@ public:
     // Waits up to `timeout` for every task given so far to finish; true when they have. Rethrows
     // the first failure of a task.
     bool waitFor(std::chrono::milliseconds timeout);
-    void requestStop() { m_stop.request_stop(); }
-    std::stop_token stopToken() const { return m_stop.get_token(); }
-    unsigned size() const { return static_cast<unsigned>(m_workers.size()); }
+    void requestStop() { mStop.request_stop(); }
+    std::stop_token stopToken() const { return mStop.get_token(); }
+    unsigned size() const { return static_cast<unsigned>(mWorkers.size()); }
 
 private:
     void work(std::stop_token shutdown);
 
-    std::stop_source m_stop;
-    std::mutex m_mutex;
-    std::condition_variable_any m_wake;
-    std::condition_variable m_idle;
-    std::deque<Task> m_tasks;
-    std::size_t m_unfinished = 0;
-    std::exception_ptr m_failure;
-    std::vector<std::jthread> m_workers;
+    std::stop_source mStop;
+    std::mutex mMutex;
+    std::condition_variable_any mWake;
+    std::condition_variable mIdle;
+    std::deque<Task> mTasks;
+    std::size_t mUnfinished = 0;
+    std::exception_ptr mFailure;
+    std::vector<std::jthread> mWorkers;
 };
 
 } // namespace Index

@@ -17,7 +17,10 @@
 
 namespace {
 
-std::string lasBytes(const std::string& name) { return Core::readLocalFile(TestSupport::testStore("las/" + name)); }
+std::string lasBytes(const std::string& name)
+{
+    return Core::readLocalFile(TestSupport::testStore("las/" + name));
+}
 
 template <typename T>
 std::string patched(std::string bytes, std::size_t at, T value)
@@ -34,14 +37,19 @@ struct BadInput {
     const char* problem; // words the message holds
 };
 
-void PrintTo(const BadInput& input, std::ostream* out) { *out << input.name; }
+void PrintTo(const BadInput& input, std::ostream* out)
+{
+    *out << input.name;
+}
 
-std::vector<std::filesystem::path> one(const TestSupport::TemporaryFolder& folder, const std::string& name, const std::string& bytes)
+std::vector<std::filesystem::path> one(const TestSupport::TemporaryFolder& folder, const std::string& name,
+                                       const std::string& bytes)
 {
     return {folder.write(name, bytes)};
 }
 
-std::vector<std::filesystem::path> copies(const TestSupport::TemporaryFolder& folder, const std::vector<std::string>& names)
+std::vector<std::filesystem::path> copies(const TestSupport::TemporaryFolder& folder,
+                                          const std::vector<std::string>& names)
 {
     std::vector<std::filesystem::path> paths;
     for (const std::string& name : names) {
@@ -66,25 +74,37 @@ const BadInput BAD_INPUTS[] = {
      "absent.las", "no such file"},
     {"NotLas", [](const auto& folder) { return one(folder, "notes.las", "x y z\n1 2 3\n"); }, "notes.las",
      "not a LAS or LAZ file"},
-    {"TooShortForAHeader", [](const auto& folder) { return one(folder, "stub.las", lasBytes("test1_4.las").substr(0, 100)); },
-     "stub.las", "too short for a LAS header"},
-    {"Truncated", [](const auto& folder) { return one(folder, "cut.las", lasBytes("autzen_trim.las").substr(0, 1000000)); },
+    {"TooShortForAHeader",
+     [](const auto& folder) { return one(folder, "stub.las", lasBytes("test1_4.las").substr(0, 100)); }, "stub.las",
+     "too short for a LAS header"},
+    {"Truncated",
+     [](const auto& folder) { return one(folder, "cut.las", lasBytes("autzen_trim.las").substr(0, 1000000)); },
      "cut.las", "truncated"},
     {"CountBeyondTheFile",
-     [](const auto& folder) { return one(folder, "count.las", patched<std::uint32_t>(lasBytes("warsaw_small.las"), 107, 3001)); },
+     [](const auto& folder) {
+         return one(folder, "count.las", patched<std::uint32_t>(lasBytes("warsaw_small.las"), 107, 3001));
+     },
      "count.las", "counts 3001 points"},
-    {"Version2", [](const auto& folder) { return one(folder, "v2.las", patched<std::uint8_t>(lasBytes("warsaw_small.las"), 24, 2)); },
+    {"Version2",
+     [](const auto& folder) {
+         return one(folder, "v2.las", patched<std::uint8_t>(lasBytes("warsaw_small.las"), 24, 2));
+     },
      "v2.las", "version 2.2 is not supported"},
     {"Format11",
      [](const auto& folder) { return one(folder, "f11.las", patched<std::uint8_t>(lasBytes("test1_4.las"), 104, 11)); },
      "f11.las", "point format 11 is not supported"},
     {"RecordsShorterThanTheFormat",
-     [](const auto& folder) { return one(folder, "short.las", patched<std::uint16_t>(lasBytes("warsaw_small.las"), 105, 30)); },
+     [](const auto& folder) {
+         return one(folder, "short.las", patched<std::uint16_t>(lasBytes("warsaw_small.las"), 105, 30));
+     },
      "short.las", "shorter than the 34 bytes of point format 3"},
-    {"ZeroScale", [](const auto& folder) { return one(folder, "scale.las", patched<double>(lasBytes("test1_4.las"), 139, 0.0)); },
+    {"ZeroScale",
+     [](const auto& folder) { return one(folder, "scale.las", patched<double>(lasBytes("test1_4.las"), 139, 0.0)); },
      "scale.las", "y scale 0 is not a positive number"},
     {"RecordOverrunsThePoints",
-     [](const auto& folder) { return one(folder, "vlr.las", patched<std::uint16_t>(lasBytes("warsaw_small.las"), 227 + 20, 60000)); },
+     [](const auto& folder) {
+         return one(folder, "vlr.las", patched<std::uint16_t>(lasBytes("warsaw_small.las"), 227 + 20, 60000));
+     },
      "vlr.las", "runs past the start of the point data"},
     {"PointOutsideItsHeaderBounds",
      // The header's maximum x moved 1 km below the data.
@@ -95,7 +115,11 @@ const BadInput BAD_INPUTS[] = {
          return one(folder, "bounds.las", patched<double>(bytes, 179, maxX - 1000));
      },
      "bounds.las", "lies outside the bounds its header gives"},
-    {"TruncatedLaz", [](const auto& folder) { const std::string laz = lazBytes(folder); return one(folder, "cut.laz", laz.substr(0, laz.size() / 2)); },
+    {"TruncatedLaz",
+     [](const auto& folder) {
+         const std::string laz = lazBytes(folder);
+         return one(folder, "cut.laz", laz.substr(0, laz.size() / 2));
+     },
      "cut.laz", "truncated"},
     {"ColourAndNoColour",
      [](const auto& folder) {
@@ -115,8 +139,9 @@ const BadInput BAD_INPUTS[] = {
          return std::vector<std::filesystem::path>{folder.path() / "none.las", folder.path() / "two.las"};
      },
      "two.las", "has 2 extra bytes per point"},
-    {"GpsTimeCountedDifferently", [](const auto& folder) { return copies(folder, {"autzen_trim.las", "warsaw_small.las"}); },
-     "warsaw_small.las", "counts GPS time differently"},
+    {"GpsTimeCountedDifferently",
+     [](const auto& folder) { return copies(folder, {"autzen_trim.las", "warsaw_small.las"}); }, "warsaw_small.las",
+     "counts GPS time differently"},
     {"GridsThatCannotMeet",
      [](const auto& folder) {
          TestSupport::SyntheticLas spec;
@@ -154,7 +179,8 @@ TEST_P(RefusedInput, NamesTheFileAndLeavesNothingBehind)
     EXPECT_EQ(after, before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Inputs, RefusedInput, testing::ValuesIn(BAD_INPUTS), [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Inputs, RefusedInput, testing::ValuesIn(BAD_INPUTS),
+                         [](const auto& info) { return info.param.name; });
 
 TEST(RefusedOptions, MemoryLimitBelowTheMinimumAndOutputOverAnInput)
 {

@@ -27,7 +27,10 @@ namespace {
 using IndexTest::Point;
 using Octree::OctreeNodeId;
 
-std::filesystem::path las(const std::string& name) { return TestSupport::testStore("las/" + name); }
+std::filesystem::path las(const std::string& name)
+{
+    return TestSupport::testStore("las/" + name);
+}
 
 std::shared_ptr<Copc::CopcTree> openCopc(const std::filesystem::path& file)
 {
@@ -51,7 +54,8 @@ std::vector<Point> expectedPoints(const std::vector<std::filesystem::path>& inpu
 }
 
 // The fields our COPC reader decodes: position, intensity, class, colour, point source.
-using Decoded = std::tuple<std::array<std::int64_t, 3>, std::uint16_t, unsigned, std::array<std::uint16_t, 3>, std::uint32_t>;
+using Decoded =
+    std::tuple<std::array<std::int64_t, 3>, std::uint16_t, unsigned, std::array<std::uint16_t, 3>, std::uint32_t>;
 
 struct Walk {
     std::vector<Decoded> points;
@@ -75,7 +79,8 @@ Walk walkCopc(const std::filesystem::path& file)
         walk.deepest = std::max(walk.deepest, node.level());
         for (std::size_t i = 0; i < raw.count; ++i) {
             walk.points.emplace_back(raw.positions[i], raw.intensities[i], raw.classifications[i],
-                                     raw.colors.empty() ? std::array<std::uint16_t, 3>{} : raw.colors[i], raw.scanIndices[i]);
+                                     raw.colors.empty() ? std::array<std::uint16_t, 3>{} : raw.colors[i],
+                                     raw.scanIndices[i]);
         }
         for (const OctreeNodeId child : tree->children(node)) {
             todo.push_back(child);
@@ -90,7 +95,8 @@ std::vector<Decoded> decodedFields(const std::vector<Point>& points)
     std::vector<Decoded> result;
     for (const Point& p : points) {
         result.emplace_back(p.xyz, p.intensity, p.classification,
-                            std::array<std::uint16_t, 3>{p.colorAndNir[0], p.colorAndNir[1], p.colorAndNir[2]}, p.pointSource);
+                            std::array<std::uint16_t, 3>{p.colorAndNir[0], p.colorAndNir[1], p.colorAndNir[2]},
+                            p.pointSource);
     }
     std::sort(result.begin(), result.end());
     return result;
@@ -130,7 +136,10 @@ struct RealFile {
     unsigned format; // of the output
 };
 
-void PrintTo(const RealFile& file, std::ostream* out) { *out << file.name; }
+void PrintTo(const RealFile& file, std::ostream* out)
+{
+    *out << file.name;
+}
 
 class IndexRealFile : public testing::TestWithParam<RealFile> {};
 
@@ -206,7 +215,10 @@ struct Layout {
     unsigned outputFormat;
 };
 
-void PrintTo(const Layout& layout, std::ostream* out) { *out << "format " << layout.format << ", LAS 1." << layout.minor; }
+void PrintTo(const Layout& layout, std::ostream* out)
+{
+    *out << "format " << layout.format << ", LAS 1." << layout.minor;
+}
 
 class IndexFormat : public testing::TestWithParam<Layout> {};
 
@@ -293,7 +305,8 @@ TEST(Index, RootCoversTheFootprintOnePointPerCell)
     auto cellOf = [&](const std::array<double, 3>& world) {
         std::array<long, 3> index{};
         for (int axis = 0; axis < 3; ++axis) {
-            index[axis] = std::min(127L, static_cast<long>(std::floor((world[axis] - (head.center[axis] - head.halfSize)) / cell)));
+            index[axis] = std::min(
+                127L, static_cast<long>(std::floor((world[axis] - (head.center[axis] - head.halfSize)) / cell)));
         }
         return index;
     };
@@ -301,8 +314,9 @@ TEST(Index, RootCoversTheFootprintOnePointPerCell)
     std::set<std::array<long, 3>> rootCells;
     std::set<std::array<long, 2>> rootColumns;
     for (const auto& stored : root->points.positions) {
-        const auto index = cellOf({stored[0] * head.scale[0] + head.offset[0], stored[1] * head.scale[1] + head.offset[1],
-                                   stored[2] * head.scale[2] + head.offset[2]});
+        const auto index =
+            cellOf({stored[0] * head.scale[0] + head.offset[0], stored[1] * head.scale[1] + head.offset[1],
+                    stored[2] * head.scale[2] + head.offset[2]});
         EXPECT_TRUE(rootCells.insert(index).second) << "two root points in one cell";
         rootColumns.insert({index[0], index[1]});
     }
@@ -341,7 +355,8 @@ TEST(Index, StaysWithinASmallMemoryLimit)
     const IndexTest::CopcFacts facts = IndexTest::readCopcWithLaszip(output);
     ASSERT_EQ(sorted(facts.points), expectedPoints({input}, facts.grid));
     // Nothing but the output is left.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()), 2);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()),
+              2);
 }
 
 TEST(Index, StopsWhenAskedAndLeavesNothingBehind)
@@ -350,12 +365,13 @@ TEST(Index, StopsWhenAskedAndLeavesNothingBehind)
     const auto output = folder.path() / "stopped.copc.laz";
     std::stop_source stop;
     std::vector<Index::Progress> seen;
-    EXPECT_THROW(Index::indexToCopc({las("autzen_trim.las")}, output, {},
-                                    [&](const Index::Progress& progress) {
-                                        seen.push_back(progress);
-                                        stop.request_stop();
-                                    },
-                                    stop.get_token()),
+    EXPECT_THROW(Index::indexToCopc(
+                     {las("autzen_trim.las")}, output, {},
+                     [&](const Index::Progress& progress) {
+                         seen.push_back(progress);
+                         stop.request_stop();
+                     },
+                     stop.get_token()),
                  Octree::OperationCancelled);
     EXPECT_FALSE(seen.empty());
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));

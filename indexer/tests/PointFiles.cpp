@@ -33,13 +33,31 @@ void put(std::string& bytes, std::size_t offset, T value)
 // Bytes per record before extra bytes, from the record tables of the LAS 1.4 format.
 constexpr std::array<std::size_t, 11> LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 
-bool hasGps(unsigned f) { return f != 0 && f != 2; }
-bool hasRgb(unsigned f) { return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10; }
-bool hasNir(unsigned f) { return f == 8 || f == 10; }
-std::size_t gpsAt(unsigned f) { return f < 6 ? 20 : 22; }
-std::size_t rgbAt(unsigned f) { return f == 2 ? 20 : f < 6 ? 28 : 30; }
+bool hasGps(unsigned f)
+{
+    return f != 0 && f != 2;
+}
+bool hasRgb(unsigned f)
+{
+    return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10;
+}
+bool hasNir(unsigned f)
+{
+    return f == 8 || f == 10;
+}
+std::size_t gpsAt(unsigned f)
+{
+    return f < 6 ? 20 : 22;
+}
+std::size_t rgbAt(unsigned f)
+{
+    return f == 2 ? 20 : f < 6 ? 28 : 30;
+}
 
-std::int64_t onGrid(double world, double scale, double offset) { return std::llround((world - offset) / scale); }
+std::int64_t onGrid(double world, double scale, double offset)
+{
+    return std::llround((world - offset) / scale);
+}
 
 } // namespace
 
@@ -186,7 +204,8 @@ CopcFacts readCopcWithLaszip(const std::filesystem::path& file)
         p.pointSource = point->point_source_ID;
         p.gpsTime = point->gps_time;
         if (facts.format >= 7) {
-            p.colorAndNir = {point->rgb[0], point->rgb[1], point->rgb[2], facts.format == 8 ? point->rgb[3] : std::uint16_t{0}};
+            p.colorAndNir = {point->rgb[0], point->rgb[1], point->rgb[2],
+                             facts.format == 8 ? point->rgb[3] : std::uint16_t{0}};
         }
         p.extraBytes.assign(reinterpret_cast<const char*>(point->extra_bytes), extra);
         facts.points.push_back(p);

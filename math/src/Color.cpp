@@ -79,8 +79,8 @@ std::uint8_t toByte(double unit)
 void requireFinite(double value, const char* name)
 {
     if (!std::isfinite(value))
-        throw std::invalid_argument(std::string("Color::fromHslUv: ") + name + " must be finite, got " +
-                                    std::to_string(value));
+        throw std::invalid_argument(std::string("Color::fromHslUv: ") + name + " must be finite, got "
+                                    + std::to_string(value));
 }
 
 } // namespace

@@ -9,7 +9,7 @@ namespace Math {
 
 OrientedBox::OrientedBox(const Point<double, 3>& centre, const Eigen::Vector3d& halfExtents,
                          const Eigen::Matrix3d& rotation)
-    : centre_(centre), halfExtents_(halfExtents), rotation_(rotation)
+    : mCentre(centre), mHalfExtents(halfExtents), mRotation(rotation)
 {
     if (!centre.allFinite())
         throw std::invalid_argument("the box's centre must be a finite point");
@@ -24,24 +24,24 @@ OrientedBox::OrientedBox(const Point<double, 3>& centre, const Eigen::Vector3d& 
 OrientedBox OrientedBox::fromAngles(const Point<double, 3>& centre, const Eigen::Vector3d& halfExtents, double heading,
                                     double pitch, double roll)
 {
-    const Eigen::Matrix3d rotation = (Eigen::AngleAxisd(heading, Eigen::Vector3d::UnitZ())
-                                      * Eigen::AngleAxisd(pitch, Eigen::Vector3d::UnitY())
-                                      * Eigen::AngleAxisd(roll, Eigen::Vector3d::UnitX()))
-                                         .toRotationMatrix();
+    const Eigen::Matrix3d rotation =
+        (Eigen::AngleAxisd(heading, Eigen::Vector3d::UnitZ()) * Eigen::AngleAxisd(pitch, Eigen::Vector3d::UnitY())
+         * Eigen::AngleAxisd(roll, Eigen::Vector3d::UnitX()))
+            .toRotationMatrix();
     return OrientedBox(centre, halfExtents, rotation);
 }
 
 Eigen::Vector3d OrientedBox::unitCoordinates(const Point<double, 3>& point) const
 {
-    return (rotation_.transpose() * (point - centre_)).cwiseQuotient(halfExtents_);
+    return (mRotation.transpose() * (point - mCentre)).cwiseQuotient(mHalfExtents);
 }
 
 Eigen::Matrix4d OrientedBox::unitFromWorld() const
 {
     Eigen::Matrix4d matrix = Eigen::Matrix4d::Identity();
-    const Eigen::Matrix3d linear = halfExtents_.cwiseInverse().asDiagonal() * rotation_.transpose();
+    const Eigen::Matrix3d linear = mHalfExtents.cwiseInverse().asDiagonal() * mRotation.transpose();
     matrix.topLeftCorner<3, 3>() = linear;
-    matrix.topRightCorner<3, 1>() = -linear * centre_;
+    matrix.topRightCorner<3, 1>() = -linear * mCentre;
     return matrix;
 }
 
@@ -68,9 +68,9 @@ BoxTestResult OrientedBox::testBox(const NBoundingBox<double, 3>& box) const
     if ((low.array() > 1.0).any() || (high.array() < -1.0).any())
         return BoxTestResult::Outside;
     // The oriented box's own extent along the world axes.
-    const Eigen::Vector3d reach = (rotation_.cwiseAbs() * halfExtents_);
-    const Eigen::Vector3d boxLow = centre_ - reach;
-    const Eigen::Vector3d boxHigh = centre_ + reach;
+    const Eigen::Vector3d reach = (mRotation.cwiseAbs() * mHalfExtents);
+    const Eigen::Vector3d boxLow = mCentre - reach;
+    const Eigen::Vector3d boxHigh = mCentre + reach;
     if ((boxLow.array() > box.max().array()).any() || (boxHigh.array() < box.min().array()).any())
         return BoxTestResult::Outside;
     return BoxTestResult::Intersecting;

@@ -26,7 +26,7 @@ int sign(double value)
 bool onSegment(const Vertex& a, const Vertex& b, const Vertex& p)
 {
     return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) && std::min(a.y(), b.y()) <= p.y()
-           && p.y() <= std::max(a.y(), b.y());
+        && p.y() <= std::max(a.y(), b.y());
 }
 
 // The signed area (positive counter-clockwise) and the first moments of a closed vertex ring: the
@@ -55,7 +55,8 @@ Moments moments(const std::vector<Vertex>& ring)
     }
     Moments result;
     result.area = 0.5 * twiceArea;
-    result.centroid = twiceArea == 0.0 ? origin : Vertex(origin + Vertex(cx / (3.0 * twiceArea), cy / (3.0 * twiceArea)));
+    result.centroid =
+        twiceArea == 0.0 ? origin : Vertex(origin + Vertex(cx / (3.0 * twiceArea), cy / (3.0 * twiceArea)));
     return result;
 }
 
@@ -123,36 +124,37 @@ bool segmentsMeet(const Vertex& a, const Vertex& b, const Vertex& c, const Verte
     if (d1 * d2 < 0 && d3 * d4 < 0)
         return true;
     return (d1 == 0 && onSegment(c, d, a)) || (d2 == 0 && onSegment(c, d, b)) || (d3 == 0 && onSegment(a, b, c))
-           || (d4 == 0 && onSegment(a, b, d));
+        || (d4 == 0 && onSegment(a, b, d));
 }
 
-Polygon::Polygon(std::vector<Vertex> vertices) : vertices_(std::move(vertices))
+Polygon::Polygon(std::vector<Vertex> vertices) : mVertices(std::move(vertices))
 {
-    const std::size_t n = vertices_.size();
+    const std::size_t n = mVertices.size();
     if (n < 3)
         throw std::invalid_argument("a polygon needs at least three vertices, not " + std::to_string(n));
     for (std::size_t i = 0; i < n; ++i) {
-        if (!vertices_[i].allFinite())
+        if (!mVertices[i].allFinite())
             throw std::invalid_argument("vertex " + std::to_string(i + 1) + " of the polygon is not a finite point");
-        bounds_.extend(vertices_[i]);
+        mBounds.extend(mVertices[i]);
     }
     for (std::size_t i = 0; i < n; ++i)
-        if (vertices_[i] == vertices_[(i + 1) % n])
-            throw std::invalid_argument("vertex " + std::to_string(i + 1 < n ? i + 2 : n) + " of the polygon is the same point as vertex "
-                                        + std::to_string(i + 1 < n ? i + 1 : 1) + " (a polygon closes without repeating its first vertex)");
+        if (mVertices[i] == mVertices[(i + 1) % n])
+            throw std::invalid_argument(
+                "vertex " + std::to_string(i + 1 < n ? i + 2 : n) + " of the polygon is the same point as vertex "
+                + std::to_string(i + 1 < n ? i + 1 : 1) + " (a polygon closes without repeating its first vertex)");
     bool onOneLine = true;
     for (std::size_t i = 2; i < n && onOneLine; ++i)
-        onOneLine = cross(vertices_[0], vertices_[1], vertices_[i]) == 0.0;
+        onOneLine = cross(mVertices[0], mVertices[1], mVertices[i]) == 0.0;
     if (onOneLine)
         throw std::invalid_argument("the polygon has no area: its vertices lie on one line");
     // Edge i runs from vertex i to vertex i + 1. Neighbouring edges share a vertex and may meet
     // only there: they must not fold back along each other.
     for (std::size_t i = 0; i < n; ++i) {
-        const Vertex& a = vertices_[i];
-        const Vertex& b = vertices_[(i + 1) % n];
+        const Vertex& a = mVertices[i];
+        const Vertex& b = mVertices[(i + 1) % n];
         for (std::size_t j = i + 1; j < n; ++j) {
-            const Vertex& c = vertices_[j];
-            const Vertex& d = vertices_[(j + 1) % n];
+            const Vertex& c = mVertices[j];
+            const Vertex& d = mVertices[(j + 1) % n];
             const bool next = j == i + 1;
             const bool previous = i == 0 && j == n - 1;
             bool meet = false;
@@ -163,24 +165,25 @@ Polygon::Polygon(std::vector<Vertex> vertices) : vertices_(std::move(vertices))
             else
                 meet = segmentsMeet(a, b, c, d);
             if (meet)
-                throw std::invalid_argument("the polygon's edges from vertex " + std::to_string(i + 1) + " and from vertex "
-                                            + std::to_string(j + 1) + " cross or touch: it must not cross itself");
+                throw std::invalid_argument("the polygon's edges from vertex " + std::to_string(i + 1)
+                                            + " and from vertex " + std::to_string(j + 1)
+                                            + " cross or touch: it must not cross itself");
         }
     }
-    const Moments whole = moments(vertices_);
-    area_ = std::abs(whole.area);
-    centroid_ = whole.centroid;
-    if (!(area_ > 0.0))
+    const Moments whole = moments(mVertices);
+    mArea = std::abs(whole.area);
+    mCentroid = whole.centroid;
+    if (!(mArea > 0.0))
         throw std::invalid_argument("the polygon has no area");
 }
 
 bool Polygon::contains(const Vertex& point) const
 {
     bool inside = false;
-    const std::size_t n = vertices_.size();
+    const std::size_t n = mVertices.size();
     for (std::size_t i = 0, j = n - 1; i < n; j = i++) {
-        const Vertex& a = vertices_[i];
-        const Vertex& b = vertices_[j];
+        const Vertex& a = mVertices[i];
+        const Vertex& b = mVertices[j];
         if ((a.y() > point.y()) != (b.y() > point.y())) {
             const double x = a.x() + (point.y() - a.y()) * (b.x() - a.x()) / (b.y() - a.y());
             if (point.x() < x)
@@ -193,10 +196,10 @@ bool Polygon::contains(const Vertex& point) const
 double Polygon::distanceToEdge(const Vertex& point) const
 {
     double nearest = std::numeric_limits<double>::infinity();
-    const std::size_t n = vertices_.size();
+    const std::size_t n = mVertices.size();
     for (std::size_t i = 0; i < n; ++i) {
-        const Vertex& a = vertices_[i];
-        const Vertex& b = vertices_[(i + 1) % n];
+        const Vertex& a = mVertices[i];
+        const Vertex& b = mVertices[(i + 1) % n];
         const Eigen::Vector2d edge = b - a;
         const double t = std::clamp((point - a).dot(edge) / edge.squaredNorm(), 0.0, 1.0);
         nearest = std::min(nearest, (point - (a + t * edge)).norm());
@@ -206,11 +209,11 @@ double Polygon::distanceToEdge(const Vertex& point) const
 
 BoxTestResult Polygon::testRectangle(const NBoundingBox<double, 2>& rectangle) const
 {
-    if (!bounds_.intersects(rectangle))
+    if (!mBounds.intersects(rectangle))
         return BoxTestResult::Outside;
-    const std::size_t n = vertices_.size();
+    const std::size_t n = mVertices.size();
     for (std::size_t i = 0; i < n; ++i)
-        if (segmentMeetsRectangle(vertices_[i], vertices_[(i + 1) % n], rectangle))
+        if (segmentMeetsRectangle(mVertices[i], mVertices[(i + 1) % n], rectangle))
             return BoxTestResult::Intersecting;
     // No edge meets it: the rectangle lies wholly on one side.
     return contains(rectangle.center()) ? BoxTestResult::Inside : BoxTestResult::Outside;
@@ -223,14 +226,16 @@ Polygon::Piece Polygon::clip(const NBoundingBox<double, 2>& rectangle) const
         return {0.0, rectangle.center()};
     if (where == BoxTestResult::Inside)
         return {rectangle.size().prod(), rectangle.center()};
-    std::vector<Vertex> ring = vertices_;
+    std::vector<Vertex> ring = mVertices;
     for (int axis = 0; axis < 2; ++axis) {
         const double low = rectangle.min()[axis];
         const double high = rectangle.max()[axis];
-        ring = clipRing(ring, [&](const Vertex& p) { return p[axis] >= low; },
-                        [&](const Vertex& a, const Vertex& b) { return at(a, b, axis, low); });
-        ring = clipRing(ring, [&](const Vertex& p) { return p[axis] <= high; },
-                        [&](const Vertex& a, const Vertex& b) { return at(a, b, axis, high); });
+        ring = clipRing(
+            ring, [&](const Vertex& p) { return p[axis] >= low; },
+            [&](const Vertex& a, const Vertex& b) { return at(a, b, axis, low); });
+        ring = clipRing(
+            ring, [&](const Vertex& p) { return p[axis] <= high; },
+            [&](const Vertex& a, const Vertex& b) { return at(a, b, axis, high); });
     }
     const Moments part = moments(ring);
     if (part.area == 0.0)

@@ -163,18 +163,15 @@ Rgb trafficLight(float x, const Spectrum::Limits& limits)
 // Moreland's diverging cool-warm map in 32 steps; the last entry is repeated so that x = 1 still
 // finds a pair to interpolate.
 constexpr std::array<Rgb, 34> coolWarmTable{{
-    {0.2314F, 0.2980F, 0.7529F}, {0.2667F, 0.3529F, 0.8000F}, {0.3020F, 0.4078F, 0.8431F},
-    {0.3412F, 0.4588F, 0.8824F}, {0.3843F, 0.5098F, 0.9176F}, {0.4235F, 0.5569F, 0.9451F},
-    {0.4667F, 0.6039F, 0.9686F}, {0.5098F, 0.6471F, 0.9843F}, {0.5529F, 0.6902F, 0.9961F},
-    {0.5961F, 0.7255F, 1.0000F}, {0.6392F, 0.7608F, 1.0000F}, {0.6824F, 0.7882F, 0.9922F},
-    {0.7216F, 0.8157F, 0.9765F}, {0.7608F, 0.8353F, 0.9569F}, {0.8000F, 0.8510F, 0.9333F},
-    {0.8353F, 0.8588F, 0.9020F}, {0.8667F, 0.8667F, 0.8667F}, {0.8980F, 0.8471F, 0.8196F},
-    {0.9255F, 0.8275F, 0.7725F}, {0.9451F, 0.8000F, 0.7255F}, {0.9608F, 0.7686F, 0.6784F},
-    {0.9686F, 0.7333F, 0.6275F}, {0.9686F, 0.6941F, 0.5804F}, {0.9686F, 0.6510F, 0.5294F},
-    {0.9569F, 0.6039F, 0.4824F}, {0.9451F, 0.5529F, 0.4353F}, {0.9255F, 0.4980F, 0.3882F},
-    {0.8980F, 0.4392F, 0.3451F}, {0.8706F, 0.3765F, 0.3020F}, {0.8353F, 0.3137F, 0.2588F},
-    {0.7961F, 0.2431F, 0.2196F}, {0.7529F, 0.1569F, 0.1882F}, {0.7059F, 0.0000F, 0.1490F},
-    {0.7059F, 0.0000F, 0.1490F},
+    {0.2314F, 0.2980F, 0.7529F}, {0.2667F, 0.3529F, 0.8000F}, {0.3020F, 0.4078F, 0.8431F}, {0.3412F, 0.4588F, 0.8824F},
+    {0.3843F, 0.5098F, 0.9176F}, {0.4235F, 0.5569F, 0.9451F}, {0.4667F, 0.6039F, 0.9686F}, {0.5098F, 0.6471F, 0.9843F},
+    {0.5529F, 0.6902F, 0.9961F}, {0.5961F, 0.7255F, 1.0000F}, {0.6392F, 0.7608F, 1.0000F}, {0.6824F, 0.7882F, 0.9922F},
+    {0.7216F, 0.8157F, 0.9765F}, {0.7608F, 0.8353F, 0.9569F}, {0.8000F, 0.8510F, 0.9333F}, {0.8353F, 0.8588F, 0.9020F},
+    {0.8667F, 0.8667F, 0.8667F}, {0.8980F, 0.8471F, 0.8196F}, {0.9255F, 0.8275F, 0.7725F}, {0.9451F, 0.8000F, 0.7255F},
+    {0.9608F, 0.7686F, 0.6784F}, {0.9686F, 0.7333F, 0.6275F}, {0.9686F, 0.6941F, 0.5804F}, {0.9686F, 0.6510F, 0.5294F},
+    {0.9569F, 0.6039F, 0.4824F}, {0.9451F, 0.5529F, 0.4353F}, {0.9255F, 0.4980F, 0.3882F}, {0.8980F, 0.4392F, 0.3451F},
+    {0.8706F, 0.3765F, 0.3020F}, {0.8353F, 0.3137F, 0.2588F}, {0.7961F, 0.2431F, 0.2196F}, {0.7529F, 0.1569F, 0.1882F},
+    {0.7059F, 0.0000F, 0.1490F}, {0.7059F, 0.0000F, 0.1490F},
 }};
 
 Rgb coolWarm(float x)
@@ -288,7 +285,7 @@ std::uint8_t toByte(float unit)
 
 Spectrum::Spectrum(SpectrumNames name) : Spectrum(name, Limits{}) {}
 
-Spectrum::Spectrum(SpectrumNames name, const Limits& limits) : m_name(name), m_limits(limits)
+Spectrum::Spectrum(SpectrumNames name, const Limits& limits) : mName(name), mLimits(limits)
 {
     if (name < Gray || name > CubeHelixRainbow)
         throw std::invalid_argument("Unknown spectrum number " + std::to_string(static_cast<int>(name)));
@@ -296,50 +293,30 @@ Spectrum::Spectrum(SpectrumNames name, const Limits& limits) : m_name(name), m_l
 
 Spectrum::Rgb Spectrum::operator()(float input) const
 {
-    if (m_name == Gray)
+    if (mName == Gray)
         return {input, input, input};
     const float x = saturate(input);
-    switch (m_name) {
-    case Gray:
-        break;
-    case Jet:
-        return jet(x);
-    case Bone:
-        return bone(x);
-    case Hot:
-        return hot(x);
-    case Thermo:
-        return thermo(x);
-    case Hsv:
-        return hsv(x);
-    case BlueGreenRed:
-        return blueGreenRed(x);
-    case CubeHelix:
-        return cubeHelixDefault(x);
-    case Turbo:
-        return turbo(x);
-    case Inferno:
-        return horner(infernoCoefficients, x);
-    case Plasma:
-        return horner(plasmaCoefficients, x);
-    case Magma:
-        return horner(magmaCoefficients, x);
-    case Viridis:
-        return horner(viridisCoefficients, x);
-    case RedWhiteBlue:
-        return redWhiteBlue(x);
-    case LevelOfAccuracy:
-        return accuracyClass(x, 150.0F, {1.0F, 5.0F, 15.0F, 50.0F});
-    case PassFail:
-        return passFail(x, m_limits);
-    case TrafficLight:
-        return trafficLight(x, m_limits);
-    case CoolWarm:
-        return coolWarm(x);
-    case LevelOfAccuracyImperial:
-        return accuracyClass(x, 96.0F, {1.0F, 4.0F, 10.0F, 32.0F});
-    case CubeHelixRainbow:
-        return cubeHelixRainbow(x);
+    switch (mName) {
+    case Gray: break;
+    case Jet: return jet(x);
+    case Bone: return bone(x);
+    case Hot: return hot(x);
+    case Thermo: return thermo(x);
+    case Hsv: return hsv(x);
+    case BlueGreenRed: return blueGreenRed(x);
+    case CubeHelix: return cubeHelixDefault(x);
+    case Turbo: return turbo(x);
+    case Inferno: return horner(infernoCoefficients, x);
+    case Plasma: return horner(plasmaCoefficients, x);
+    case Magma: return horner(magmaCoefficients, x);
+    case Viridis: return horner(viridisCoefficients, x);
+    case RedWhiteBlue: return redWhiteBlue(x);
+    case LevelOfAccuracy: return accuracyClass(x, 150.0F, {1.0F, 5.0F, 15.0F, 50.0F});
+    case PassFail: return passFail(x, mLimits);
+    case TrafficLight: return trafficLight(x, mLimits);
+    case CoolWarm: return coolWarm(x);
+    case LevelOfAccuracyImperial: return accuracyClass(x, 96.0F, {1.0F, 4.0F, 10.0F, 32.0F});
+    case CubeHelixRainbow: return cubeHelixRainbow(x);
     }
     return turbo(x);
 }

@@ -96,14 +96,14 @@ template <typename T>
 struct TriangleMesh<T>::Node {
     std::array<T, 3> low;
     std::array<T, 3> high;
-    // Leaf: m_order[first, first + count). Interior (count 0): children at index + 1 and `first`.
+    // Leaf: mOrder[first, first + count). Interior (count 0): children at index + 1 and `first`.
     std::uint32_t first = 0;
     std::uint32_t count = 0;
 
     T squaredDistanceTo(const PointType& point) const
     {
-        return squaredGap(low[0], high[0], point[0]) + squaredGap(low[1], high[1], point[1]) +
-               squaredGap(low[2], high[2], point[2]);
+        return squaredGap(low[0], high[0], point[0]) + squaredGap(low[1], high[1], point[1])
+            + squaredGap(low[2], high[2], point[2]);
     }
 
     T squaredDistanceTo(const BoxType& box) const
@@ -137,52 +137,52 @@ TriangleMesh<T>& TriangleMesh<T>::operator=(TriangleMesh&&) noexcept = default;
 
 template <typename T>
 TriangleMesh<T>::TriangleMesh(std::vector<PointType> vertices, std::vector<Triangle> triangles)
-    : m_vertices(std::move(vertices)), m_triangles(std::move(triangles))
+    : mVertices(std::move(vertices)), mTriangles(std::move(triangles))
 {
-    if (m_triangles.size() >= std::numeric_limits<std::uint32_t>::max())
-        throw std::invalid_argument("TriangleMesh: " + std::to_string(m_triangles.size()) +
-                                    " triangles are more than a mesh can index");
-    for (std::size_t i = 0; i < m_vertices.size(); ++i)
-        if (!m_vertices[i].allFinite())
+    if (mTriangles.size() >= std::numeric_limits<std::uint32_t>::max())
+        throw std::invalid_argument("TriangleMesh: " + std::to_string(mTriangles.size())
+                                    + " triangles are more than a mesh can index");
+    for (std::size_t i = 0; i < mVertices.size(); ++i)
+        if (!mVertices[i].allFinite())
             throw std::invalid_argument("TriangleMesh: vertex " + std::to_string(i) + " is not finite");
-    for (std::size_t t = 0; t < m_triangles.size(); ++t)
-        for (const std::uint32_t index : m_triangles[t])
-            if (index >= m_vertices.size())
-                throw std::invalid_argument("TriangleMesh: triangle " + std::to_string(t) + " refers to vertex " +
-                                            std::to_string(index) + " but the mesh has " +
-                                            std::to_string(m_vertices.size()) + " vertices");
+    for (std::size_t t = 0; t < mTriangles.size(); ++t)
+        for (const std::uint32_t index : mTriangles[t])
+            if (index >= mVertices.size())
+                throw std::invalid_argument("TriangleMesh: triangle " + std::to_string(t) + " refers to vertex "
+                                            + std::to_string(index) + " but the mesh has "
+                                            + std::to_string(mVertices.size()) + " vertices");
     buildHierarchy();
 }
 
 template <typename T>
 void TriangleMesh<T>::buildHierarchy()
 {
-    if (m_triangles.empty())
+    if (mTriangles.empty())
         return;
     std::vector<PointType> centroids;
-    centroids.reserve(m_triangles.size());
-    for (const Triangle& triangle : m_triangles)
-        centroids.emplace_back((m_vertices[triangle[0]] + m_vertices[triangle[1]] + m_vertices[triangle[2]]) / T(3));
-    m_order.resize(m_triangles.size());
-    for (std::uint32_t i = 0; i < m_order.size(); ++i)
-        m_order[i] = i;
-    m_nodes.reserve(2 * (m_triangles.size() / maxTrianglesPerLeaf + 1));
-    buildNode(centroids, 0, static_cast<std::uint32_t>(m_triangles.size()));
-    const Node& root = m_nodes.front();
-    m_boundingBox = BoxType(PointType(root.low[0], root.low[1], root.low[2]),
-                            PointType(root.high[0], root.high[1], root.high[2]));
+    centroids.reserve(mTriangles.size());
+    for (const Triangle& triangle : mTriangles)
+        centroids.emplace_back((mVertices[triangle[0]] + mVertices[triangle[1]] + mVertices[triangle[2]]) / T(3));
+    mOrder.resize(mTriangles.size());
+    for (std::uint32_t i = 0; i < mOrder.size(); ++i)
+        mOrder[i] = i;
+    mNodes.reserve(2 * (mTriangles.size() / maxTrianglesPerLeaf + 1));
+    buildNode(centroids, 0, static_cast<std::uint32_t>(mTriangles.size()));
+    const Node& root = mNodes.front();
+    mBoundingBox =
+        BoxType(PointType(root.low[0], root.low[1], root.low[2]), PointType(root.high[0], root.high[1], root.high[2]));
 }
 
 template <typename T>
 std::uint32_t TriangleMesh<T>::buildNode(std::vector<PointType>& centroids, std::uint32_t first, std::uint32_t count)
 {
-    const auto index = static_cast<std::uint32_t>(m_nodes.size());
+    const auto index = static_cast<std::uint32_t>(mNodes.size());
     BoxType bounds;
     BoxType centroidBounds;
     for (std::uint32_t i = first; i < first + count; ++i) {
-        const std::uint32_t triangle = m_order[i];
-        for (const std::uint32_t vertex : m_triangles[triangle])
-            bounds.extend(m_vertices[vertex]);
+        const std::uint32_t triangle = mOrder[i];
+        for (const std::uint32_t vertex : mTriangles[triangle])
+            bounds.extend(mVertices[vertex]);
         centroidBounds.extend(centroids[triangle]);
     }
     Node node;
@@ -190,10 +190,10 @@ std::uint32_t TriangleMesh<T>::buildNode(std::vector<PointType>& centroids, std:
         node.low[axis] = bounds.min()[axis];
         node.high[axis] = bounds.max()[axis];
     }
-    m_nodes.push_back(node);
+    mNodes.push_back(node);
     if (count <= maxTrianglesPerLeaf) {
-        m_nodes[index].first = first;
-        m_nodes[index].count = count;
+        mNodes[index].first = first;
+        mNodes[index].count = count;
         return index;
     }
 
@@ -202,14 +202,14 @@ std::uint32_t TriangleMesh<T>::buildNode(std::vector<PointType>& centroids, std:
     int axis = 0;
     centroidBounds.size().maxCoeff(&axis);
     const std::uint32_t half = count / 2;
-    const auto begin = m_order.begin() + first;
+    const auto begin = mOrder.begin() + first;
     std::nth_element(begin, begin + half, begin + count, [&](std::uint32_t left, std::uint32_t right) {
         return centroids[left][axis] < centroids[right][axis];
     });
     buildNode(centroids, first, half);
     const std::uint32_t right = buildNode(centroids, first + half, count - half);
-    m_nodes[index].first = right;
-    m_nodes[index].count = 0;
+    mNodes[index].first = right;
+    mNodes[index].count = 0;
     return index;
 }
 
@@ -217,16 +217,15 @@ template <typename T>
 TriangleMesh<T> TriangleMesh<T>::transformed(const MatrixType& matrix) const
 {
     std::vector<PointType> vertices;
-    vertices.reserve(m_vertices.size());
-    for (const PointType& vertex : m_vertices)
+    vertices.reserve(mVertices.size());
+    for (const PointType& vertex : mVertices)
         vertices.emplace_back((matrix * vertex.homogeneous()).hnormalized());
-    return TriangleMesh(std::move(vertices), m_triangles);
+    return TriangleMesh(std::move(vertices), mTriangles);
 }
 
 template <typename T>
-typename TriangleMesh<T>::PointType TriangleMesh<T>::nearestPointOnTriangle(const PointType& point,
-                                                                             const PointType& a, const PointType& b,
-                                                                             const PointType& c)
+typename TriangleMesh<T>::PointType TriangleMesh<T>::nearestPointOnTriangle(const PointType& point, const PointType& a,
+                                                                            const PointType& b, const PointType& c)
 {
     return nearestOnTriangle(point.template cast<double>(), a.template cast<double>(), b.template cast<double>(),
                              c.template cast<double>())
@@ -243,7 +242,7 @@ template <typename T>
 std::optional<typename TriangleMesh<T>::NearestPoint> TriangleMesh<T>::nearestPoint(const PointType& point,
                                                                                     T maxSquaredDistance) const
 {
-    if (m_nodes.empty() || !point.allFinite() || !(maxSquaredDistance >= T(0)))
+    if (mNodes.empty() || !point.allFinite() || !(maxSquaredDistance >= T(0)))
         return std::nullopt;
     const Vector3d p = point.template cast<double>();
     std::optional<NearestPoint> best;
@@ -253,28 +252,28 @@ std::optional<typename TriangleMesh<T>::NearestPoint> TriangleMesh<T>::nearestPo
     std::size_t size = 0;
     stack[size++] = 0;
     while (size > 0) {
-        const Node& node = m_nodes[stack[--size]];
+        const Node& node = mNodes[stack[--size]];
         if (node.squaredDistanceTo(point) > bound)
             continue;
         if (node.count > 0) {
             for (std::uint32_t i = node.first; i < node.first + node.count; ++i) {
-                const Triangle& triangle = m_triangles[m_order[i]];
-                const Vector3d q = nearestOnTriangle(p, m_vertices[triangle[0]].template cast<double>(),
-                                                     m_vertices[triangle[1]].template cast<double>(),
-                                                     m_vertices[triangle[2]].template cast<double>());
+                const Triangle& triangle = mTriangles[mOrder[i]];
+                const Vector3d q = nearestOnTriangle(p, mVertices[triangle[0]].template cast<double>(),
+                                                     mVertices[triangle[1]].template cast<double>(),
+                                                     mVertices[triangle[2]].template cast<double>());
                 const auto squaredDistance = static_cast<T>((q - p).squaredNorm());
                 if (squaredDistance < bound || (!best && squaredDistance <= bound)) {
-                    best = NearestPoint{q.template cast<T>(), m_order[i], squaredDistance};
+                    best = NearestPoint{q.template cast<T>(), mOrder[i], squaredDistance};
                     bound = squaredDistance;
                 }
             }
             continue;
         }
         // Visit the nearer child first: it usually tightens the bound enough to skip the other.
-        std::uint32_t nearer = static_cast<std::uint32_t>(&node - m_nodes.data()) + 1;
+        std::uint32_t nearer = static_cast<std::uint32_t>(&node - mNodes.data()) + 1;
         std::uint32_t farther = node.first;
-        T nearerDistance = m_nodes[nearer].squaredDistanceTo(point);
-        T fartherDistance = m_nodes[farther].squaredDistanceTo(point);
+        T nearerDistance = mNodes[nearer].squaredDistanceTo(point);
+        T fartherDistance = mNodes[farther].squaredDistanceTo(point);
         if (fartherDistance < nearerDistance) {
             std::swap(nearer, farther);
             std::swap(nearerDistance, fartherDistance);
@@ -290,7 +289,7 @@ std::optional<typename TriangleMesh<T>::NearestPoint> TriangleMesh<T>::nearestPo
 template <typename T>
 bool TriangleMesh<T>::mayBeWithinDistance(const BoxType& box, T distance) const
 {
-    if (m_nodes.empty() || box.isEmpty() || !(distance >= T(0)))
+    if (mNodes.empty() || box.isEmpty() || !(distance >= T(0)))
         return false;
     const T bound = distance * distance;
     std::array<std::uint32_t, traversalStackSize> stack{};
@@ -298,7 +297,7 @@ bool TriangleMesh<T>::mayBeWithinDistance(const BoxType& box, T distance) const
     stack[size++] = 0;
     while (size > 0) {
         const std::uint32_t index = stack[--size];
-        const Node& node = m_nodes[index];
+        const Node& node = mNodes[index];
         if (node.squaredDistanceTo(box) > bound)
             continue;
         if (node.count == 0) {
@@ -308,8 +307,8 @@ bool TriangleMesh<T>::mayBeWithinDistance(const BoxType& box, T distance) const
         }
         for (std::uint32_t i = node.first; i < node.first + node.count; ++i) {
             BoxType triangleBox;
-            for (const std::uint32_t vertex : m_triangles[m_order[i]])
-                triangleBox.extend(m_vertices[vertex]);
+            for (const std::uint32_t vertex : mTriangles[mOrder[i]])
+                triangleBox.extend(mVertices[vertex]);
             Node single{{triangleBox.min()[0], triangleBox.min()[1], triangleBox.min()[2]},
                         {triangleBox.max()[0], triangleBox.max()[1], triangleBox.max()[2]}};
             if (single.squaredDistanceTo(box) <= bound)

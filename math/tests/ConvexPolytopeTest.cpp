@@ -14,7 +14,8 @@ using Math::BoxTestResult;
 // The slab 0 <= x <= 1, as two half-spaces facing each other.
 Math::ConvexPolytope<float, 3> slab()
 {
-    return Math::ConvexPolytope<float, 3>({HalfSpace(Eigen::Vector3f(1, 0, 0), 0), HalfSpace(Eigen::Vector3f(-1, 0, 0), 1)});
+    return Math::ConvexPolytope<float, 3>(
+        {HalfSpace(Eigen::Vector3f(1, 0, 0), 0), HalfSpace(Eigen::Vector3f(-1, 0, 0), 1)});
 }
 
 TEST(HalfSpaceTest, ContainsTheSideTheNormalPointsToIncludingTheBoundary)

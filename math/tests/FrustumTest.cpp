@@ -27,11 +27,11 @@ TEST(FrustumTest, PerspectiveVolumeLooksDownNegativeZ)
 {
     const Math::Frustum<float> frustum(perspective(1, 11));
     EXPECT_TRUE(frustum.contains(Point3(0, 0, -5)));
-    EXPECT_TRUE(frustum.contains(Point3(4.9f, -4.9f, -5)));  // inside the 45 degree sides
+    EXPECT_TRUE(frustum.contains(Point3(4.9f, -4.9f, -5))); // inside the 45 degree sides
     EXPECT_FALSE(frustum.contains(Point3(5.1f, 0, -5)));
-    EXPECT_FALSE(frustum.contains(Point3(0, 0, 5)));          // behind the camera
-    EXPECT_FALSE(frustum.contains(Point3(0, 0, -0.9f)));      // before the near plane
-    EXPECT_FALSE(frustum.contains(Point3(0, 0, -11.1f)));     // beyond the far plane
+    EXPECT_FALSE(frustum.contains(Point3(0, 0, 5))); // behind the camera
+    EXPECT_FALSE(frustum.contains(Point3(0, 0, -0.9f))); // before the near plane
+    EXPECT_FALSE(frustum.contains(Point3(0, 0, -11.1f))); // beyond the far plane
 
     // Normalized planes give true distances: the near plane z = -1 faces -z.
     EXPECT_NEAR(frustum.side(Math::Frustum<float>::Near).plane().signedDistance(Point3(0, 0, -3)), 2.0f, 1e-5f);

@@ -61,12 +61,12 @@ TEST(PolygonTest, RectanglesAgainstTheEll)
     };
     const Case cases[] = {
         {square(0.5, 0.5, 1), BoxTestResult::Inside, 1.0},
-        {square(2.5, 2.5, 1), BoxTestResult::Outside, 0.0},        // in the notch, its corner near the ell's
-        {square(-3, -3, 2), BoxTestResult::Outside, 0.0},          // beyond the bounds
-        {square(3, 1, 2), BoxTestResult::Intersecting, 1.0},       // half over the right edge, half over the notch
-        {square(1, 1, 2), BoxTestResult::Intersecting, 3.0},       // over the inner corner: three quarters inside
-        {square(-1, -1, 6), BoxTestResult::Intersecting, 12.0},    // holds the whole ell
-        {square(4, 0, 1), BoxTestResult::Intersecting, 0.0},       // touches the edge x = 4 only
+        {square(2.5, 2.5, 1), BoxTestResult::Outside, 0.0}, // in the notch, its corner near the ell's
+        {square(-3, -3, 2), BoxTestResult::Outside, 0.0}, // beyond the bounds
+        {square(3, 1, 2), BoxTestResult::Intersecting, 1.0}, // half over the right edge, half over the notch
+        {square(1, 1, 2), BoxTestResult::Intersecting, 3.0}, // over the inner corner: three quarters inside
+        {square(-1, -1, 6), BoxTestResult::Intersecting, 12.0}, // holds the whole ell
+        {square(4, 0, 1), BoxTestResult::Intersecting, 0.0}, // touches the edge x = 4 only
     };
     for (const Case& c : cases) {
         EXPECT_EQ(polygon.testRectangle(c.rectangle), c.expected) << c.rectangle.min().transpose();
@@ -85,8 +85,9 @@ TEST(PolygonTest, ClippedPiecesOfAGridAddUpToTheArea)
     // A pentagon cut by a grid of 0.37 cells: the pieces' areas sum to its shoelace area.
     const Polygon pentagon({V(0.1, 0.2), V(3.3, -0.4), V(4.0, 2.2), V(1.7, 3.9), V(-0.6, 2.5)});
     // Shoelace by hand over the five vertices.
-    const double shoelace = 0.5 * ((0.1 * -0.4 - 3.3 * 0.2) + (3.3 * 2.2 - 4.0 * -0.4) + (4.0 * 3.9 - 1.7 * 2.2)
-                                   + (1.7 * 2.5 - -0.6 * 3.9) + (-0.6 * 0.2 - 0.1 * 2.5));
+    const double shoelace = 0.5
+        * ((0.1 * -0.4 - 3.3 * 0.2) + (3.3 * 2.2 - 4.0 * -0.4) + (4.0 * 3.9 - 1.7 * 2.2) + (1.7 * 2.5 - -0.6 * 3.9)
+           + (-0.6 * 0.2 - 0.1 * 2.5));
     EXPECT_NEAR(pentagon.area(), shoelace, 1e-12);
     double sum = 0.0;
     for (double x = -1.0; x < 4.5; x += 0.37)
@@ -103,11 +104,11 @@ TEST(PolygonTest, RefusesWhatIsNoSimplePolygon)
     };
     const Case cases[] = {
         {{{0, 0}, {1, 0}}, "at least three vertices, not 2"},
-        {{{0, 0}, {2, 2}, {2, 0}, {0, 2}}, "cross"},                          // a bow tie
-        {{{0, 0}, {4, 0}, {4, 4}, {2, -1}, {0, 4}}, "cross"},                  // an edge through the first
-        {{{0, 0}, {4, 0}, {2, 0}, {2, 3}}, "cross"},                          // folds back along itself
+        {{{0, 0}, {2, 2}, {2, 0}, {0, 2}}, "cross"}, // a bow tie
+        {{{0, 0}, {4, 0}, {4, 4}, {2, -1}, {0, 4}}, "cross"}, // an edge through the first
+        {{{0, 0}, {4, 0}, {2, 0}, {2, 3}}, "cross"}, // folds back along itself
         {{{0, 0}, {1, 0}, {2, 0}}, "no area"},
-        {{{0, 0}, {1, 0}, {1, 1}, {0, 0}}, "is the same point as vertex 1"},               // closed by repeating the first
+        {{{0, 0}, {1, 0}, {1, 1}, {0, 0}}, "is the same point as vertex 1"}, // closed by repeating the first
         {{{0, 0}, {1, 0}, {1, std::nan("")}}, "vertex 3"},
     };
     for (const Case& c : cases) {
@@ -124,7 +125,8 @@ TEST(OrientedBoxTest, ATurnedBoxAgainstPointsAndBoxes)
 {
     // 4 x 2 x 2 around (10, 20, 5), turned by 45 degrees: its long axis runs along (1, 1).
     const double quarter = std::numbers::pi / 4.0;
-    const auto box = Math::OrientedBox::fromAngles(Math::Point<double, 3>(10, 20, 5), Eigen::Vector3d(2, 1, 1), quarter);
+    const auto box =
+        Math::OrientedBox::fromAngles(Math::Point<double, 3>(10, 20, 5), Eigen::Vector3d(2, 1, 1), quarter);
     const double r = std::sqrt(0.5);
     EXPECT_TRUE(box.contains(Math::Point<double, 3>(10 + 1.9 * r, 20 + 1.9 * r, 5.9)));
     EXPECT_FALSE(box.contains(Math::Point<double, 3>(10 + 2.1 * r, 20 + 2.1 * r, 5)));
@@ -138,7 +140,7 @@ TEST(OrientedBoxTest, ATurnedBoxAgainstPointsAndBoxes)
     using P = Math::Point<double, 3>;
     EXPECT_EQ(box.testBox(Box(P(9.8, 19.8, 4.8), P(10.2, 20.2, 5.2))), BoxTestResult::Inside);
     EXPECT_EQ(box.testBox(Box(P(0, 0, 0), P(1, 1, 1))), BoxTestResult::Outside);
-    EXPECT_EQ(box.testBox(Box(P(9, 19, 6.5), P(11, 21, 7))), BoxTestResult::Outside);     // above it
+    EXPECT_EQ(box.testBox(Box(P(9, 19, 6.5), P(11, 21, 7))), BoxTestResult::Outside); // above it
     // Beside the long side, within the box's own axis-aligned reach but separated across it.
     EXPECT_EQ(box.testBox(Box(P(11.2, 18.4, 4), P(11.8, 19.0, 6))), BoxTestResult::Outside);
     EXPECT_EQ(box.testBox(Box(P(10, 20, 5), P(13, 23, 6))), BoxTestResult::Intersecting);

@@ -82,8 +82,7 @@ TEST(SpectrumTest, CoolWarmInterpolatesItsTable)
     expectRgb(Spectrum::CoolWarm, 1.0F, 0.7059F, 0.0F, 0.1490F);
     expectRgb(Spectrum::CoolWarm, 0.5F, 0.8667F, 0.8667F, 0.8667F);
     // Halfway between entries 0 and 1.
-    expectRgb(Spectrum::CoolWarm, 1.0F / 64, (0.2314F + 0.2667F) / 2, (0.2980F + 0.3529F) / 2,
-              (0.7529F + 0.8000F) / 2);
+    expectRgb(Spectrum::CoolWarm, 1.0F / 64, (0.2314F + 0.2667F) / 2, (0.2980F + 0.3529F) / 2, (0.7529F + 0.8000F) / 2);
     expectRgb(Spectrum::CoolWarm, std::nanf(""), 0.2314F, 0.2980F, 0.7529F);
 }
 

@@ -32,14 +32,14 @@ void expectNearest(const Mesh& mesh, const P& query, const P& expected, std::siz
 TEST(TriangleMeshTest, NearestPointOnFaceEdgesAndVertices)
 {
     const Mesh mesh = singleTriangle();
-    expectNearest(mesh, P(0.5F, 0.5F, 3), P(0.5F, 0.5F, 0), 0, 9);  // above the face
-    expectNearest(mesh, P(0.5F, 0.5F, 0), P(0.5F, 0.5F, 0), 0, 0);  // on it
-    expectNearest(mesh, P(1, -1, 1), P(1, 0, 0), 0, 2);             // beside edge ab
-    expectNearest(mesh, P(-2, 1.5F, 0), P(0, 1.5F, 0), 0, 4);       // beside edge ca
-    expectNearest(mesh, P(2, 2, 0), P(1, 1, 0), 0, 2);              // beside the hypotenuse bc
-    expectNearest(mesh, P(3, -1, 0), P(2, 0, 0), 0, 2);             // beyond vertex b
-    expectNearest(mesh, P(-1, -1, -1), P(0, 0, 0), 0, 3);           // beyond vertex a
-    expectNearest(mesh, P(-1, 4, 2), P(0, 2, 0), 0, 1 + 4 + 4);     // beyond vertex c
+    expectNearest(mesh, P(0.5F, 0.5F, 3), P(0.5F, 0.5F, 0), 0, 9); // above the face
+    expectNearest(mesh, P(0.5F, 0.5F, 0), P(0.5F, 0.5F, 0), 0, 0); // on it
+    expectNearest(mesh, P(1, -1, 1), P(1, 0, 0), 0, 2); // beside edge ab
+    expectNearest(mesh, P(-2, 1.5F, 0), P(0, 1.5F, 0), 0, 4); // beside edge ca
+    expectNearest(mesh, P(2, 2, 0), P(1, 1, 0), 0, 2); // beside the hypotenuse bc
+    expectNearest(mesh, P(3, -1, 0), P(2, 0, 0), 0, 2); // beyond vertex b
+    expectNearest(mesh, P(-1, -1, -1), P(0, 0, 0), 0, 3); // beyond vertex a
+    expectNearest(mesh, P(-1, 4, 2), P(0, 2, 0), 0, 1 + 4 + 4); // beyond vertex c
 }
 
 TEST(TriangleMeshTest, ReportsTheTriangleThatHoldsTheNearestPoint)

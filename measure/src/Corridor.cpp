@@ -29,7 +29,7 @@ std::string number(double value)
 } // namespace
 
 Corridor::Corridor(const ProfileOptions& options)
-    : m_halfWidth(0.5 * options.width), m_lowest(options.lowest), m_highest(options.highest)
+    : mHalfWidth(0.5 * options.width), mLowest(options.lowest), mHighest(options.highest)
 {
     const auto& line = options.line;
     if (line.size() < 2)
@@ -49,25 +49,25 @@ Corridor::Corridor(const ProfileOptions& options)
                                         + " of the profile's line are the same point (" + number(line[i].x()) + ", "
                                         + number(line[i].y()) + ")");
         const Eigen::Vector2d direction = step / length;
-        m_segments.push_back({line[i], direction, length, m_length});
-        m_length += length;
-        const Eigen::Vector2d side = m_halfWidth * leftOf(direction);
-        m_rectangles.emplace_back(std::vector<Math::Point<double, 2>>{line[i] - side, line[i + 1] - side,
-                                                                       line[i + 1] + side, line[i] + side});
-        m_bounds.extend(m_rectangles.back().bounds());
+        mSegments.push_back({line[i], direction, length, mLength});
+        mLength += length;
+        const Eigen::Vector2d side = mHalfWidth * leftOf(direction);
+        mRectangles.emplace_back(std::vector<Math::Point<double, 2>>{line[i] - side, line[i + 1] - side,
+                                                                     line[i + 1] + side, line[i] + side});
+        mBounds.extend(mRectangles.back().bounds());
     }
 }
 
 Math::BoxTestResult Corridor::testCube(const Math::NBoundingBox<double, 3>& cube) const
 {
-    if (cube.isEmpty() || cube.max().z() < m_lowest || cube.min().z() > m_highest)
+    if (cube.isEmpty() || cube.max().z() < mLowest || cube.min().z() > mHighest)
         return Math::BoxTestResult::Outside;
     const Math::NBoundingBox<double, 2> plan(Math::Point<double, 2>(cube.min().head<2>()),
                                              Math::Point<double, 2>(cube.max().head<2>()));
     Math::BoxTestResult result = Math::BoxTestResult::Outside;
-    for (const Math::Polygon& rectangle : m_rectangles) {
+    for (const Math::Polygon& rectangle : mRectangles) {
         const Math::BoxTestResult single = rectangle.testRectangle(plan);
-        if (single == Math::BoxTestResult::Inside && cube.min().z() >= m_lowest && cube.max().z() <= m_highest)
+        if (single == Math::BoxTestResult::Inside && cube.min().z() >= mLowest && cube.max().z() <= mHighest)
             return Math::BoxTestResult::Inside;
         if (single != Math::BoxTestResult::Outside)
             result = Math::BoxTestResult::Intersecting;
@@ -77,14 +77,14 @@ Math::BoxTestResult Corridor::testCube(const Math::NBoundingBox<double, 3>& cube
 
 std::optional<Corridor::Place> Corridor::place(const std::array<double, 3>& point) const
 {
-    if (!(point[2] >= m_lowest && point[2] <= m_highest))
+    if (!(point[2] >= mLowest && point[2] <= mHighest))
         return std::nullopt;
     std::optional<Place> best;
-    for (const Segment& segment : m_segments) {
+    for (const Segment& segment : mSegments) {
         const Eigen::Vector2d offset(point[0] - segment.start.x(), point[1] - segment.start.y());
         const double along = offset.dot(segment.direction);
         const double across = offset.dot(leftOf(segment.direction));
-        if (along < 0.0 || along > segment.length || std::abs(across) > m_halfWidth)
+        if (along < 0.0 || along > segment.length || std::abs(across) > mHalfWidth)
             continue;
         if (!best || std::abs(across) < std::abs(best->across))
             best = Place{segment.before + along, across};

@@ -15,9 +15,9 @@ public:
     // Throws std::invalid_argument for options that make no corridor (see measureProfile).
     explicit Corridor(const ProfileOptions& options);
 
-    double length() const { return m_length; }
+    double length() const { return mLength; }
     // The plan bounds of all the rectangles.
-    const Math::NBoundingBox<double, 2>& bounds() const { return m_bounds; }
+    const Math::NBoundingBox<double, 2>& bounds() const { return mBounds; }
 
     Math::BoxTestResult testCube(const Math::NBoundingBox<double, 3>& cube) const override;
 
@@ -36,13 +36,13 @@ private:
         double before; // the length of the line before the segment
     };
 
-    std::vector<Segment> m_segments;
-    std::vector<Math::Polygon> m_rectangles;
-    Math::NBoundingBox<double, 2> m_bounds;
-    double m_halfWidth;
-    double m_lowest;
-    double m_highest;
-    double m_length = 0.0;
+    std::vector<Segment> mSegments;
+    std::vector<Math::Polygon> mRectangles;
+    Math::NBoundingBox<double, 2> mBounds;
+    double mHalfWidth;
+    double mLowest;
+    double mHighest;
+    double mLength = 0.0;
 };
 
 } // namespace Measure

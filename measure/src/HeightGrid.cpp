@@ -24,44 +24,44 @@ std::size_t cellsAcross(double extent, double cellSize)
 } // namespace
 
 HeightGrid::HeightGrid(const Math::Polygon& polygon, double cellSize)
-    : m_polygon(polygon), m_cellSize(cellSize), m_origin(polygon.bounds().min())
+    : mPolygon(polygon), mCellSize(cellSize), mOrigin(polygon.bounds().min())
 {
     if (!(cellSize > 0.0) || !std::isfinite(cellSize))
         throw std::invalid_argument("the cell size must be a number above 0, not " + std::to_string(cellSize));
     const Eigen::Vector2d extent = polygon.bounds().size();
-    m_columns = cellsAcross(extent.x(), cellSize);
-    m_rows = cellsAcross(extent.y(), cellSize);
-    if (m_columns > maxCells || m_rows > maxCells || m_columns * m_rows > maxCells)
+    mColumns = cellsAcross(extent.x(), cellSize);
+    mRows = cellsAcross(extent.y(), cellSize);
+    if (mColumns > maxCells || mRows > maxCells || mColumns * mRows > maxCells)
         throw std::invalid_argument("a cell size of " + std::to_string(cellSize) + " makes a grid of more than "
                                     + std::to_string(maxCells) + " cells over the polygon; choose a larger cell");
-    m_heights.assign(m_columns * m_rows, 0.0);
-    m_counts.assign(m_columns * m_rows, 0);
-    m_areas.assign(m_columns * m_rows, 0.0);
+    mHeights.assign(mColumns * mRows, 0.0);
+    mCounts.assign(mColumns * mRows, 0);
+    mAreas.assign(mColumns * mRows, 0.0);
     findEdgeCells();
     // Cells that no edge passes through lie wholly inside or outside, alike along a row until the
     // next edge: one containment test a run, an exact clip only where edges pass.
-    for (std::size_t row = 0; row < m_rows; ++row) {
+    for (std::size_t row = 0; row < mRows; ++row) {
         std::optional<bool> runInside;
-        for (std::size_t column = 0; column < m_columns; ++column) {
+        for (std::size_t column = 0; column < mColumns; ++column) {
             const std::size_t i = index(column, row);
             const Math::NBoundingBox<double, 2> cell = square(column, row);
-            if (m_edge[i]) {
-                m_areas[i] = polygon.clip(cell).area;
+            if (mEdge[i]) {
+                mAreas[i] = polygon.clip(cell).area;
                 runInside.reset();
                 continue;
             }
             if (!runInside)
                 runInside = polygon.contains(cell.center());
-            m_areas[i] = *runInside ? cell.size().prod() : 0.0;
+            mAreas[i] = *runInside ? cell.size().prod() : 0.0;
         }
     }
 }
 
 void HeightGrid::findEdgeCells()
 {
-    m_edge.assign(m_columns * m_rows, 0);
-    const auto& vertices = m_polygon.vertices();
-    for (std::size_t row = 0; row < m_rows; ++row) {
+    mEdge.assign(mColumns * mRows, 0);
+    const auto& vertices = mPolygon.vertices();
+    for (std::size_t row = 0; row < mRows; ++row) {
         const Math::NBoundingBox<double, 2> band = square(0, row);
         const double y0 = band.min().y();
         const double y1 = band.max().y();
@@ -84,56 +84,56 @@ void HeightGrid::findEdgeCells()
             // A column more on each side: rounding at the cells' borders must not hide an edge.
             const std::size_t first = columnOf(x0);
             const std::size_t last = columnOf(x1);
-            for (std::size_t column = first == 0 ? 0 : first - 1; column <= std::min(last + 1, m_columns - 1); ++column)
-                m_edge[index(column, row)] = 1;
+            for (std::size_t column = first == 0 ? 0 : first - 1; column <= std::min(last + 1, mColumns - 1); ++column)
+                mEdge[index(column, row)] = 1;
         }
     }
-    m_nearEdge.assign(m_columns * m_rows, 0);
-    for (std::size_t row = 0; row < m_rows; ++row)
-        for (std::size_t column = 0; column < m_columns; ++column)
-            if (m_edge[index(column, row)])
-                for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, m_rows - 1); ++r)
-                    for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, m_columns - 1); ++c)
-                        m_nearEdge[index(c, r)] = 1;
+    mNearEdge.assign(mColumns * mRows, 0);
+    for (std::size_t row = 0; row < mRows; ++row)
+        for (std::size_t column = 0; column < mColumns; ++column)
+            if (mEdge[index(column, row)])
+                for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, mRows - 1); ++r)
+                    for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, mColumns - 1); ++c)
+                        mNearEdge[index(c, r)] = 1;
 }
 
 std::size_t HeightGrid::columnOf(double x) const
 {
-    const double at = std::floor((x - m_origin.x()) / m_cellSize);
-    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), m_columns - 1);
+    const double at = std::floor((x - mOrigin.x()) / mCellSize);
+    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), mColumns - 1);
 }
 
 std::size_t HeightGrid::rowOf(double y) const
 {
-    const double at = std::floor((y - m_origin.y()) / m_cellSize);
-    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), m_rows - 1);
+    const double at = std::floor((y - mOrigin.y()) / mCellSize);
+    return at <= 0.0 ? std::size_t(0) : std::min(static_cast<std::size_t>(at), mRows - 1);
 }
 
 HeightGrid::Place HeightGrid::place(double x, double y) const
 {
-    const Math::NBoundingBox<double, 2>& bounds = m_polygon.bounds();
+    const Math::NBoundingBox<double, 2>& bounds = mPolygon.bounds();
     if (x < bounds.min().x() || x > bounds.max().x() || y < bounds.min().y() || y > bounds.max().y())
         return {false, true, 0};
     const std::size_t cell = index(columnOf(x), rowOf(y));
-    const bool inside = m_edge[cell] ? m_polygon.contains(Math::Point<double, 2>(x, y)) : m_areas[cell] > 0.0;
-    return {inside, m_nearEdge[cell] != 0, cell};
+    const bool inside = mEdge[cell] ? mPolygon.contains(Math::Point<double, 2>(x, y)) : mAreas[cell] > 0.0;
+    return {inside, mNearEdge[cell] != 0, cell};
 }
 
 Math::NBoundingBox<double, 2> HeightGrid::square(std::size_t column, std::size_t row) const
 {
-    const Math::Point<double, 2> low(m_origin.x() + double(column) * m_cellSize, m_origin.y() + double(row) * m_cellSize);
-    return {low, Math::Point<double, 2>(low + Eigen::Vector2d::Constant(m_cellSize))};
+    const Math::Point<double, 2> low(mOrigin.x() + double(column) * mCellSize, mOrigin.y() + double(row) * mCellSize);
+    return {low, Math::Point<double, 2>(low + Eigen::Vector2d::Constant(mCellSize))};
 }
 
 HeightGrid::Counts HeightGrid::finish()
 {
     Counts counts;
-    for (std::size_t i = 0; i < m_heights.size(); ++i) {
-        if (m_counts[i] > 0) {
-            m_heights[i] /= double(m_counts[i]);
+    for (std::size_t i = 0; i < mHeights.size(); ++i) {
+        if (mCounts[i] > 0) {
+            mHeights[i] /= double(mCounts[i]);
             ++counts.withPoints;
         } else {
-            m_heights[i] = noHeight;
+            mHeights[i] = noHeight;
         }
     }
     if (counts.withPoints == 0)
@@ -141,17 +141,17 @@ HeightGrid::Counts HeightGrid::finish()
     // Ring by ring inward from the cells with points; each ring takes its heights from the cells
     // known before it, so the order within a ring does not matter.
     std::vector<std::size_t> known;
-    for (std::size_t i = 0; i < m_heights.size(); ++i)
-        if (!std::isnan(m_heights[i]))
+    for (std::size_t i = 0; i < mHeights.size(); ++i)
+        if (!std::isnan(mHeights[i]))
             known.push_back(i);
-    std::vector<bool> queued(m_heights.size(), false);
+    std::vector<bool> queued(mHeights.size(), false);
     std::vector<std::size_t> ring;
     std::vector<double> ringHeights;
     const auto forNeighbours = [this](std::size_t i, auto&& visit) {
-        const std::size_t row = i / m_columns;
-        const std::size_t column = i % m_columns;
-        for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, m_rows - 1); ++r)
-            for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, m_columns - 1); ++c)
+        const std::size_t row = i / mColumns;
+        const std::size_t column = i % mColumns;
+        for (std::size_t r = row == 0 ? 0 : row - 1; r <= std::min(row + 1, mRows - 1); ++r)
+            for (std::size_t c = column == 0 ? 0 : column - 1; c <= std::min(column + 1, mColumns - 1); ++c)
                 if (r != row || c != column)
                     visit(index(c, r));
     };
@@ -159,7 +159,7 @@ HeightGrid::Counts HeightGrid::finish()
         ring.clear();
         for (const std::size_t i : known)
             forNeighbours(i, [&](std::size_t n) {
-                if (m_areas[n] > 0.0 && std::isnan(m_heights[n]) && !queued[n]) {
+                if (mAreas[n] > 0.0 && std::isnan(mHeights[n]) && !queued[n]) {
                     queued[n] = true;
                     ring.push_back(n);
                 }
@@ -169,15 +169,15 @@ HeightGrid::Counts HeightGrid::finish()
             double sum = 0.0;
             int count = 0;
             forNeighbours(i, [&](std::size_t n) {
-                if (!std::isnan(m_heights[n])) {
-                    sum += m_heights[n];
+                if (!std::isnan(mHeights[n])) {
+                    sum += mHeights[n];
                     ++count;
                 }
             });
             ringHeights.push_back(sum / count);
         }
         for (std::size_t k = 0; k < ring.size(); ++k)
-            m_heights[ring[k]] = ringHeights[k];
+            mHeights[ring[k]] = ringHeights[k];
         counts.filled += ring.size();
         known.swap(ring);
     }
@@ -187,17 +187,17 @@ HeightGrid::Counts HeightGrid::finish()
 std::optional<double> HeightGrid::height(std::size_t column, std::size_t row) const
 {
     const std::size_t i = index(column, row);
-    if (!(m_areas[i] > 0.0) || std::isnan(m_heights[i]))
+    if (!(mAreas[i] > 0.0) || std::isnan(mHeights[i]))
         return std::nullopt;
-    return m_heights[i];
+    return mHeights[i];
 }
 
 Math::Polygon::Piece HeightGrid::piece(std::size_t column, std::size_t row) const
 {
     const Math::NBoundingBox<double, 2> cell = square(column, row);
-    if (m_areas[index(column, row)] >= m_cellSize * m_cellSize)
-        return {m_areas[index(column, row)], cell.center()};
-    return m_polygon.clip(cell);
+    if (mAreas[index(column, row)] >= mCellSize * mCellSize)
+        return {mAreas[index(column, row)], cell.center()};
+    return mPolygon.clip(cell);
 }
 
 } // namespace Measure

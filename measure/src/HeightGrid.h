@@ -19,8 +19,8 @@ public:
     // maxCells cells.
     HeightGrid(const Math::Polygon& polygon, double cellSize);
 
-    std::size_t columns() const { return m_columns; }
-    std::size_t rows() const { return m_rows; }
+    std::size_t columns() const { return mColumns; }
+    std::size_t rows() const { return mRows; }
 
     // Where a point in plan lies, known from its cell where the polygon's edges do not pass
     // through it: `inside`, and `nearEdge` when it may lie within one cell of an edge (its cell or
@@ -35,8 +35,8 @@ public:
     // Adds the height of a point inside the polygon, in the cell place() gave.
     void add(std::size_t cell, double z)
     {
-        m_heights[cell] += z;
-        ++m_counts[cell];
+        mHeights[cell] += z;
+        ++mCounts[cell];
     }
 
     // The cell's square.
@@ -57,19 +57,19 @@ public:
     Math::Polygon::Piece piece(std::size_t column, std::size_t row) const;
 
 private:
-    std::size_t index(std::size_t column, std::size_t row) const { return row * m_columns + column; }
+    std::size_t index(std::size_t column, std::size_t row) const { return row * mColumns + column; }
 
-    const Math::Polygon& m_polygon;
-    double m_cellSize;
-    Math::Point<double, 2> m_origin;
-    std::size_t m_columns = 0;
-    std::size_t m_rows = 0;
-    std::vector<double> m_heights; // sums until finish()
-    std::vector<std::uint32_t> m_counts;
-    std::vector<double> m_areas; // of the part of the cell's square inside the polygon
+    const Math::Polygon& mPolygon;
+    double mCellSize;
+    Math::Point<double, 2> mOrigin;
+    std::size_t mColumns = 0;
+    std::size_t mRows = 0;
+    std::vector<double> mHeights; // sums until finish()
+    std::vector<std::uint32_t> mCounts;
+    std::vector<double> mAreas; // of the part of the cell's square inside the polygon
     // Per cell: an edge of the polygon may pass through it; one passes through it or a neighbour.
-    std::vector<std::uint8_t> m_edge;
-    std::vector<std::uint8_t> m_nearEdge;
+    std::vector<std::uint8_t> mEdge;
+    std::vector<std::uint8_t> mNearEdge;
 
     // Marks the cells of each row that the edges pass through, and their neighbours.
     void findEdgeCells();

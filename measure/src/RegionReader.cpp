@@ -42,7 +42,8 @@ void collectCandidates(std::size_t store, const Octree::Octree& tree, const Regi
         pending.pop_front();
         Math::NBoundingBox<double, 3> cube = unscaled(tree.worldBoundingCube(node), unitScale);
         const double slack = tree.spacing(node.level()) / unitScale;
-        cube = {Math::Point<double, 3>(cube.min() - Eigen::Vector3d::Constant(slack)), Math::Point<double, 3>(cube.max() + Eigen::Vector3d::Constant(slack))};
+        cube = {Math::Point<double, 3>(cube.min() - Eigen::Vector3d::Constant(slack)),
+                Math::Point<double, 3>(cube.max() + Eigen::Vector3d::Constant(slack))};
         if (region.testCube(cube) == Math::BoxTestResult::Outside)
             continue;
         if (tree.nodeVisibility(node) != Octree::NodeVisibility::AllHidden && tree.pointCount(node) > 0)
@@ -65,7 +66,8 @@ RegionReadCounts readRegion(const Stores& stores, const Region& region,
         } catch (const Octree::OperationCancelled&) {
             throw;
         } catch (const std::exception&) {
-            std::throw_with_nested(std::runtime_error("cannot read the hierarchy of " + stores[store]->location().toString()));
+            std::throw_with_nested(
+                std::runtime_error("cannot read the hierarchy of " + stores[store]->location().toString()));
         }
     }
     std::uint64_t total = 0;
@@ -81,8 +83,8 @@ RegionReadCounts readRegion(const Stores& stores, const Region& region,
         try {
             points = Octree::storePoints(tree, candidate.node, stop);
         } catch (const std::exception&) {
-            std::throw_with_nested(std::runtime_error("cannot read node " + candidate.node.name() + " of "
-                                                      + tree.location().toString()));
+            std::throw_with_nested(
+                std::runtime_error("cannot read node " + candidate.node.name() + " of " + tree.location().toString()));
         }
         if (!points)
             throw Octree::OperationCancelled();

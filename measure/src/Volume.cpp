@@ -17,55 +17,56 @@ namespace {
 // The polygon between every height, its plan grown by `margin` (the band of a fitted base).
 class PrismRegion : public Region {
 public:
-    PrismRegion(const Math::Polygon& polygon, double margin) : m_polygon(polygon), m_margin(margin) {}
+    PrismRegion(const Math::Polygon& polygon, double margin) : mPolygon(polygon), mMargin(margin) {}
 
     Math::BoxTestResult testCube(const Math::NBoundingBox<double, 3>& cube) const override
     {
         if (cube.isEmpty())
             return Math::BoxTestResult::Outside;
         // Grown square by square, which holds every point within the margin of the cube.
-        const Math::NBoundingBox<double, 2> plan(Math::Point<double, 2>(cube.min().head<2>() - Eigen::Vector2d::Constant(m_margin)),
-                                                 Math::Point<double, 2>(cube.max().head<2>() + Eigen::Vector2d::Constant(m_margin)));
-        return m_polygon.testRectangle(plan);
+        const Math::NBoundingBox<double, 2> plan(
+            Math::Point<double, 2>(cube.min().head<2>() - Eigen::Vector2d::Constant(mMargin)),
+            Math::Point<double, 2>(cube.max().head<2>() + Eigen::Vector2d::Constant(mMargin)));
+        return mPolygon.testRectangle(plan);
     }
 
 private:
-    const Math::Polygon& m_polygon;
-    double m_margin;
+    const Math::Polygon& mPolygon;
+    double mMargin;
 };
 
 // Least squares of z = c + a (x - cx) + b (y - cy) over the points given, by its normal equations
 // around the polygon's centroid (small numbers, whatever the coordinates).
 class BasePlaneFit {
 public:
-    explicit BasePlaneFit(const Math::Point<double, 2>& centre) : m_centre(centre) {}
+    explicit BasePlaneFit(const Math::Point<double, 2>& centre) : mCentre(centre) {}
 
     void add(double x, double y, double z)
     {
-        const Eigen::Vector3d row(1.0, x - m_centre.x(), y - m_centre.y());
-        m_normal += row * row.transpose();
-        m_right += row * z;
-        ++m_count;
+        const Eigen::Vector3d row(1.0, x - mCentre.x(), y - mCentre.y());
+        mNormal += row * row.transpose();
+        mRight += row * z;
+        ++mCount;
     }
 
-    std::uint64_t count() const { return m_count; }
+    std::uint64_t count() const { return mCount; }
 
     // c, a, b; throws when the points do not fix a plane (fewer than three, or all on a line).
     Eigen::Vector3d solve(double cellSize) const
     {
-        const Eigen::FullPivLU<Eigen::Matrix3d> lu(m_normal);
-        if (m_count < 3 || lu.rank() < 3)
-            throw std::runtime_error("the " + std::to_string(m_count) + " points within " + std::to_string(cellSize)
+        const Eigen::FullPivLU<Eigen::Matrix3d> lu(mNormal);
+        if (mCount < 3 || lu.rank() < 3)
+            throw std::runtime_error("the " + std::to_string(mCount) + " points within " + std::to_string(cellSize)
                                      + " of the polygon's edge do not fix a base plane: it needs points near the edge "
                                        "that do not lie on one line");
-        return lu.solve(m_right);
+        return lu.solve(mRight);
     }
 
 private:
-    Math::Point<double, 2> m_centre;
-    Eigen::Matrix3d m_normal = Eigen::Matrix3d::Zero();
-    Eigen::Vector3d m_right = Eigen::Vector3d::Zero();
-    std::uint64_t m_count = 0;
+    Math::Point<double, 2> mCentre;
+    Eigen::Matrix3d mNormal = Eigen::Matrix3d::Zero();
+    Eigen::Vector3d mRight = Eigen::Vector3d::Zero();
+    std::uint64_t mCount = 0;
 };
 
 } // namespace
@@ -84,8 +85,8 @@ Volume measureVolume(const Stores& stores, const VolumeOptions& options, const P
     if (region.testCube(bounds) == Math::BoxTestResult::Outside)
         throw std::invalid_argument("the polygon lies outside the stores, whose points lie from ("
                                     + std::to_string(bounds.min().x()) + ", " + std::to_string(bounds.min().y())
-                                    + ") to (" + std::to_string(bounds.max().x()) + ", " + std::to_string(bounds.max().y())
-                                    + ")");
+                                    + ") to (" + std::to_string(bounds.max().x()) + ", "
+                                    + std::to_string(bounds.max().y()) + ")");
 
     Volume volume;
     double lowest = std::numeric_limits<double>::infinity();

@@ -48,42 +48,53 @@ void writeSurface(const std::filesystem::path& folder, const Surface& height, co
 RecordingTree::RecordingTree(std::shared_ptr<const ::Octree::Octree> inner)
     : Octree(inner->location(), 1.0, inner->worldBoundingCube(::Octree::OctreeNodeId::root()),
              inner->worldBoundingBox(), inner->spacing(0)),
-      m_inner(std::move(inner))
-{
-}
+      mInner(std::move(inner))
+{}
 
 std::vector<::Octree::OctreeNodeId> RecordingTree::children(::Octree::OctreeNodeId node, std::stop_token stop) const
 {
-    return m_inner->children(node, stop);
+    return mInner->children(node, stop);
 }
 
-bool RecordingTree::contains(::Octree::OctreeNodeId node) const { return m_inner->contains(node); }
+bool RecordingTree::contains(::Octree::OctreeNodeId node) const
+{
+    return mInner->contains(node);
+}
 
 ::Octree::NodeVisibility RecordingTree::nodeVisibility(::Octree::OctreeNodeId node) const
 {
-    return m_inner->nodeVisibility(node);
+    return mInner->nodeVisibility(node);
 }
 
-std::uint64_t RecordingTree::pointCount() const { return m_inner->pointCount(); }
+std::uint64_t RecordingTree::pointCount() const
+{
+    return mInner->pointCount();
+}
 
-std::uint64_t RecordingTree::pointCount(::Octree::OctreeNodeId node) const { return m_inner->pointCount(node); }
+std::uint64_t RecordingTree::pointCount(::Octree::OctreeNodeId node) const
+{
+    return mInner->pointCount(node);
+}
 
-::Octree::PointAttributes RecordingTree::availableAttributes() const { return m_inner->availableAttributes(); }
+::Octree::PointAttributes RecordingTree::availableAttributes() const
+{
+    return mInner->availableAttributes();
+}
 
 std::optional<::Octree::NodePointData> RecordingTree::nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                                  ::Octree::PointAttributes wanted) const
+                                                                    ::Octree::PointAttributes wanted) const
 {
     {
-        const std::lock_guard lock(m_mutex);
-        m_read.insert(node);
+        const std::lock_guard lock(mMutex);
+        mRead.insert(node);
     }
-    return m_inner->nodePointData(node, stop, wanted);
+    return mInner->nodePointData(node, stop, wanted);
 }
 
 std::set<::Octree::OctreeNodeId> RecordingTree::read() const
 {
-    const std::lock_guard lock(m_mutex);
-    return m_read;
+    const std::lock_guard lock(mMutex);
+    return mRead;
 }
 
 std::vector<::Octree::OctreeNodeId> allNodes(const ::Octree::Octree& tree)

@@ -43,14 +43,14 @@ public:
     std::uint64_t pointCount(::Octree::OctreeNodeId node) const override;
     ::Octree::PointAttributes availableAttributes() const override;
     std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                       ::Octree::PointAttributes wanted) const override;
+                                                         ::Octree::PointAttributes wanted) const override;
 
     std::set<::Octree::OctreeNodeId> read() const;
 
 private:
-    std::shared_ptr<const ::Octree::Octree> m_inner;
-    mutable std::mutex m_mutex;
-    mutable std::set<::Octree::OctreeNodeId> m_read;
+    std::shared_ptr<const ::Octree::Octree> mInner;
+    mutable std::mutex mMutex;
+    mutable std::set<::Octree::OctreeNodeId> mRead;
 };
 
 // Every node of a tree.

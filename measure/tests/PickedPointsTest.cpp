@@ -18,7 +18,9 @@ TEST(PickedPointsTest, SegmentsWorkedByHand)
     const double inf = std::numeric_limits<double>::infinity();
     const Case cases[] = {
         // 3-4-5 in plan, 12 up: 13 along the ground's 5, 240 % (about 67.38 degrees).
-        {{500000, 5200000, 100}, {500003, 5200004, 112}, {13.0, 5.0, 12.0, 240.0, std::atan2(12.0, 5.0) * 180.0 / std::numbers::pi}},
+        {{500000, 5200000, 100},
+         {500003, 5200004, 112},
+         {13.0, 5.0, 12.0, 240.0, std::atan2(12.0, 5.0) * 180.0 / std::numbers::pi}},
         // Down a 45 degree slope.
         {{1, 1, 10}, {2, 1, 9}, {std::sqrt(2.0), 1.0, -1.0, -100.0, -45.0}},
         // Straight up, and no step at all.

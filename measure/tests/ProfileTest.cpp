@@ -42,29 +42,32 @@ std::optional<Expected> expectedPlace(const std::vector<V2>& line, double width,
         const double py = p[1] - line[k].y();
         const double t = (px * dx + py * dy) / length;
         const double offset = (dx * py - dy * px) / length;
-        if (t >= 0.0 && t <= length && std::abs(offset) <= width / 2 && (!best || std::abs(offset) < std::abs(best->across)))
+        if (t >= 0.0 && t <= length && std::abs(offset) <= width / 2
+            && (!best || std::abs(offset) < std::abs(best->across)))
             best = Expected{before + t, offset};
         before += length;
     }
     return best;
 }
 
-using Key = std::tuple<double, double, double, std::uint16_t, std::uint8_t, std::uint16_t, std::uint16_t, std::uint16_t>;
+using Key =
+    std::tuple<double, double, double, std::uint16_t, std::uint8_t, std::uint16_t, std::uint16_t, std::uint16_t>;
 
 Key keyOf(const LasPoint& point)
 {
-    return {point.position[0], point.position[1], point.position[2], point.intensity, point.classification,
-            point.color[0], point.color[1], point.color[2]};
+    return {point.position[0],    point.position[1], point.position[2], point.intensity,
+            point.classification, point.color[0],    point.color[1],    point.color[2]};
 }
 
 Key keyOf(const Measure::ProfilePoint& point)
 {
-    return {point.position[0], point.position[1], point.position[2], point.intensity, point.classification,
-            point.color[0], point.color[1], point.color[2]};
+    return {point.position[0],    point.position[1], point.position[2], point.intensity,
+            point.classification, point.color[0],    point.color[1],    point.color[2]};
 }
 
 // A line across the stores' bounds, from fractions of them; the vertices lie off the LAS grid.
-std::vector<V2> lineAcross(const Math::NBoundingBox<double, 3>& bounds, std::vector<std::pair<double, double>> fractions)
+std::vector<V2> lineAcross(const Math::NBoundingBox<double, 3>& bounds,
+                           std::vector<std::pair<double, double>> fractions)
 {
     std::vector<V2> line;
     for (const auto& [fx, fy] : fractions)

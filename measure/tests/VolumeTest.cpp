@@ -30,8 +30,14 @@ double box(double x, double y)
     return x > 3.0 && x < 7.0 && y > 11.5 && y < 13.5 ? 1.5 : 0.0;
 }
 
-double flat(double, double) { return 4.0; }
-double tilted(double x, double y) { return 4.0 + 0.1 * x + 0.05 * y; }
+double flat(double, double)
+{
+    return 4.0;
+}
+double tilted(double x, double y)
+{
+    return 4.0 + 0.1 * x + 0.05 * y;
+}
 
 const Math::Polygon square({V2(2, 2), V2(14, 2), V2(14, 14), V2(2, 14)});
 
@@ -48,8 +54,8 @@ const double hexagonArea = 1.5 * std::sqrt(3.0) * 25.0;
 Measure::Volume measure(double (*ground)(double, double), bool withBox, const Math::Polygon& polygon, VolumeBase base)
 {
     TestSupport::TemporaryFolder folder;
-    MeasureTest::writeSurface(folder.path(),
-                              [&](double x, double y) { return ground(x, y) + cone(x, y) + (withBox ? box(x, y) : 0.0); });
+    MeasureTest::writeSurface(
+        folder.path(), [&](double x, double y) { return ground(x, y) + cone(x, y) + (withBox ? box(x, y) : 0.0); });
     return Measure::measureVolume({MeasureTest::openStore(folder.path())}, Measure::VolumeOptions{polygon, 0.25, base});
 }
 
@@ -91,14 +97,18 @@ TEST_P(VolumeInTheSquare, MatchesTheFormulaWithinOnePercentAndTheAreaExactly)
 
 INSTANTIATE_TEST_SUITE_P(
     Bases, VolumeInTheSquare,
-    ::testing::Values(SquareCase{"FlatGroundAboveTheLowestPoint", flat, {VolumeBase::Kind::Lowest}, coneVolume + 12.0, 0.0},
-                      SquareCase{"FlatGroundAboveAHeightUnderIt", flat, {VolumeBase::Kind::Height, 3.0},
-                                 144.0 + coneVolume + 12.0, 0.0},
-                      // Above 5: the cone's top and the box's upper third; below: the ground
-                      // beside the box, less the cone's lower part.
-                      SquareCase{"FlatGroundAroundAHeightThroughTheShapes", flat, {VolumeBase::Kind::Height, 5.0},
-                                 coneTop + 4.0, 136.0 - (coneVolume - coneTop)},
-                      SquareCase{"TiltedGroundAboveAFittedPlane", tilted, {VolumeBase::Kind::Fit}, coneVolume + 12.0, 0.0}),
+    ::testing::Values(
+        SquareCase{"FlatGroundAboveTheLowestPoint", flat, {VolumeBase::Kind::Lowest}, coneVolume + 12.0, 0.0},
+        SquareCase{
+            "FlatGroundAboveAHeightUnderIt", flat, {VolumeBase::Kind::Height, 3.0}, 144.0 + coneVolume + 12.0, 0.0},
+        // Above 5: the cone's top and the box's upper third; below: the ground
+        // beside the box, less the cone's lower part.
+        SquareCase{"FlatGroundAroundAHeightThroughTheShapes",
+                   flat,
+                   {VolumeBase::Kind::Height, 5.0},
+                   coneTop + 4.0,
+                   136.0 - (coneVolume - coneTop)},
+        SquareCase{"TiltedGroundAboveAFittedPlane", tilted, {VolumeBase::Kind::Fit}, coneVolume + 12.0, 0.0}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(VolumeTest, AConeInAHexagonAboveEachKindOfBase)
@@ -139,7 +149,8 @@ TEST(VolumeTest, AFittedBaseFollowsTheTiltedGround)
             const double y = 0.025 + 0.05 * j;
             const double dx = std::max({2.0 - x, 0.0, x - 14.0});
             const double dy = std::max({2.0 - y, 0.0, y - 14.0});
-            const double distance = dx > 0.0 || dy > 0.0 ? std::hypot(dx, dy) : std::min({x - 2.0, 14.0 - x, y - 2.0, 14.0 - y});
+            const double distance =
+                dx > 0.0 || dy > 0.0 ? std::hypot(dx, dy) : std::min({x - 2.0, 14.0 - x, y - 2.0, 14.0 - y});
             band += distance <= 0.25 ? 1 : 0;
         }
     EXPECT_EQ(volume.basePoints, band);
@@ -149,7 +160,8 @@ TEST(VolumeTest, EmptyCellsTakeTheirNeighboursHeights)
 {
     TestSupport::TemporaryFolder folder;
     // No samples in x 3..4, y 3..4 on flat ground: 16 cells of 0.25, 400 samples.
-    MeasureTest::writeSurface(folder.path(), flat, [](double x, double y) { return !(x > 3 && x < 4 && y > 3 && y < 4); });
+    MeasureTest::writeSurface(folder.path(), flat,
+                              [](double x, double y) { return !(x > 3 && x < 4 && y > 3 && y < 4); });
     const Measure::Volume volume = Measure::measureVolume(
         {MeasureTest::openStore(folder.path())}, Measure::VolumeOptions{square, 0.25, {VolumeBase::Kind::Height, 1.0}});
     EXPECT_EQ(volume.filledCells, 16u);
@@ -161,7 +173,8 @@ TEST(VolumeTest, EmptyCellsTakeTheirNeighboursHeights)
 TEST(VolumeTest, RefusesWhatCannotBeMeasured)
 {
     TestSupport::TemporaryFolder folder;
-    MeasureTest::writeSurface(folder.path(), flat, [](double x, double y) { return !(x > 3 && x < 4 && y > 3 && y < 4); });
+    MeasureTest::writeSurface(folder.path(), flat,
+                              [](double x, double y) { return !(x > 3 && x < 4 && y > 3 && y < 4); });
     TestSupport::TemporaryFolder lineFolder;
     MeasureTest::writeSurface(lineFolder.path(), tilted, [](double, double y) { return std::abs(y - 8.025) < 0.01; });
     const Measure::Stores stores{MeasureTest::openStore(folder.path())};

@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         using Index = Entwine::SubtreeIndex<Copc::HierarchyEntry>;
         const Index index(
-            read(0, std::min(rootEntries * Copc::HierarchyEntry::SIZE, size - size % Copc::HierarchyEntry::SIZE)), "root page",
+            read(0, std::min(rootEntries * Copc::HierarchyEntry::SIZE, size - size % Copc::HierarchyEntry::SIZE)),
+            "root page",
             [&](const Entwine::Key&, const Copc::HierarchyEntry& page) {
                 return read(page.offset, static_cast<std::uint64_t>(page.byteSize));
             },

@@ -11,9 +11,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static constexpr std::array<const char*, 16> names{"X", "Y", "Z", "Intensity", "Classification", "Red", "Green",
-                                                      "Blue", "OriginId", "PointSourceId", "NormalX", "NormalY",
-                                                      "NormalZ", "GpsTime", "UserData", "ReturnNumber"};
+    static constexpr std::array<const char*, 16> names{
+        "X",       "Y",       "Z",        "Intensity",     "Classification", "Red",
+        "Green",   "Blue",    "OriginId", "PointSourceId", "NormalX",        "NormalY",
+        "NormalZ", "GpsTime", "UserData", "ReturnNumber"};
     static constexpr std::array<std::size_t, 4> sizes{1, 2, 4, 8};
     if (size < 1) {
         return 0;

@@ -59,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint64_t kept = 0;
     bool refused = false;
     for (std::size_t at = 0; at < input.size() && !refused;) {
-        const std::size_t piece = std::min<std::size_t>(input.size() - at, 1 + static_cast<unsigned char>(input[at]) % 64);
+        const std::size_t piece =
+            std::min<std::size_t>(input.size() - at, 1 + static_cast<unsigned char>(input[at]) % 64);
         const Octree::BodyDecision decision = Octree::takeBody(ask, status, headers, kept, piece);
         if (decision.kind == Octree::BodyDecision::Refuse) {
             refused = decision.reason.empty() ? (__builtin_trap(), true) : true;
@@ -87,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ask.range) {
         const auto range = Octree::parseContentRange(headers.contentRange);
         const bool exact = status == 206 && range && range->first == ask.range->first
-                        && range->last - range->first + 1 == ask.range->second;
+            && range->last - range->first + 1 == ask.range->second;
         const bool whole = status == 200 && ask.range->first == 0 && headers.contentLength == ask.range->second;
         if (kept != ask.range->second || !(exact || whole)) {
             __builtin_trap(); // a used range is exactly the bytes asked for

@@ -42,11 +42,12 @@ inline std::map<std::string, std::string, std::less<>> splitFiles(std::string_vi
 // A store in memory; a missing file and a range past the end fail as they do on disk.
 class MemoryStoreReader final : public Octree::StoreReader {
 public:
-    explicit MemoryStoreReader(std::map<std::string, std::string, std::less<>> files) : m_files(std::move(files)) {}
+    explicit MemoryStoreReader(std::map<std::string, std::string, std::less<>> files) : mFiles(std::move(files)) {}
 
     std::string read(std::string_view name, std::stop_token) const override { return file(name); }
 
-    std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size, std::stop_token) const override
+    std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size,
+                          std::stop_token) const override
     {
         const std::string& bytes = file(name);
         if (offset > bytes.size() || size > bytes.size() - offset) {
@@ -57,20 +58,20 @@ public:
     }
 
     std::uint64_t size(std::string_view name, std::stop_token) const override { return file(name).size(); }
-    bool exists(std::string_view name) const override { return m_files.contains(name); }
+    bool exists(std::string_view name) const override { return mFiles.contains(name); }
     std::string describe(std::string_view name) const override { return "memory/" + std::string(name); }
 
 private:
     const std::string& file(std::string_view name) const
     {
-        const auto found = m_files.find(name);
-        if (found == m_files.end()) {
+        const auto found = mFiles.find(name);
+        if (found == mFiles.end()) {
             throw std::runtime_error(describe(name) + ": no such file");
         }
         return found->second;
     }
 
-    std::map<std::string, std::string, std::less<>> m_files;
+    std::map<std::string, std::string, std::less<>> mFiles;
 };
 
 // Walks the tree breadth-first as far as `maxNodes` nodes: each node's count and model points, and

@@ -32,7 +32,7 @@ std::shared_ptr<PoTree::Node> rootNode()
 PoTree::Metadata metadataFor(std::uint8_t selector, const char* encoding)
 {
     static const std::pair<const char*, int> candidates[] = {
-        {"position", 12}, {"rgb", 6}, {"intensity", 2}, {"Intensity", 2},
+        {"position", 12},      {"rgb", 6},        {"intensity", 2},    {"Intensity", 2},
         {"classification", 1}, {"visibility", 1}, {"normal_oct16", 2}, {"NormalX", 8},
     };
     std::string attributes;
@@ -55,24 +55,31 @@ PoTree::Metadata metadataFor(std::uint8_t selector, const char* encoding)
 
 void decodeBrotli(std::string_view input)
 {
-    if (input.size() < 3) return;
+    if (input.size() < 3)
+        return;
     PoTree::Node node(Octree::OctreeNodeId::root(), {});
-    node.pointCount = static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
+    node.pointCount =
+        static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
     const PoTree::Metadata metadata = metadataFor(static_cast<std::uint8_t>(input[2]), "BROTLI");
     PoTree::AllNodeColumns decoded;
     std::size_t count = 0;
     PoTree::decodeNodeChunkBytes(input.substr(3), metadata, node, decoded.columns(), count, fuzzFile);
-    for (const auto& code : decoded.positions) PoTree::decodePositionCode(code);
-    for (const auto code : decoded.colors) PoTree::decodeColorCode(code);
+    for (const auto& code : decoded.positions)
+        PoTree::decodePositionCode(code);
+    for (const auto code : decoded.colors)
+        PoTree::decodeColorCode(code);
 }
 
 void decodeInterleaved(std::string_view input)
 {
-    if (input.size() < 3) return;
+    if (input.size() < 3)
+        return;
     PoTree::Node node(Octree::OctreeNodeId::root(), {});
-    node.pointCount = static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
+    node.pointCount =
+        static_cast<std::uint8_t>(input[0]) | static_cast<std::uint32_t>(static_cast<std::uint8_t>(input[1])) << 8;
     const PoTree::Metadata metadata = metadataFor(static_cast<std::uint8_t>(input[2]), "DEFAULT");
-    const auto raw = PoTree::decodeInterleavedPoints(input.substr(3), metadata, node, Octree::PointAttributes::all(), fuzzFile);
+    const auto raw =
+        PoTree::decodeInterleavedPoints(input.substr(3), metadata, node, Octree::PointAttributes::all(), fuzzFile);
     Octree::toNodePointData(raw, {{0.001, 0.001, 0.001}, {0, 0, 0}, 1.0}, true);
 }
 
@@ -80,7 +87,8 @@ void decodeInterleaved(std::string_view input)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (size == 0) return 0;
+    if (size == 0)
+        return 0;
     const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
     try {
         switch (data[0] % 4) {

@@ -10,15 +10,15 @@ namespace Octree {
 // which file of a store to fix. Holds a reference: the path must outlive it.
 class FileErrors {
 public:
-    explicit FileErrors(const std::filesystem::path& file) : m_file(file) {}
+    explicit FileErrors(const std::filesystem::path& file) : mFile(file) {}
 
     [[noreturn]] void fail(const std::string& problem) const
     {
-        throw std::runtime_error(m_file.string() + ": " + problem);
+        throw std::runtime_error(mFile.string() + ": " + problem);
     }
 
 private:
-    const std::filesystem::path& m_file;
+    const std::filesystem::path& mFile;
 };
 
 } // namespace Octree

@@ -14,6 +14,9 @@ inline std::string_view fixedLasText(const char* text, std::size_t size)
 }
 
 // The bytes of a LAS 1.4 point of format 6, 7 or 8 before any extra bytes.
-inline std::size_t corePointLength(unsigned format) { return format == 6 ? 30 : format == 7 ? 36 : 38; }
+inline std::size_t corePointLength(unsigned format)
+{
+    return format == 6 ? 30 : format == 7 ? 36 : 38;
+}
 
 } // namespace Octree

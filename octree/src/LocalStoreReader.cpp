@@ -23,7 +23,7 @@ void throwIfStopped(std::stop_token stop)
 std::filesystem::path LocalStoreReader::path(std::string_view name) const
 {
     // Names use '/', which becomes the system's separator, so that messages show one kind of path.
-    return name.empty() ? m_root : m_root / std::filesystem::path(name).make_preferred();
+    return name.empty() ? mRoot : mRoot / std::filesystem::path(name).make_preferred();
 }
 
 std::string LocalStoreReader::read(std::string_view name, std::stop_token stop) const

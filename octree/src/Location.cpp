@@ -38,7 +38,8 @@ std::filesystem::path storeFolder(const std::filesystem::path& path)
 std::string lowerCase(std::string_view text)
 {
     std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return lower;
 }
 
@@ -84,9 +85,9 @@ std::string normalisedUrl(std::string_view url)
 
 } // namespace
 
-Location::Location(const std::filesystem::path& path) : m_folder(storeFolder(path)) {}
+Location::Location(const std::filesystem::path& path) : mFolder(storeFolder(path)) {}
 
-Location::Location(FromUrl, std::string_view url) : m_url(normalisedUrl(url)) {}
+Location::Location(FromUrl, std::string_view url) : mUrl(normalisedUrl(url)) {}
 
 bool isUrl(std::string_view text)
 {
@@ -104,7 +105,7 @@ Location locationOf(std::string_view text)
 
 std::filesystem::path Location::file(std::string_view relativePath) const
 {
-    return m_folder / std::filesystem::path(relativePath);
+    return mFolder / std::filesystem::path(relativePath);
 }
 
 bool Location::exists() const
@@ -113,16 +114,17 @@ bool Location::exists() const
         return true; // known only by asking the server, which opening the store does
     }
     std::error_code error;
-    return std::filesystem::is_regular_file(m_folder, error) || std::filesystem::is_regular_file(file("metadata.json"), error)
+    return std::filesystem::is_regular_file(mFolder, error)
+        || std::filesystem::is_regular_file(file("metadata.json"), error)
         || std::filesystem::is_regular_file(file("ept.json"), error);
 }
 
 std::string Location::toString() const
 {
     if (isUrl()) {
-        return redactedUrl(m_url);
+        return redactedUrl(mUrl);
     }
-    const auto text = m_folder.generic_u8string();
+    const auto text = mFolder.generic_u8string();
     return std::string(text.begin(), text.end());
 }
 

@@ -22,33 +22,40 @@ void release(std::vector<T>& column)
 
 NodePointData::NodePointData() : NodePointData(PointAttributes::all()) {}
 
-NodePointData::NodePointData(PointAttributes attributes, std::size_t count) : m_attributes(attributes)
+NodePointData::NodePointData(PointAttributes attributes, std::size_t count) : mAttributes(attributes)
 {
     resize(count);
 }
 
 void NodePointData::resize(std::size_t count)
 {
-    resizeIf(hasPositions(), m_positions, count);
-    resizeIf(hasColors(), m_colors, count);
-    resizeIf(hasIntensities(), m_intensities, count);
-    resizeIf(hasClassifications(), m_classifications, count);
-    resizeIf(hasScanIndices(), m_scanIndices, count);
-    resizeIf(hasVisibility(), m_visibility, count);
-    resizeIf(hasNormals(), m_normals, count);
-    m_size = count;
+    resizeIf(hasPositions(), mPositions, count);
+    resizeIf(hasColors(), mColors, count);
+    resizeIf(hasIntensities(), mIntensities, count);
+    resizeIf(hasClassifications(), mClassifications, count);
+    resizeIf(hasScanIndices(), mScanIndices, count);
+    resizeIf(hasVisibility(), mVisibility, count);
+    resizeIf(hasNormals(), mNormals, count);
+    mSize = count;
 }
 
 void NodePointData::drop(PointAttributes attributes)
 {
-    m_attributes = m_attributes - attributes;
-    if (!hasPositions()) release(m_positions);
-    if (!hasColors()) release(m_colors);
-    if (!hasIntensities()) release(m_intensities);
-    if (!hasClassifications()) release(m_classifications);
-    if (!hasScanIndices()) release(m_scanIndices);
-    if (!hasVisibility()) release(m_visibility);
-    if (!hasNormals()) release(m_normals);
+    mAttributes = mAttributes - attributes;
+    if (!hasPositions())
+        release(mPositions);
+    if (!hasColors())
+        release(mColors);
+    if (!hasIntensities())
+        release(mIntensities);
+    if (!hasClassifications())
+        release(mClassifications);
+    if (!hasScanIndices())
+        release(mScanIndices);
+    if (!hasVisibility())
+        release(mVisibility);
+    if (!hasNormals())
+        release(mNormals);
 }
 
 } // namespace Octree

@@ -28,7 +28,10 @@ void requireValidUnitScale(double unitScale)
     }
 }
 
-std::array<double, 3> toArray(const Math::Point<double, 3>& point) { return {point.x(), point.y(), point.z()}; }
+std::array<double, 3> toArray(const Math::Point<double, 3>& point)
+{
+    return {point.x(), point.y(), point.z()};
+}
 
 // Set while this thread reads for a store-wide decision: nodeBytes then keeps what it reads.
 thread_local int decisionsUnderWay = 0;
@@ -48,8 +51,8 @@ std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
     // One reader looks and then reads the store: for a URL, it keeps its connections open.
     const std::shared_ptr<StoreReader> reader = StoreReader::open(location);
     std::error_code error;
-    const bool oneFile = location.isUrl() ? location.url().ends_with(".laz")
-                                          : std::filesystem::is_regular_file(location.path(), error);
+    const bool oneFile =
+        location.isUrl() ? location.url().ends_with(".laz") : std::filesystem::is_regular_file(location.path(), error);
     if (oneFile) {
         return std::make_shared<Copc::CopcTree>(location, unitScale, reader);
     }
@@ -68,21 +71,23 @@ std::shared_ptr<Octree> Octree::open(const Location& location, double unitScale)
         throw std::runtime_error("point cloud store not found: " + location.toString());
     }
     if (location.isUrl()) {
-        throw std::runtime_error("no point cloud store at " + location.toString()
-                                 + " (neither metadata.json nor ept.json is there, or the server refused access to them)");
+        throw std::runtime_error(
+            "no point cloud store at " + location.toString()
+            + " (neither metadata.json nor ept.json is there, or the server refused access to them)");
     }
-    throw std::runtime_error("no point cloud store in " + location.toString() + " (neither metadata.json nor ept.json is there)");
+    throw std::runtime_error("no point cloud store in " + location.toString()
+                             + " (neither metadata.json nor ept.json is there)");
 }
 
 Octree::Octree(const Location& location, double unitScale, const Math::NBoundingBox<double, 3>& cube,
                const Math::NBoundingBox<double, 3>& tightBounds, double rootSpacing)
-    : m_location(location),
-      m_unitScale(unitScale),
-      m_cubeMin(toArray(cube.min())),
-      m_cubeMax(toArray(cube.max())),
-      m_tightMin(toArray(tightBounds.min())),
-      m_tightMax(toArray(tightBounds.max())),
-      m_rootSpacing(rootSpacing)
+    : mLocation(location),
+      mUnitScale(unitScale),
+      mCubeMin(toArray(cube.min())),
+      mCubeMax(toArray(cube.max())),
+      mTightMin(toArray(tightBounds.min())),
+      mTightMax(toArray(tightBounds.max())),
+      mRootSpacing(rootSpacing)
 {
     requireValidUnitScale(unitScale);
 }
@@ -90,13 +95,13 @@ Octree::Octree(const Location& location, double unitScale, const Math::NBounding
 void Octree::setUnitScale(double unitScale)
 {
     requireValidUnitScale(unitScale);
-    m_unitScale.store(unitScale, std::memory_order_relaxed);
+    mUnitScale.store(unitScale, std::memory_order_relaxed);
 }
 
 Math::Point<double, 3> Octree::referencePosition() const
 {
     const double s = unitScale();
-    return {m_cubeMin[0] * s, m_cubeMin[1] * s, m_cubeMin[2] * s};
+    return {mCubeMin[0] * s, mCubeMin[1] * s, mCubeMin[2] * s};
 }
 
 Math::NBoundingBox<double, 3> Octree::worldBoundingCube(OctreeNodeId node) const
@@ -107,9 +112,9 @@ Math::NBoundingBox<double, 3> Octree::worldBoundingCube(OctreeNodeId node) const
     Math::Point<double, 3> min;
     Math::Point<double, 3> max;
     for (int axis = 0; axis < 3; ++axis) {
-        const double edge = (m_cubeMax[axis] - m_cubeMin[axis]) / cells;
-        min[axis] = (m_cubeMin[axis] + edge * cell[axis]) * s;
-        max[axis] = (m_cubeMin[axis] + edge * (cell[axis] + 1.0)) * s;
+        const double edge = (mCubeMax[axis] - mCubeMin[axis]) / cells;
+        min[axis] = (mCubeMin[axis] + edge * cell[axis]) * s;
+        max[axis] = (mCubeMin[axis] + edge * (cell[axis] + 1.0)) * s;
     }
     return {min, max};
 }
@@ -128,8 +133,8 @@ Math::NBoundingBox<double, 3> Octree::worldBoundingBox() const
         return {};
     }
     const double s = unitScale();
-    return {Math::Point<double, 3>(m_tightMin[0] * s, m_tightMin[1] * s, m_tightMin[2] * s),
-            Math::Point<double, 3>(m_tightMax[0] * s, m_tightMax[1] * s, m_tightMax[2] * s)};
+    return {Math::Point<double, 3>(mTightMin[0] * s, mTightMin[1] * s, mTightMin[2] * s),
+            Math::Point<double, 3>(mTightMax[0] * s, mTightMax[1] * s, mTightMax[2] * s)};
 }
 
 Math::NBoundingBox<float, 3> Octree::boundingBox() const
@@ -145,7 +150,7 @@ Math::NBoundingBox<float, 3> Octree::boundingBox() const
 
 double Octree::spacing(std::size_t level) const
 {
-    return std::ldexp(m_rootSpacing, -static_cast<int>(level)) * unitScale();
+    return std::ldexp(mRootSpacing, -static_cast<int>(level)) * unitScale();
 }
 
 void Octree::visitBreadthFirst(const std::function<void(OctreeNodeId)>& visit) const
@@ -171,7 +176,7 @@ ModelTransform Octree::modelTransform(const std::array<double, 3>& scale, const 
 {
     ModelTransform transform{scale, {}, unitScale()};
     for (int axis = 0; axis < 3; ++axis) {
-        transform.offsetFromOrigin[axis] = offset[axis] - m_cubeMin[axis];
+        transform.offsetFromOrigin[axis] = offset[axis] - mCubeMin[axis];
     }
     return transform;
 }
@@ -212,10 +217,10 @@ bool Octree::sampleNodes(const std::function<void(OctreeNodeId)>& sample, std::s
 }
 
 std::optional<bool> Octree::decideColorsAre16Bit(const std::function<StoredColors(OctreeNodeId)>& colorsOf,
-                                                std::stop_token stop) const
+                                                 std::stop_token stop) const
 {
-    const std::lock_guard lock(m_colorMutex);
-    if (!m_colorsAre16Bit) {
+    const std::lock_guard lock(mColorMutex);
+    if (!mColorsAre16Bit) {
         bool wide = false;
         if (availableAttributes().contains(PointAttribute::Color)) {
             try {
@@ -231,22 +236,22 @@ std::optional<bool> Octree::decideColorsAre16Bit(const std::function<StoredColor
                 return std::nullopt;
             }
         }
-        m_colorsAre16Bit = wide;
+        mColorsAre16Bit = wide;
     }
-    return m_colorsAre16Bit;
+    return mColorsAre16Bit;
 }
 
 void Octree::declareColorsAre16Bit(bool wide) const
 {
-    const std::lock_guard lock(m_colorMutex);
-    m_colorsAre16Bit = wide;
+    const std::lock_guard lock(mColorMutex);
+    mColorsAre16Bit = wide;
 }
 
 std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
 {
-    const std::lock_guard lock(m_intensityMutex);
-    if (m_fullIntensity) {
-        return m_fullIntensity;
+    const std::lock_guard lock(mIntensityMutex);
+    if (mFullIntensity) {
+        return mFullIntensity;
     }
     std::uint16_t full = 65535;
     if (availableAttributes().contains(PointAttribute::Intensity)) {
@@ -267,49 +272,50 @@ std::optional<std::uint16_t> Octree::fullIntensity(std::stop_token stop) const
         if (sample) {
             std::vector<std::uint16_t> intensities(sample->intensities().begin(), sample->intensities().end());
             if (!intensities.empty()) {
-                const auto percentile = intensities.begin() + static_cast<std::ptrdiff_t>((intensities.size() - 1) * 99 / 100);
+                const auto percentile =
+                    intensities.begin() + static_cast<std::ptrdiff_t>((intensities.size() - 1) * 99 / 100);
                 std::nth_element(intensities.begin(), percentile, intensities.end());
                 full = std::max<std::uint16_t>(*percentile, 1);
             }
         }
     }
-    m_fullIntensity = full;
-    return m_fullIntensity;
+    mFullIntensity = full;
+    return mFullIntensity;
 }
 
 std::string Octree::nodeBytes(OctreeNodeId node, const std::function<std::string()>& read) const
 {
     const bool deciding = decisionsUnderWay > 0;
     {
-        const std::lock_guard lock(m_keptMutex);
-        if (m_kept && m_kept->node == node) {
+        const std::lock_guard lock(mKeptMutex);
+        if (mKept && mKept->node == node) {
             if (deciding) {
-                return m_kept->bytes;
+                return mKept->bytes;
             }
-            std::string bytes = std::move(m_kept->bytes);
-            m_kept.reset();
+            std::string bytes = std::move(mKept->bytes);
+            mKept.reset();
             return bytes;
         }
     }
     // Read without the lock: a slow read must not hold up other nodes.
     std::string bytes = read();
     if (deciding) {
-        const std::lock_guard lock(m_keptMutex);
-        m_kept = KeptBytes{node, bytes};
+        const std::lock_guard lock(mKeptMutex);
+        mKept = KeptBytes{node, bytes};
     }
     return bytes;
 }
 
 void Octree::addExternalAttributeLocation(const Location& location)
 {
-    const std::lock_guard lock(m_externalMutex);
-    m_externalLocations.push_back(location);
+    const std::lock_guard lock(mExternalMutex);
+    mExternalLocations.push_back(location);
 }
 
 std::vector<Location> Octree::externalAttributeLocations() const
 {
-    const std::lock_guard lock(m_externalMutex);
-    return m_externalLocations;
+    const std::lock_guard lock(mExternalMutex);
+    return mExternalLocations;
 }
 
 } // namespace Octree

@@ -54,7 +54,7 @@ OctreeNodeId OctreeNodeId::child(std::size_t index) const
     if (level() >= MAX_REPRESENTABLE_LEVEL) {
         throw std::out_of_range("node " + name() + " is at the deepest representable level");
     }
-    return OctreeNodeId(m_value << 3 | index);
+    return OctreeNodeId(mValue << 3 | index);
 }
 
 OctreeNodeId OctreeNodeId::parent() const
@@ -62,7 +62,7 @@ OctreeNodeId OctreeNodeId::parent() const
     if (isRoot()) {
         throw std::logic_error("the root node has no parent");
     }
-    return OctreeNodeId(m_value >> 3);
+    return OctreeNodeId(mValue >> 3);
 }
 
 std::array<std::uint32_t, 3> OctreeNodeId::gridPosition() const
@@ -70,7 +70,7 @@ std::array<std::uint32_t, 3> OctreeNodeId::gridPosition() const
     std::array<std::uint32_t, 3> position{0, 0, 0};
     const std::size_t depth = level();
     for (std::size_t step = 0; step < depth; ++step) {
-        const std::uint64_t index = m_value >> (3 * (depth - 1 - step)) & 7u;
+        const std::uint64_t index = mValue >> (3 * (depth - 1 - step)) & 7u;
         position[0] = position[0] << 1 | static_cast<std::uint32_t>(index >> 2 & 1u);
         position[1] = position[1] << 1 | static_cast<std::uint32_t>(index >> 1 & 1u);
         position[2] = position[2] << 1 | static_cast<std::uint32_t>(index & 1u);
@@ -83,7 +83,7 @@ std::string OctreeNodeId::name() const
     const std::size_t depth = level();
     std::string result(depth + 1, 'r');
     for (std::size_t step = 0; step < depth; ++step) {
-        result[step + 1] = static_cast<char>('0' + (m_value >> (3 * (depth - 1 - step)) & 7u));
+        result[step + 1] = static_cast<char>('0' + (mValue >> (3 * (depth - 1 - step)) & 7u));
     }
     return result;
 }

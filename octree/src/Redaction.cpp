@@ -9,15 +9,28 @@ namespace Octree {
 namespace {
 
 // Query parameters that sign a request or carry a credential.
-constexpr std::array<std::string_view, 16> secretParameters{
-    "x-amz-signature", "x-amz-credential", "x-amz-security-token", "signature", "sig",    "token",
-    "access_token",    "id_token",         "key",                  "api_key",   "apikey", "password",
-    "secret",          "client_secret",    "awsaccesskeyid",       "key-pair-id"};
+constexpr std::array<std::string_view, 16> secretParameters{"x-amz-signature",
+                                                            "x-amz-credential",
+                                                            "x-amz-security-token",
+                                                            "signature",
+                                                            "sig",
+                                                            "token",
+                                                            "access_token",
+                                                            "id_token",
+                                                            "key",
+                                                            "api_key",
+                                                            "apikey",
+                                                            "password",
+                                                            "secret",
+                                                            "client_secret",
+                                                            "awsaccesskeyid",
+                                                            "key-pair-id"};
 
 bool isSecret(std::string_view parameter)
 {
     std::string name(parameter.substr(0, parameter.find('=')));
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return std::find(secretParameters.begin(), secretParameters.end(), name) != secretParameters.end();
 }
 
@@ -41,7 +54,8 @@ std::string withoutSecretParameters(std::string_view query)
 std::size_t urlEnd(std::string_view text, std::size_t start)
 {
     std::size_t end = start;
-    while (end < text.size() && !std::isspace(static_cast<unsigned char>(text[end])) && text[end] != '"' && text[end] != '\'')
+    while (end < text.size() && !std::isspace(static_cast<unsigned char>(text[end])) && text[end] != '"'
+           && text[end] != '\'')
         ++end;
     return end;
 }

@@ -12,7 +12,7 @@ namespace Octree {
 namespace {
 
 const PointAttributes wantedAttributes = PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-                                         | PointAttribute::Classification | PointAttribute::Visibility;
+    | PointAttribute::Classification | PointAttribute::Visibility;
 
 // Stored integers and colours, exactly: world = integer x scale + offset.
 StorePoints fromRaw(OctreeNodeId node, RawPoints&& raw, const std::array<double, 3>& scale,

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-using TestSupport::hierarchyRecord;
 using TestSupport::failureOf;
+using TestSupport::hierarchyRecord;
 using TestSupport::TemporaryFolder;
 
 namespace {
@@ -25,16 +25,17 @@ void writeValidStore(const TemporaryFolder& folder)
     const std::string columns = TestSupport::positionCode(1, 1, 1) + TestSupport::positionCode(101, 201, 301)
         + TestSupport::bytesOf<std::uint16_t>(5) + TestSupport::bytesOf<std::uint16_t>(6);
     const std::string chunk = TestSupport::brotliStored(columns);
-    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, chunk.size()));
     folder.write("octree.bin", chunk);
 }
 
-#define EXPECT_FAILURE_MENTIONS(action, first, second)                                        \
-    do {                                                                                      \
-        const std::string message = failureOf([&] { action; });                               \
-        EXPECT_NE(message.find(first), std::string::npos) << "message: " << message;          \
-        EXPECT_NE(message.find(second), std::string::npos) << "message: " << message;         \
+#define EXPECT_FAILURE_MENTIONS(action, first, second)                                                                 \
+    do {                                                                                                               \
+        const std::string message = failureOf([&] { action; });                                                        \
+        EXPECT_NE(message.find(first), std::string::npos) << "message: " << message;                                   \
+        EXPECT_NE(message.find(second), std::string::npos) << "message: " << message;                                  \
     } while (false)
 
 } // namespace
@@ -110,11 +111,13 @@ TEST(BadStore, HierarchyShorterThanItsRecordsClaim)
 {
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "beyond the end");
 
     // The root announces two children, but the chunk has records for only one of them.
-    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x03, 2, 0, 10) + hierarchyRecord(0, 0, 0, 0, 0));
     EXPECT_FAILURE_MENTIONS(open(folder), "hierarchy.bin", "announce 3");
 
@@ -127,14 +130,16 @@ TEST(BadStore, ProxyPastTheEndOfTheHierarchy)
 {
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22));
     const auto tree = open(folder); // the proxy is read only when its node is visited
     EXPECT_FAILURE_MENTIONS(tree->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "beyond the end");
 
     // A proxy chunk that begins with yet another proxy would never end.
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
-                                      + hierarchyRecord(2, 0, 2, 44, 22));
+    folder.write("hierarchy.bin",
+                 hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
+                     + hierarchyRecord(2, 0, 2, 44, 22));
     const auto looping = open(folder);
     EXPECT_FAILURE_MENTIONS(looping->children(Octree::OctreeNodeId::fromName("r0")), "hierarchy.bin", "proxy");
 }
@@ -144,9 +149,11 @@ TEST(BadStore, BadProxyChunkFailsOnEveryVisit)
     // r0 is a proxy whose chunk (at byte 44) announces two children of r0 but describes neither.
     const TemporaryFolder folder;
     writeValidStore(folder);
-    folder.write("metadata.json", TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
-                                      + hierarchyRecord(0, 0x03, 2, 0, 0));
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"intensity", 2}}, 2, 44).dump());
+    folder.write("hierarchy.bin",
+                 hierarchyRecord(0, 0x01, 0, 0, 0) + hierarchyRecord(2, 0, 2, 44, 22)
+                     + hierarchyRecord(0, 0x03, 2, 0, 0));
     const auto tree = open(folder);
     const auto r0 = Octree::OctreeNodeId::fromName("r0");
     for (int visit = 1; visit <= 2; ++visit) {
@@ -160,7 +167,8 @@ TEST(BadStore, BadProxyChunkFailsOnEveryVisit)
 TEST(BadStore, InterleavedNodeOfTheWrongSize)
 {
     const TemporaryFolder folder;
-    folder.write("metadata.json", TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
+    folder.write("metadata.json",
+                 TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}}, 2, 22).dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, 2, 0, 27)); // 2 points of 14 bytes need 28
     folder.write("octree.bin", std::string(27, '\0'));
     EXPECT_FAILURE_MENTIONS(open(folder)->nodePointData(Octree::OctreeNodeId::root(), std::stop_token()), "octree.bin",

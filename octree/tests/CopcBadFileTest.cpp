@@ -32,7 +32,10 @@ void patch(std::string& bytes, std::size_t at, T value)
     std::memcpy(bytes.data() + at, &value, sizeof(T));
 }
 
-enum class FailsWhen { Opened, RootDecoded };
+enum class FailsWhen {
+    Opened,
+    RootDecoded
+};
 
 struct BadFile {
     const char* name;
@@ -41,7 +44,10 @@ struct BadFile {
     const char* problem;
 };
 
-void PrintTo(const BadFile& file, std::ostream* out) { *out << file.name; }
+void PrintTo(const BadFile& file, std::ostream* out)
+{
+    *out << file.name;
+}
 
 class CopcBadFile : public ::testing::TestWithParam<BadFile> {};
 
@@ -75,10 +81,11 @@ INSTANTIATE_TEST_SUITE_P(
                 "root hierarchy page"},
         BadFile{"RootPageOfHalfAnEntry", [](std::string& b) { patch<std::uint64_t>(b, INFO + 48, 2080 - 16); },
                 FailsWhen::Opened, "32-byte entries"},
-        BadFile{"EntryPastTheEndOfTheFile", [](std::string& b) { patch<std::uint64_t>(b, ROOT_PAGE + 16, b.size() - 100); },
-                FailsWhen::Opened, "the chunk of 0-0-0-0 (665 bytes at byte 33584) lies outside"},
-        BadFile{"EntryOfAnotherLevel", [](std::string& b) { patch<std::int32_t>(b, ROOT_PAGE + 4, 1); }, FailsWhen::Opened,
-                "entry 0-1-0-0 is not a cell of level 0"},
+        BadFile{"EntryPastTheEndOfTheFile",
+                [](std::string& b) { patch<std::uint64_t>(b, ROOT_PAGE + 16, b.size() - 100); }, FailsWhen::Opened,
+                "the chunk of 0-0-0-0 (665 bytes at byte 33584) lies outside"},
+        BadFile{"EntryOfAnotherLevel", [](std::string& b) { patch<std::int32_t>(b, ROOT_PAGE + 4, 1); },
+                FailsWhen::Opened, "entry 0-1-0-0 is not a cell of level 0"},
         BadFile{"ChunkShorterThanItsPointCount", [](std::string& b) { patch<std::int32_t>(b, ROOT_PAGE + 24, 400); },
                 FailsWhen::RootDecoded, "need 665 bytes, but the chunk is 400 bytes long"},
         BadFile{"CountOtherThanTheChunks", [](std::string& b) { patch<std::int32_t>(b, ROOT_PAGE + 28, 30); },
@@ -86,7 +93,8 @@ INSTANTIATE_TEST_SUITE_P(
         // The first layer holds the x and y differences; garbage there puts points far away.
         BadFile{"CorruptChunk",
                 [](std::string& b) {
-                    for (std::size_t i = 0; i < 60; ++i) b[ROOT_CHUNK + 36 + 4 + 40 + 20 + i] ^= static_cast<char>(0x5A);
+                    for (std::size_t i = 0; i < 60; ++i)
+                        b[ROOT_CHUNK + 36 + 4 + 40 + 20 + i] ^= static_cast<char>(0x5A);
                 },
                 FailsWhen::RootDecoded, "node 0-0-0-0 (the chunk at byte 28853)"}),
     [](const auto& info) { return std::string(info.param.name); });

@@ -26,7 +26,10 @@ nlohmann::json facts()
     return nlohmann::json::parse(Core::readLocalFile(TestSupport::testStore("copc/1.2-with-color.facts.json")));
 }
 
-OctreeNodeId idOf(const std::string& key) { return Entwine::Key::parse(key).nodeId(); }
+OctreeNodeId idOf(const std::string& key)
+{
+    return Entwine::Key::parse(key).nodeId();
+}
 
 std::shared_ptr<CopcTree> openFile()
 {
@@ -101,7 +104,8 @@ TEST(CopcRealFile, EveryNodeDecodesFromItsChunkToItsRunOfTheLasFile)
         for (std::size_t i = 0; i < count; ++i) {
             const TestSupport::LasPoint& expected = las.points[first + i];
             for (int axis = 0; axis < 3; ++axis) {
-                const double world = double(decoded->points.positions[i][axis]) * decoded->scale[axis] + decoded->offset[axis];
+                const double world =
+                    double(decoded->points.positions[i][axis]) * decoded->scale[axis] + decoded->offset[axis];
                 EXPECT_NEAR(world, expected.position[axis], 1e-9) << key << " point " << i;
                 // Model coordinates are floats relative to the cube's corner.
                 EXPECT_NEAR(model->position(i)[axis], expected.position[axis] - reference[axis], 1e-3);

@@ -23,7 +23,10 @@ using TestSupport::CopcPoint;
 
 constexpr double SCALE = 0.01;
 
-OctreeNodeId idOf(const std::string& key) { return Entwine::Key::parse(key).nodeId(); }
+OctreeNodeId idOf(const std::string& key)
+{
+    return Entwine::Key::parse(key).nodeId();
+}
 
 // `count` points spread inside the node's cell of a root cube [0, 16]^3, with distinct values in
 // every field. `wide` colours use the 16-bit range.
@@ -36,7 +39,8 @@ CopcNode nodeOf(const std::string& key, int count, bool wide)
         CopcPoint p;
         for (int axis = 0; axis < 3; ++axis) {
             const double fraction = (i + 1.0 + axis) / (count + 4.0);
-            p.stored[axis] = static_cast<std::int32_t>(std::lround((id.gridPosition()[axis] + fraction) * edge / SCALE));
+            p.stored[axis] =
+                static_cast<std::int32_t>(std::lround((id.gridPosition()[axis] + fraction) * edge / SCALE));
         }
         p.intensity = static_cast<std::uint16_t>(100 * id.level() + i);
         p.classification = static_cast<std::uint8_t>(40 + i); // beyond the 5 bits of old formats
@@ -58,7 +62,10 @@ struct WrittenFile {
     bool wideColors = false;
 };
 
-void PrintTo(const WrittenFile& file, std::ostream* out) { *out << file.name; }
+void PrintTo(const WrittenFile& file, std::ostream* out)
+{
+    *out << file.name;
+}
 
 CopcLayout layout(unsigned format)
 {
@@ -137,13 +144,14 @@ TEST_P(CopcWrittenFile, EveryNodeDecodesToTheWrittenPoints)
 INSTANTIATE_TEST_SUITE_P(
     Layouts, CopcWrittenFile,
     ::testing::Values(WrittenFile{"Format6", layout(6)},
-                      WrittenFile{"Format8WithNormalsAnd16BitColours", with(layout(8), [](CopcLayout& l) { l.normals = true; }),
-                                  false, true},
+                      WrittenFile{"Format8WithNormalsAnd16BitColours",
+                                  with(layout(8), [](CopcLayout& l) { l.normals = true; }), false, true},
                       WrittenFile{"ChildPagesAndARootWithoutPoints",
-                                  with(layout(7), [](CopcLayout& l) {
-                                      l.pageRoots = {"1-1-0-0", "2-2-1-0"};
-                                      l.emptyKeys = {"0-0-0-0", "2-0-2-2"};
-                                  }),
+                                  with(layout(7),
+                                       [](CopcLayout& l) {
+                                           l.pageRoots = {"1-1-0-0", "2-2-1-0"};
+                                           l.emptyKeys = {"0-0-0-0", "2-0-2-2"};
+                                       }),
                                   true},
                       WrittenFile{"ChunkSizeZero", with(layout(7), [](CopcLayout& l) { l.chunkSize = 0; })}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -157,8 +165,9 @@ TEST(CopcHierarchy, ChildPagesAreReadOnlyWhenTheWalkReachesThem)
     CopcLayout paged = layout(7);
     paged.pageRoots = {"1-1-0-0", "2-2-1-0", "1-0-1-1"};
     paged.emptyKeys = {"2-0-2-2"};
-    TestSupport::writeCopcFile(file, {nodeOf("0-0-0-0", 2, false), nodeOf("1-1-0-0", 1, false), nodeOf("2-2-1-0", 1, false),
-                                      nodeOf("1-0-1-1", 1, false), nodeOf("3-1-5-5", 1, false)},
+    TestSupport::writeCopcFile(file,
+                               {nodeOf("0-0-0-0", 2, false), nodeOf("1-1-0-0", 1, false), nodeOf("2-2-1-0", 1, false),
+                                nodeOf("1-0-1-1", 1, false), nodeOf("3-1-5-5", 1, false)},
                                paged);
     const CopcTree tree(PoTree::FileSystemLocation(file), 1.0);
     using Key = Entwine::Key;

@@ -75,8 +75,9 @@ TEST(EntwineBinaryDecoder, ReadsEveryDimensionFromItsPlaceInTheRecord)
     const auto decoded = decodeBinaryPoints(testRecords(), testSchema(), 3, PointAttributes::all(), file);
     const auto& raw = decoded.points;
     EXPECT_EQ(raw.count, 3u);
-    EXPECT_EQ(raw.attributes, PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-                                  | PointAttribute::Classification | PointAttribute::ScanIndex);
+    EXPECT_EQ(raw.attributes,
+              PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
+                  | PointAttribute::Classification | PointAttribute::ScanIndex);
     EXPECT_EQ(decoded.scale, (std::array<double, 3>{0.01, 0.01, 0.01}));
     EXPECT_EQ(decoded.offset, (std::array<double, 3>{100, 200, 300}));
     ASSERT_EQ(raw.positions.size(), 3u);
@@ -100,7 +101,8 @@ TEST(EntwineBinaryDecoder, ConvertsOtherTypesAndFallsBackToThePointSourceId)
     const Schema schema({dimension("Z", DimensionType::Unsigned, 2), dimension("Y", DimensionType::Signed, 8),
                          dimension("X", DimensionType::Signed, 1, 0.5, -1), dimension("Red", DimensionType::Signed, 2),
                          dimension("Green", DimensionType::Float, 4), dimension("Blue", DimensionType::Unsigned, 4),
-                         dimension("Intensity", DimensionType::Float, 8), dimension("PointSourceId", DimensionType::Unsigned, 2),
+                         dimension("Intensity", DimensionType::Float, 8),
+                         dimension("PointSourceId", DimensionType::Unsigned, 2),
                          dimension("NormalX", DimensionType::Float, 4), dimension("NormalY", DimensionType::Float, 4),
                          dimension("NormalZ", DimensionType::Signed, 1, 0.01)});
     using TestSupport::bytesOf;
@@ -134,9 +136,11 @@ TEST(EntwineBinaryDecoder, ConvertsOtherTypesAndFallsBackToThePointSourceId)
 TEST(EntwineBinaryDecoder, RejectsFilesWhoseLengthDoesNotFitTheCount)
 {
     const std::string records = testRecords(); // 3 x 25 bytes
-    const std::string shorter = failureOf([&] { decodeBinaryPoints(records.substr(0, 74), testSchema(), 3, PointAttributes::all(), file); });
+    const std::string shorter =
+        failureOf([&] { decodeBinaryPoints(records.substr(0, 74), testSchema(), 3, PointAttributes::all(), file); });
     EXPECT_EQ(shorter, file.string() + ": holds 74 bytes, but 3 points of 25 bytes need 75");
-    const std::string longer = failureOf([&] { decodeBinaryPoints(records, testSchema(), 2, PointAttributes::all(), file); });
+    const std::string longer =
+        failureOf([&] { decodeBinaryPoints(records, testSchema(), 2, PointAttributes::all(), file); });
     EXPECT_EQ(longer, file.string() + ": holds 75 bytes, but 2 points of 25 bytes need 50");
     EXPECT_EQ(decodeBinaryPoints("", testSchema(), 0, PointAttributes::all(), file).points.count, 0u);
 }
@@ -148,11 +152,17 @@ TEST(EntwineZstandardDecoder, CorruptOrMismatchedDataNameTheFile)
     auto failure = [&](std::string_view data, std::size_t size) {
         return failureOf([&] { decompressZstandard(data, size, file); });
     };
-    EXPECT_EQ(failure(packed, records.size() + 1), file.string() + ": decompresses to 75 bytes, but its point count needs 76");
-    EXPECT_EQ(failure(packed, records.size() - 1), file.string() + ": decompresses to more than the 74 bytes that its point count needs");
-    EXPECT_NE(failure(std::string_view(packed).substr(0, packed.size() - 3), records.size()).find("end in the middle of a frame"), std::string::npos);
-    EXPECT_NE(failure("this is not zstandard", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
-    EXPECT_NE(failure(packed + "junk", records.size()).find(file.string() + ": corrupt Zstandard data"), std::string::npos);
+    EXPECT_EQ(failure(packed, records.size() + 1),
+              file.string() + ": decompresses to 75 bytes, but its point count needs 76");
+    EXPECT_EQ(failure(packed, records.size() - 1),
+              file.string() + ": decompresses to more than the 74 bytes that its point count needs");
+    EXPECT_NE(failure(std::string_view(packed).substr(0, packed.size() - 3), records.size())
+                  .find("end in the middle of a frame"),
+              std::string::npos);
+    EXPECT_NE(failure("this is not zstandard", records.size()).find(file.string() + ": corrupt Zstandard data"),
+              std::string::npos);
+    EXPECT_NE(failure(packed + "junk", records.size()).find(file.string() + ": corrupt Zstandard data"),
+              std::string::npos);
     EXPECT_EQ(failure("", 4), file.string() + ": is empty, but its point count needs 4 bytes");
     // A count far beyond the data fails on the data, not on allocating a terabyte.
     EXPECT_EQ(failure(packed, std::size_t{1} << 40),
@@ -182,8 +192,10 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     const std::size_t record = laz.find("laszip encoded") - 2 + 54;
     std::string unknownItem = laz;
     unknownItem.replace(record + 34, 2, TestSupport::bytesOf(std::uint16_t{750}));
-    EXPECT_EQ(failure(unknownItem, 1065), lazFile.string() + ": its LASzip record describes item 0 as type 750 of 20 "
-                                                             "bytes, version 2, which LAZ does not define");
+    EXPECT_EQ(failure(unknownItem, 1065),
+              lazFile.string()
+                  + ": its LASzip record describes item 0 as type 750 of 20 "
+                    "bytes, version 2, which LAZ does not define");
     // A header size below the header's own fields made LASzip allocate 4 GiB (its size minus 227).
     std::string noHeader = laz;
     noHeader.replace(94, 2, TestSupport::bytesOf(std::uint16_t{0}));
@@ -195,17 +207,22 @@ TEST(EntwineLaszipDecoder, BadFilesNameTheFileAndTheProblem)
     // Items that do not add up to the header's point length made LASzip leak the same way.
     std::string longerPoints = laz;
     longerPoints.replace(105, 2, TestSupport::bytesOf(std::uint16_t{54}));
-    EXPECT_EQ(failure(longerPoints, 1065), lazFile.string() + ": its LASzip record's items take 38 bytes a point, but its "
-                                                              "header's points take 54");
+    EXPECT_EQ(failure(longerPoints, 1065),
+              lazFile.string()
+                  + ": its LASzip record's items take 38 bytes a point, but its "
+                    "header's points take 54");
     // Chunks of variable size without the table that sizes them: LASzip followed a null pointer.
     std::string variableChunks = laz.substr(0, laz.size() / 2);
     variableChunks.replace(record + 12, 4, TestSupport::bytesOf(std::uint32_t{0xFFFFFFFFu}));
-    EXPECT_NE(failure(variableChunks, 1065).find(": its chunks are of variable size, but the chunk table"), std::string::npos);
+    EXPECT_NE(failure(variableChunks, 1065).find(": its chunks are of variable size, but the chunk table"),
+              std::string::npos);
     // An item version LAZ does not compress with made LASzip leak its point reader.
     std::string colourVersion0 = laz;
     colourVersion0.replace(record + 34 + 2 * 6 + 4, 2, TestSupport::bytesOf(std::uint16_t{0}));
-    EXPECT_EQ(failure(colourVersion0, 1065), lazFile.string() + ": its LASzip record describes item 2 as type 8 of 6 "
-                                                                "bytes, version 0, which LAZ does not define");
+    EXPECT_EQ(failure(colourVersion0, 1065),
+              lazFile.string()
+                  + ": its LASzip record describes item 2 as type 8 of 6 "
+                    "bytes, version 0, which LAZ does not define");
     std::string wrongSize = laz;
     wrongSize.replace(record + 36, 2, TestSupport::bytesOf(std::uint16_t{21}));
     EXPECT_NE(failure(wrongSize, 1065).find("item 0 as type 6 of 21 bytes"), std::string::npos);
@@ -238,6 +255,7 @@ TEST(EntwineLaszipDecoder, StopsWhenAsked)
 {
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_THROW(decodeLaszipPoints(Core::readLocalFile(lazFile), 1065, PointAttributes::all(), lazFile, stop.get_token()),
-                 Octree::OperationCancelled);
+    EXPECT_THROW(
+        decodeLaszipPoints(Core::readLocalFile(lazFile), 1065, PointAttributes::all(), lazFile, stop.get_token()),
+        Octree::OperationCancelled);
 }

@@ -17,10 +17,10 @@ namespace {
 // 2-2-1-0 on again.
 void writeSplitHierarchy(const EptTestStore& store)
 {
-    store.writeJson("ept-hierarchy/0-0-0-0.json", {{"0-0-0-0", 5000}, {"1-0-0-0", 3000}, {"1-1-0-0", -1},
-                                                   {"2-0-0-1", 10}, {"3-7-7-7", 4}});
-    store.writeJson("ept-hierarchy/1-1-0-0.json", {{"1-1-0-0", 2500}, {"2-2-0-1", 900}, {"2-3-1-1", 80},
-                                                   {"2-2-1-0", -1}});
+    store.writeJson("ept-hierarchy/0-0-0-0.json",
+                    {{"0-0-0-0", 5000}, {"1-0-0-0", 3000}, {"1-1-0-0", -1}, {"2-0-0-1", 10}, {"3-7-7-7", 4}});
+    store.writeJson("ept-hierarchy/1-1-0-0.json",
+                    {{"1-1-0-0", 2500}, {"2-2-0-1", 900}, {"2-3-1-1", 80}, {"2-2-1-0", -1}});
     store.writeJson("ept-hierarchy/2-2-1-0.json", {{"2-2-1-0", 7}, {"3-4-2-1", 3}});
 }
 
@@ -44,7 +44,8 @@ TEST(EntwineHierarchy, ReadsSubtreeFilesOnlyWhenThatPartOfTheTreeIsVisited)
     EXPECT_EQ(hierarchy.pointCount(Key{1, 1, 0, 0}), 2500u);
     EXPECT_EQ(hierarchy.filesRead(), (std::vector<Key>{Key{}, Key{1, 1, 0, 0}}));
     // 2-2-0-1 = index 1 (upper z), 2-2-1-0 = index 2 (upper y), 2-3-1-1 = index 7.
-    EXPECT_EQ(hierarchy.children(Key{1, 1, 0, 0}), (std::vector<Key>{Key{2, 2, 0, 1}, Key{2, 2, 1, 0}, Key{2, 3, 1, 1}}));
+    EXPECT_EQ(hierarchy.children(Key{1, 1, 0, 0}),
+              (std::vector<Key>{Key{2, 2, 0, 1}, Key{2, 2, 1, 0}, Key{2, 3, 1, 1}}));
 
     // Going deeper through the second split reads the third file on the way.
     EXPECT_EQ(hierarchy.pointCount(Key{3, 4, 2, 1}), 3u);

@@ -59,8 +59,9 @@ TEST(EntwineMetadata, ReadsBoxesCountsAndTheSchemaInRecordOrder)
     EXPECT_DOUBLE_EQ(blue->scale, 1.0);
     EXPECT_DOUBLE_EQ(blue->offset, 0.0);
     EXPECT_EQ(schema.find("blue"), nullptr);
-    EXPECT_EQ(schema.pointAttributes(), PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-                                            | PointAttribute::Classification | PointAttribute::ScanIndex);
+    EXPECT_EQ(schema.pointAttributes(),
+              PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
+                  | PointAttribute::Classification | PointAttribute::ScanIndex);
 }
 
 TEST(EntwineMetadata, AcceptsTheOlderSpanNameAndAMissingConformingBox)

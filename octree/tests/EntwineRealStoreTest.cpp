@@ -33,7 +33,8 @@ std::array<double, 3> worldOf(const Entwine::DecodedPoints& decoded, std::size_t
 {
     std::array<double, 3> world{};
     for (int axis = 0; axis < 3; ++axis) {
-        world[axis] = static_cast<double>(decoded.points.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
+        world[axis] =
+            static_cast<double>(decoded.points.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
     }
     return world;
 }
@@ -43,8 +44,8 @@ protected:
     void SetUp() override
     {
         if (GetParam() == "ellipsoid-binary") {
-            m_restored.emplace();
-            tree = openStore(m_restored->path());
+            mRestored.emplace();
+            tree = openStore(mRestored->path());
         } else {
             tree = openStore(eptDir / GetParam());
         }
@@ -52,7 +53,7 @@ protected:
         facts = TestSupport::storeFacts(eptDir / GetParam());
     }
 
-    std::optional<TestSupport::RestoredEptBinaryStore> m_restored;
+    std::optional<TestSupport::RestoredEptBinaryStore> mRestored;
     std::shared_ptr<EntwineTree> tree;
     nlohmann::json facts;
 };
@@ -164,8 +165,8 @@ TEST_P(EntwineRealStore, PointDataAreModelCoordinatesWithOneColourRangePerStore)
                 ASSERT_NEAR(data->position(i)[axis], expected, 1e-6 * std::max(1.0, std::abs(expected)));
             }
             const auto c = decoded->points.colors[i];
-            const Math::Color expected = sixteenBit ? Math::Color(c[0] / 256, c[1] / 256, c[2] / 256)
-                                                    : Math::Color(c[0], c[1], c[2]);
+            const Math::Color expected =
+                sixteenBit ? Math::Color(c[0] / 256, c[1] / 256, c[2] / 256) : Math::Color(c[0], c[1], c[2]);
             ASSERT_EQ(data->color(i), expected);
             ASSERT_EQ(data->intensity(i), decoded->points.intensities[i]);
             ASSERT_TRUE(data->isVisible(i));
@@ -187,8 +188,9 @@ TEST(EntwineRealStoreSources, TheLazStoreHoldsExactlyThePointsOfItsSourceLas)
                                 std::uint16_t, std::uint16_t>;
     std::map<PointKey, int> expected;
     for (const auto& p : las.points) {
-        expected[{std::llround(p.position[0] * 100), std::llround(p.position[1] * 100), std::llround(p.position[2] * 100),
-                  p.intensity, p.classification, p.color[0], p.color[1], p.color[2]}] += 1;
+        expected[{std::llround(p.position[0] * 100), std::llround(p.position[1] * 100),
+                  std::llround(p.position[2] * 100), p.intensity, p.classification, p.color[0], p.color[1],
+                  p.color[2]}] += 1;
     }
     const auto decoded = tree->decodedPoints(OctreeNodeId::root(), std::stop_token());
     ASSERT_TRUE(decoded);
@@ -209,7 +211,8 @@ TEST(EntwineRealStoreSources, OriginIdsCountAndPlaceThePointsOfEachInputFile)
     // The lion store was built from 200 input files; ept-sources/list.json gives each one's
     // point count and bounds, and a point's OriginId indexes that list.
     const auto tree = openStore(eptDir / "lion_takanawa-laszip");
-    const auto sources = nlohmann::json::parse(Core::readLocalFile(eptDir / "lion_takanawa-laszip" / "ept-sources" / "list.json"));
+    const auto sources =
+        nlohmann::json::parse(Core::readLocalFile(eptDir / "lion_takanawa-laszip" / "ept-sources" / "list.json"));
     std::vector<std::uint64_t> counts(sources.size(), 0);
     for (const auto& node : tree->allNodes()) {
         const auto decoded = tree->decodedPoints(node.key.nodeId(), std::stop_token());

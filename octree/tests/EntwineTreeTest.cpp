@@ -55,12 +55,13 @@ std::string zstd(std::string_view data)
 void writeStore(const EptTestStore& store, const std::string& dataType, const SyntheticNodes& nodes)
 {
     store.writeJson("ept.json", TestSupport::eptTestMetadata(dataType, 4));
-    store.writeJson("ept-hierarchy/0-0-0-0.json",
-                    {{"0-0-0-0", 2}, {"1-0-0-0", 0}, {"1-1-0-1", -1}});
+    store.writeJson("ept-hierarchy/0-0-0-0.json", {{"0-0-0-0", 2}, {"1-0-0-0", 0}, {"1-1-0-1", -1}});
     store.writeJson("ept-hierarchy/1-1-0-1.json", {{"1-1-0-1", 1}, {"2-3-1-3", 1}});
     const bool packed = dataType == "zstandard";
     const std::string extension = packed ? ".zst" : ".bin";
-    auto data = [&](const std::vector<EptTestPoint>& points) { return packed ? zstd(records(points)) : records(points); };
+    auto data = [&](const std::vector<EptTestPoint>& points) {
+        return packed ? zstd(records(points)) : records(points);
+    };
     store.write("ept-data/0-0-0-0" + extension, data(nodes.root));
     store.write("ept-data/1-1-0-1" + extension, data(nodes.upper));
     store.write("ept-data/2-3-1-3" + extension, data(nodes.deep));

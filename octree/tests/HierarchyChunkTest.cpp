@@ -91,7 +91,8 @@ TEST(HierarchyChunk, ProxiesAndTheDeepestLevelGetNoChildren)
     EXPECT_EQ(proxy->byteOffset, 440u);
 
     const auto deepest = cubeNode(OctreeNodeId::fromName("r" + std::string(21, '3')));
-    const auto fromDeepest = parseHierarchyChunk(hierarchyRecord(0, 0xFF, 1, 0, 1) + hierarchyRecord(0, 0, 1, 0, 1), deepest);
+    const auto fromDeepest =
+        parseHierarchyChunk(hierarchyRecord(0, 0xFF, 1, 0, 1) + hierarchyRecord(0, 0, 1, 0, 1), deepest);
     EXPECT_EQ(fromDeepest.nodes.size(), 1u);
     for (const auto& child : deepest->children) {
         EXPECT_EQ(child, nullptr);

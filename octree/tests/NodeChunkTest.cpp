@@ -59,10 +59,11 @@ TEST(NodeChunk, SplitsColumnsInAttributeOrder)
         + TestSupport::positionCode(7, 8, 1u << 20);
     columns += bytesOf<std::uint16_t>(0xAAAA) + bytesOf<std::uint16_t>(0xBBBB) + bytesOf<std::uint16_t>(0xCCCC);
     columns += std::string("\x02\x05\x07", 3);
-    columns += TestSupport::colorCode(10, 20, 30) + TestSupport::colorCode(1000, 2000, 3000) + TestSupport::colorCode(0, 0, 65535);
+    columns += TestSupport::colorCode(10, 20, 30) + TestSupport::colorCode(1000, 2000, 3000)
+        + TestSupport::colorCode(0, 0, 65535);
     columns += bytesOf<std::uint16_t>(100) + bytesOf<std::uint16_t>(200) + bytesOf<std::uint16_t>(300);
-    const BrotliNodeFixture store({{"position", 12}, {"Intensity", 2}, {"classification", 1}, {"rgb", 6}, {"intensity", 2}},
-                                  3, columns);
+    const BrotliNodeFixture store(
+        {{"position", 12}, {"Intensity", 2}, {"classification", 1}, {"rgb", 6}, {"intensity", 2}}, 3, columns);
     EXPECT_EQ(store.metadata.bytesPerPoint(), 16u + 2 + 1 + 8 + 2);
 
     std::vector<PositionCode> positions;
@@ -119,7 +120,8 @@ TEST(NodeChunk, NormalsFromThreeDoubleColumnsOrOctahedralCodes)
         EXPECT_EQ(count, 1u);
     }
     {
-        const BrotliNodeFixture store({{"normal_oct16", 2}}, 2, bytesOf<std::uint16_t>(128 | 128 << 8) + bytesOf<std::uint16_t>(0));
+        const BrotliNodeFixture store({{"normal_oct16", 2}}, 2,
+                                      bytesOf<std::uint16_t>(128 | 128 << 8) + bytesOf<std::uint16_t>(0));
         std::vector<std::array<float, 3>> normals;
         NodeColumns wanted;
         wanted.normals = &normals;

@@ -33,7 +33,8 @@ TEST(PointCodes, DecodesTheFirstPointOfAutzenRoot)
 TEST(PointCodes, OctahedralNormalsUnfoldTheLowerHemisphere)
 {
     auto expectNear = [](std::array<float, 3> actual, std::array<double, 3> expected) {
-        const double length = std::sqrt(expected[0] * expected[0] + expected[1] * expected[1] + expected[2] * expected[2]);
+        const double length =
+            std::sqrt(expected[0] * expected[0] + expected[1] * expected[1] + expected[2] * expected[2]);
         for (int i = 0; i < 3; ++i) {
             EXPECT_NEAR(actual[i], expected[i] / length, 1e-5) << "component " << i;
         }

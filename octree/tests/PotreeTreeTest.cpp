@@ -21,8 +21,10 @@ std::shared_ptr<Octree::Octree> colourStore(const TemporaryFolder& folder,
                                             const std::vector<std::array<std::uint16_t, 3>>& colours, int declaredMax)
 {
     std::string columns;
-    for (std::size_t i = 0; i < colours.size(); ++i) columns += TestSupport::positionCode(1, 1, 1);
-    for (const auto& c : colours) columns += TestSupport::colorCode(c[0], c[1], c[2]);
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        columns += TestSupport::positionCode(1, 1, 1);
+    for (const auto& c : colours)
+        columns += TestSupport::colorCode(c[0], c[1], c[2]);
     const std::string chunk = TestSupport::brotliStored(columns);
     auto metadata = TestSupport::syntheticMetadata("BROTLI", {{"position", 12}, {"rgb", 6}}, colours.size(), 22);
     if (declaredMax >= 0) {
@@ -37,22 +39,27 @@ std::shared_ptr<Octree::Octree> colourStore(const TemporaryFolder& folder,
 // A store of a root with child r0, each with one Brotli chunk made of its columns, written one
 // after the other; `rootChunk` replaces the root's chunk when not empty (to make it unreadable).
 // `visibility` gives the high nibbles of the two records.
-std::shared_ptr<PoTree::PotreeTree> twoNodeStore(const TemporaryFolder& folder, nlohmann::json metadata, const std::string& rootColumns,
-                          std::uint32_t rootPoints, const std::string& childColumns, std::uint32_t childPoints,
-                          std::array<std::uint8_t, 2> visibility = {0, 0}, const std::string& rootChunk = "")
+std::shared_ptr<PoTree::PotreeTree> twoNodeStore(const TemporaryFolder& folder, nlohmann::json metadata,
+                                                 const std::string& rootColumns, std::uint32_t rootPoints,
+                                                 const std::string& childColumns, std::uint32_t childPoints,
+                                                 std::array<std::uint8_t, 2> visibility = {0, 0},
+                                                 const std::string& rootChunk = "")
 {
     const std::string root = rootChunk.empty() ? TestSupport::brotliStored(rootColumns) : rootChunk;
     const std::string child = TestSupport::brotliStored(childColumns);
     folder.write("metadata.json", metadata.dump());
-    folder.write("hierarchy.bin", hierarchyRecord(0, 0x01, rootPoints, 0, root.size(), visibility[0])
-                                      + hierarchyRecord(0, 0, childPoints, root.size(), child.size(), visibility[1]));
+    folder.write("hierarchy.bin",
+                 hierarchyRecord(0, 0x01, rootPoints, 0, root.size(), visibility[0])
+                     + hierarchyRecord(0, 0, childPoints, root.size(), child.size(), visibility[1]));
     folder.write("octree.bin", root + child);
-    return std::dynamic_pointer_cast<PoTree::PotreeTree>(Octree::Octree::open(PoTree::FileSystemLocation(folder.path())));
+    return std::dynamic_pointer_cast<PoTree::PotreeTree>(
+        Octree::Octree::open(PoTree::FileSystemLocation(folder.path())));
 }
 
 std::vector<Math::Color> rootColours(const Octree::Octree& tree)
 {
-    const auto data = tree.nodePointData(Octree::OctreeNodeId::root(), std::stop_token(), Octree::PointAttribute::Color);
+    const auto data =
+        tree.nodePointData(Octree::OctreeNodeId::root(), std::stop_token(), Octree::PointAttribute::Color);
     return {data->colors().begin(), data->colors().end()};
 }
 
@@ -63,13 +70,11 @@ TEST(PotreeTree, SixteenBitColoursAreScaledByOneDecisionForTheStore)
     // A dark 16-bit colour keeps its hue: every channel is divided, also those below 256.
     const std::vector<std::array<std::uint16_t, 3>> colours{{200, 300, 100}, {65535, 256, 0}};
     const TemporaryFolder declared;
-    EXPECT_EQ(rootColours(*colourStore(declared, colours, 65535)),
-              (std::vector<Math::Color>{{0, 1, 0}, {255, 1, 0}}));
+    EXPECT_EQ(rootColours(*colourStore(declared, colours, 65535)), (std::vector<Math::Color>{{0, 1, 0}, {255, 1, 0}}));
 
     // Without a declared range the root's colours decide.
     const TemporaryFolder undeclared;
-    EXPECT_EQ(rootColours(*colourStore(undeclared, colours, -1)),
-              (std::vector<Math::Color>{{0, 1, 0}, {255, 1, 0}}));
+    EXPECT_EQ(rootColours(*colourStore(undeclared, colours, -1)), (std::vector<Math::Color>{{0, 1, 0}, {255, 1, 0}}));
 
     const TemporaryFolder eightBit;
     EXPECT_EQ(rootColours(*colourStore(eightBit, {{200, 30, 100}, {1, 2, 255}}, -1)),
@@ -82,13 +87,19 @@ TEST(PotreeTree, InterleavedStoresDecodeEveryRecognisedAttribute)
     // an unknown attribute, and an octahedral normal.
     std::string records;
     records += bytesOf<std::int32_t>(100) + bytesOf<std::int32_t>(250) + bytesOf<std::int32_t>(1600);
-    records += bytesOf<std::uint16_t>(777) + std::string(1, '\x09') + bytesOf<std::uint32_t>(123456) + std::string(1, '\x7f');
+    records +=
+        bytesOf<std::uint16_t>(777) + std::string(1, '\x09') + bytesOf<std::uint32_t>(123456) + std::string(1, '\x7f');
     records += bytesOf<std::uint16_t>(0); // u = v = -1: the normal (0, 0, -1)
     const TemporaryFolder folder;
     folder.write("metadata.json",
-                 TestSupport::syntheticMetadata("DEFAULT", {{"position", 12}, {"intensity", 2}, {"classification", 1},
-                                                           {"ScanIndex", 4}, {"user data", 1}, {"normal_oct16", 2}},
-                                               1, 22)
+                 TestSupport::syntheticMetadata("DEFAULT",
+                                                {{"position", 12},
+                                                 {"intensity", 2},
+                                                 {"classification", 1},
+                                                 {"ScanIndex", 4},
+                                                 {"user data", 1},
+                                                 {"normal_oct16", 2}},
+                                                1, 22)
                      .dump());
     folder.write("hierarchy.bin", hierarchyRecord(0, 0, 1, 0, records.size()));
     folder.write("octree.bin", records);
@@ -117,12 +128,13 @@ TEST(PotreeTree, NodeVisibilityOfAStoreWithOnlyPositions)
     metadata["nodeVisibility"] = true;
     const TemporaryFolder folder;
     const auto store = twoNodeStore(folder, metadata,
-                                    TestSupport::positionCode(101, 201, 301) + TestSupport::positionCode(51, 1, 1601), 2,
-                                    TestSupport::positionCode(1201, 1, 1), 1, {2, 0});
+                                    TestSupport::positionCode(101, 201, 301) + TestSupport::positionCode(51, 1, 1601),
+                                    2, TestSupport::positionCode(1201, 1, 1), 1, {2, 0});
     const auto root = Octree::OctreeNodeId::root();
     const auto r0 = Octree::OctreeNodeId::fromName("r0");
 
-    for (const auto wanted : {Octree::PointAttributes::all(), Octree::PointAttributes(Octree::PointAttribute::Position)}) {
+    for (const auto wanted :
+         {Octree::PointAttributes::all(), Octree::PointAttributes(Octree::PointAttribute::Position)}) {
         SCOPED_TRACE(wanted.bits());
         const auto data = store->nodePointData(root, std::stop_token(), wanted);
         ASSERT_TRUE(data);

@@ -8,7 +8,6 @@
 #include <lumaro/testsupport/LasReader.h>
 #include <lumaro/testsupport/TestStores.h>
 
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -26,13 +25,19 @@ struct StoreCase {
     std::string las;
 };
 
-std::ostream& operator<<(std::ostream& stream, const StoreCase& c) { return stream << c.store; }
+std::ostream& operator<<(std::ostream& stream, const StoreCase& c)
+{
+    return stream << c.store;
+}
 
 const std::vector<StoreCase> storeCases = {
-    {"1.2-with-color-brotli", "1.2-with-color"}, {"1.2-with-color-default", "1.2-with-color"},
-    {"autzen_trim-brotli", "autzen_trim"},       {"autzen_trim-default", "autzen_trim"},
+    {"1.2-with-color-brotli", "1.2-with-color"},
+    {"1.2-with-color-default", "1.2-with-color"},
+    {"autzen_trim-brotli", "autzen_trim"},
+    {"autzen_trim-default", "autzen_trim"},
     {"test1_4-brotli", "test1_4"},
-    {"test1_4-default", "test1_4"},              {"warsaw_small-brotli", "warsaw_small"},
+    {"test1_4-default", "test1_4"},
+    {"warsaw_small-brotli", "warsaw_small"},
     {"warsaw_small-default", "warsaw_small"},
 };
 
@@ -111,7 +116,8 @@ TEST_P(RealStore, FirstNodesStartWithTheReferencePoints)
         // Brotli stores, which hold one more than that).
         const auto world = point.contains("xyz_converter") ? point["xyz_converter"] : point["xyz"];
         for (int axis = 0; axis < 3; ++axis) {
-            EXPECT_NEAR(raw->positions[0][axis] * scale[axis] + offset[axis], world[axis].get<double>(), scale[axis] * 1e-3);
+            EXPECT_NEAR(raw->positions[0][axis] * scale[axis] + offset[axis], world[axis].get<double>(),
+                        scale[axis] * 1e-3);
         }
         if (point.contains("intensity")) {
             EXPECT_EQ(raw->intensities[0], point["intensity"].get<std::uint16_t>());
@@ -133,7 +139,8 @@ TEST_P(RealStore, DecodedNodesHoldExactlyThePointsOfTheSourceLas)
         for (int axis = 0; axis < 3; ++axis) {
             q[axis] = static_cast<std::int64_t>(std::trunc((point.position[axis] - offset[axis]) / scale[axis]));
         }
-        expected[{q[0], q[1], q[2], point.intensity, point.classification, point.color[0], point.color[1], point.color[2]}] += 1;
+        expected[{q[0], q[1], q[2], point.intensity, point.classification, point.color[0], point.color[1],
+                  point.color[2]}] += 1;
     }
 
     std::size_t decoded = 0;
@@ -189,8 +196,8 @@ TEST_P(RealStore, PointDataAreModelCoordinatesOfTheStoredIntegers)
             }
             if (data->hasColors()) {
                 const auto c = raw->colors[i];
-                const Math::Color expected = sixteenBit ? Math::Color(c[0] / 256, c[1] / 256, c[2] / 256)
-                                                        : Math::Color(c[0], c[1], c[2]);
+                const Math::Color expected =
+                    sixteenBit ? Math::Color(c[0] / 256, c[1] / 256, c[2] / 256) : Math::Color(c[0], c[1], c[2]);
                 ASSERT_EQ(data->color(i), expected);
             }
             EXPECT_EQ(data->intensity(i), raw->intensities[i]);
@@ -199,14 +206,14 @@ TEST_P(RealStore, PointDataAreModelCoordinatesOfTheStoredIntegers)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Potree2, RealStore, ::testing::ValuesIn(storeCases),
-                         [](const auto& info) {
-                             std::string name = info.param.store;
-                             for (char& c : name) {
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             }
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Potree2, RealStore, ::testing::ValuesIn(storeCases), [](const auto& info) {
+    std::string name = info.param.store;
+    for (char& c : name) {
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    }
+    return name;
+});
 
 TEST(RealStore, ProxyChunksAreLoadedWhenTheirNodesAreVisited)
 {

@@ -58,7 +58,10 @@ std::string record(const char* user, std::uint16_t id, const std::string& data, 
     return bytes + data;
 }
 
-std::size_t baseRecordLength(unsigned format) { return format == 6 ? 30 : format == 7 ? 36 : 38; }
+std::size_t baseRecordLength(unsigned format)
+{
+    return format == 6 ? 30 : format == 7 ? 36 : 38;
+}
 
 struct Compressed {
     std::string chunk;
@@ -144,7 +147,8 @@ void writeCopcFile(const std::filesystem::path& file, const std::vector<CopcNode
     std::string laszip = any.laszipRecord;
     put<std::uint32_t>(laszip, 12, layout.chunkSize);
 
-    std::string records = record("copc", 1, std::string(160, '\0'), false) + record("laszip encoded", 22204, laszip, false);
+    std::string records =
+        record("copc", 1, std::string(160, '\0'), false) + record("laszip encoded", 22204, laszip, false);
     std::uint32_t recordCount = 2;
     if (!any.extraBytesRecord.empty()) {
         records += record("LASF_Spec", 4, any.extraBytesRecord, false);
@@ -238,7 +242,8 @@ void writeCopcFile(const std::filesystem::path& file, const std::vector<CopcNode
     put<std::uint32_t>(header, 96, static_cast<std::uint32_t>(pointData));
     put<std::uint32_t>(header, 100, recordCount);
     header[104] = static_cast<char>(layout.pointFormat | 0x80u);
-    put<std::uint16_t>(header, 105, static_cast<std::uint16_t>(baseRecordLength(layout.pointFormat) + (layout.normals ? 12 : 0)));
+    put<std::uint16_t>(header, 105,
+                       static_cast<std::uint16_t>(baseRecordLength(layout.pointFormat) + (layout.normals ? 12 : 0)));
     for (int axis = 0; axis < 3; ++axis) {
         put<double>(header, 131 + 8 * axis, layout.scale[axis]);
         put<double>(header, 155 + 8 * axis, layout.offset[axis]);

@@ -22,8 +22,8 @@ nlohmann::json eptTestSchema()
 std::string eptTestRecord(const EptTestPoint& p)
 {
     return bytesOf(static_cast<std::uint32_t>(p.x)) + bytesOf(static_cast<std::uint32_t>(p.y))
-        + bytesOf(static_cast<std::uint32_t>(p.z)) + bytesOf(p.intensity) + bytesOf(p.classification)
-        + bytesOf(p.red) + bytesOf(p.green) + bytesOf(p.blue) + bytesOf(p.originId);
+        + bytesOf(static_cast<std::uint32_t>(p.z)) + bytesOf(p.intensity) + bytesOf(p.classification) + bytesOf(p.red)
+        + bytesOf(p.green) + bytesOf(p.blue) + bytesOf(p.originId);
 }
 
 nlohmann::json eptTestMetadata(const std::string& dataType, std::uint64_t points)
@@ -43,7 +43,7 @@ nlohmann::json eptTestMetadata(const std::string& dataType, std::uint64_t points
 
 void EptTestStore::write(const std::string& relativePath, std::string_view bytes) const
 {
-    m_folder.write(relativePath, bytes);
+    mFolder.write(relativePath, bytes);
 }
 
 } // namespace TestSupport

@@ -27,19 +27,19 @@ LasFile readLaz(const std::filesystem::path& file)
     const unsigned format = header->point_data_format;
     las.hasColor = format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
     const laszip_U64 count = header->number_of_point_records != 0 ? header->number_of_point_records
-                                                                   : header->extended_number_of_point_records;
+                                                                  : header->extended_number_of_point_records;
     for (laszip_U64 i = 0; i < count; ++i) {
         if (laszip_read_point(reader) != 0) {
             laszip_close_reader(reader);
             throw std::runtime_error("LASzip cannot read point " + std::to_string(i) + " of " + file.string());
         }
-        LasPoint las_point;
-        laszip_get_coordinates(reader, las_point.position.data());
-        las_point.intensity = point->intensity;
-        las_point.classification = format >= 6 ? point->extended_classification : point->classification;
+        LasPoint lasPoint;
+        laszip_get_coordinates(reader, lasPoint.position.data());
+        lasPoint.intensity = point->intensity;
+        lasPoint.classification = format >= 6 ? point->extended_classification : point->classification;
         if (las.hasColor)
-            las_point.color = {point->rgb[0], point->rgb[1], point->rgb[2]};
-        las.points.push_back(las_point);
+            lasPoint.color = {point->rgb[0], point->rgb[1], point->rgb[2]};
+        las.points.push_back(lasPoint);
     }
     laszip_close_reader(reader);
     return las;

@@ -26,26 +26,26 @@ public:
     void put(std::uint32_t value, unsigned bits)
     {
         for (unsigned i = 0; i < bits; ++i) {
-            if (m_used == 0) {
-                m_bytes.push_back('\0');
+            if (mUsed == 0) {
+                mBytes.push_back('\0');
             }
             if (value >> i & 1u) {
-                m_bytes.back() = static_cast<char>(static_cast<unsigned char>(m_bytes.back()) | 1u << m_used);
+                mBytes.back() = static_cast<char>(static_cast<unsigned char>(mBytes.back()) | 1u << mUsed);
             }
-            m_used = (m_used + 1) % 8;
+            mUsed = (mUsed + 1) % 8;
         }
     }
-    void alignToByte() { m_used = 0; }
+    void alignToByte() { mUsed = 0; }
     void append(std::string_view bytes)
     {
         alignToByte();
-        m_bytes.append(bytes);
+        mBytes.append(bytes);
     }
-    std::string take() { return std::move(m_bytes); }
+    std::string take() { return std::move(mBytes); }
 
 private:
-    std::string m_bytes;
-    unsigned m_used = 0;
+    std::string mBytes;
+    unsigned mUsed = 0;
 };
 
 } // namespace
@@ -57,10 +57,10 @@ std::string brotliStored(std::string_view data)
     constexpr std::size_t blockSize = 65536;
     for (std::size_t start = 0; start < data.size(); start += blockSize) {
         const std::size_t length = std::min(blockSize, data.size() - start);
-        writer.put(0, 1);              // not the last meta-block
-        writer.put(0, 2);              // four nibbles of length
+        writer.put(0, 1); // not the last meta-block
+        writer.put(0, 2); // four nibbles of length
         writer.put(static_cast<std::uint32_t>(length - 1), 16);
-        writer.put(1, 1);              // uncompressed
+        writer.put(1, 1); // uncompressed
         writer.append(data.substr(start, length));
     }
     writer.put(1, 1); // last meta-block
@@ -94,24 +94,25 @@ std::string colorCode(std::uint16_t red, std::uint16_t green, std::uint16_t blue
     return bytesOf(code);
 }
 
-nlohmann::json syntheticMetadata(const std::string& encoding, const std::vector<std::pair<std::string, int>>& attributes,
-                                 std::uint64_t points, std::uint64_t firstChunkSize)
+nlohmann::json syntheticMetadata(const std::string& encoding,
+                                 const std::vector<std::pair<std::string, int>>& attributes, std::uint64_t points,
+                                 std::uint64_t firstChunkSize)
 {
     nlohmann::json list = nlohmann::json::array();
     for (const auto& [name, size] : attributes) {
-        list.push_back({{"name", name}, {"description", ""}, {"size", size}, {"numElements", 1},
-                        {"elementSize", size}, {"type", "uint8"}});
+        list.push_back({{"name", name},
+                        {"description", ""},
+                        {"size", size},
+                        {"numElements", 1},
+                        {"elementSize", size},
+                        {"type", "uint8"}});
     }
-    return {{"version", "2.0"},
-            {"name", "synthetic"},
-            {"points", points},
-            {"hierarchy", {{"firstChunkSize", firstChunkSize}, {"stepSize", 4}, {"depth", 0}}},
-            {"offset", {0.0, 0.0, 0.0}},
-            {"scale", {0.01, 0.01, 0.01}},
-            {"spacing", 0.125},
-            {"boundingBox", {{"min", {0.0, 0.0, 0.0}}, {"max", {16.0, 16.0, 16.0}}}},
-            {"encoding", encoding},
-            {"attributes", list}};
+    return {
+        {"version", "2.0"},          {"name", "synthetic"},
+        {"points", points},          {"hierarchy", {{"firstChunkSize", firstChunkSize}, {"stepSize", 4}, {"depth", 0}}},
+        {"offset", {0.0, 0.0, 0.0}}, {"scale", {0.01, 0.01, 0.01}},
+        {"spacing", 0.125},          {"boundingBox", {{"min", {0.0, 0.0, 0.0}}, {"max", {16.0, 16.0, 16.0}}}},
+        {"encoding", encoding},      {"attributes", list}};
 }
 
 } // namespace TestSupport

@@ -89,20 +89,23 @@ void writePotreeStore(const std::filesystem::path& folder, const std::vector<Sto
     std::ostringstream metadata;
     metadata.precision(17);
     const double max = cube.min + cube.size;
-    metadata << "{\n  \"version\": \"2.0\",\n  \"name\": \"synthetic\",\n  \"points\": " << total
-             << ",\n  \"hierarchy\": {\"firstChunkSize\": " << hierarchy.size() << ", \"stepSize\": 4, \"depth\": 0},\n"
-             << "  \"offset\": " << triple(cube.min, cube.min, cube.min) << ",\n  \"scale\": "
-             << triple(cube.scale, cube.scale, cube.scale) << ",\n  \"spacing\": " << cube.size / 128.0
-             << ",\n  \"boundingBox\": {\"min\": " << triple(cube.min, cube.min, cube.min)
-             << ", \"max\": " << triple(max, max, max) << "},\n  \"encoding\": \"DEFAULT\",\n"
-             << (anyHidden ? "  \"nodeVisibility\": true,\n" : "") << "  \"attributes\": [\n"
-             << "    {\"name\": \"position\", \"size\": 12, \"numElements\": 3, \"elementSize\": 4, \"type\": \"int32\", "
-             << "\"min\": " << triple(low[0], low[1], low[2]) << ", \"max\": " << triple(high[0], high[1], high[2])
-             << "},\n    {\"name\": \"intensity\", \"size\": 2, \"numElements\": 1, \"elementSize\": 2, \"type\": \"uint16\"},\n"
-             << "    {\"name\": \"rgb\", \"size\": 6, \"numElements\": 3, \"elementSize\": 2, \"type\": \"uint16\", "
-             << "\"min\": [0, 0, 0], \"max\": [255, 255, 255]},\n"
-             << "    {\"name\": \"classification\", \"size\": 1, \"numElements\": 1, \"elementSize\": 1, \"type\": \"uint8\"}\n"
-             << "  ]\n}\n";
+    metadata
+        << "{\n  \"version\": \"2.0\",\n  \"name\": \"synthetic\",\n  \"points\": " << total
+        << ",\n  \"hierarchy\": {\"firstChunkSize\": " << hierarchy.size() << ", \"stepSize\": 4, \"depth\": 0},\n"
+        << "  \"offset\": " << triple(cube.min, cube.min, cube.min)
+        << ",\n  \"scale\": " << triple(cube.scale, cube.scale, cube.scale) << ",\n  \"spacing\": " << cube.size / 128.0
+        << ",\n  \"boundingBox\": {\"min\": " << triple(cube.min, cube.min, cube.min)
+        << ", \"max\": " << triple(max, max, max) << "},\n  \"encoding\": \"DEFAULT\",\n"
+        << (anyHidden ? "  \"nodeVisibility\": true,\n" : "") << "  \"attributes\": [\n"
+        << "    {\"name\": \"position\", \"size\": 12, \"numElements\": 3, \"elementSize\": 4, \"type\": \"int32\", "
+        << "\"min\": " << triple(low[0], low[1], low[2]) << ", \"max\": " << triple(high[0], high[1], high[2])
+        << "},\n    {\"name\": \"intensity\", \"size\": 2, \"numElements\": 1, \"elementSize\": 2, \"type\": "
+           "\"uint16\"},\n"
+        << "    {\"name\": \"rgb\", \"size\": 6, \"numElements\": 3, \"elementSize\": 2, \"type\": \"uint16\", "
+        << "\"min\": [0, 0, 0], \"max\": [255, 255, 255]},\n"
+        << "    {\"name\": \"classification\", \"size\": 1, \"numElements\": 1, \"elementSize\": 1, \"type\": "
+           "\"uint8\"}\n"
+        << "  ]\n}\n";
     writeFile(folder / "metadata.json", metadata.str());
     writeFile(folder / "hierarchy.bin", hierarchy);
     writeFile(folder / "octree.bin", octree);

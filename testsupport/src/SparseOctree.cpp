@@ -51,21 +51,22 @@ double fraction(std::uint64_t node, std::uint64_t k)
 
 SparseOctree::SparseOctree(const std::string& name, std::size_t depth, std::uint64_t totalPoints)
     : ::Octree::Octree(PoTree::FileSystemLocation("/synthetic/" + name), 1.0, cube(), plane(), cubeSize / 128.0),
-      m_depth(depth),
-      m_total(totalPoints)
+      mDepth(depth),
+      mTotal(totalPoints)
 {
     if (depth > OctreeNodeId::MAX_REPRESENTABLE_LEVEL)
-        throw std::invalid_argument("a sparse octree of depth " + std::to_string(depth) + " is deeper than node ids reach");
-    m_nodes = nodesDownTo(depth);
-    if (totalPoints < m_nodes)
-        throw std::invalid_argument("a sparse octree of " + std::to_string(m_nodes) + " nodes needs as many points");
-    m_pointsPerNode = totalPoints / m_nodes;
+        throw std::invalid_argument("a sparse octree of depth " + std::to_string(depth)
+                                    + " is deeper than node ids reach");
+    mNodes = nodesDownTo(depth);
+    if (totalPoints < mNodes)
+        throw std::invalid_argument("a sparse octree of " + std::to_string(mNodes) + " nodes needs as many points");
+    mPointsPerNode = totalPoints / mNodes;
 }
 
 std::vector<OctreeNodeId> SparseOctree::children(OctreeNodeId node, std::stop_token) const
 {
     std::vector<OctreeNodeId> result;
-    if (!contains(node) || node.level() >= m_depth)
+    if (!contains(node) || node.level() >= mDepth)
         return result;
     const std::uint32_t z = planeCell(node.level() + 1);
     for (std::size_t i = 0; i < 8; ++i) {
@@ -73,13 +74,13 @@ std::vector<OctreeNodeId> SparseOctree::children(OctreeNodeId node, std::stop_to
         if (child.gridPosition()[2] == z)
             result.push_back(child);
     }
-    m_named += result.size();
+    mNamed += result.size();
     return result;
 }
 
 bool SparseOctree::contains(OctreeNodeId node) const
 {
-    return node.level() <= m_depth && node.gridPosition()[2] == planeCell(node.level());
+    return node.level() <= mDepth && node.gridPosition()[2] == planeCell(node.level());
 }
 
 ::Octree::NodeVisibility SparseOctree::nodeVisibility(OctreeNodeId) const
@@ -95,7 +96,7 @@ std::uint64_t SparseOctree::pointCount(OctreeNodeId node) const
     const std::size_t level = node.level();
     const auto cell = node.gridPosition();
     const std::uint64_t index = (level == 0 ? 0 : nodesDownTo(level - 1)) + (std::uint64_t(cell[1]) << level) + cell[0];
-    return m_pointsPerNode + (index < m_total - m_pointsPerNode * m_nodes ? 1 : 0);
+    return mPointsPerNode + (index < mTotal - mPointsPerNode * mNodes ? 1 : 0);
 }
 
 ::Octree::PointAttributes SparseOctree::availableAttributes() const
@@ -108,7 +109,7 @@ std::optional<::Octree::NodePointData> SparseOctree::nodePointData(OctreeNodeId 
 {
     if (!contains(node))
         throw std::invalid_argument("no node " + node.name() + " in " + location().toString());
-    ++m_read;
+    ++mRead;
     if (stop.stop_requested())
         return std::nullopt;
     const std::size_t count = static_cast<std::size_t>(pointCount(node));
@@ -121,12 +122,13 @@ std::optional<::Octree::NodePointData> SparseOctree::nodePointData(OctreeNodeId 
         const double fy = fraction(node.value(), 2 * k + 1);
         if (points.hasPositions()) {
             const Math::Point<double, 3> world(box.min().x() + edge * fx, box.min().y() + edge * fy,
-                                             planeHeight() * unitScale());
+                                               planeHeight() * unitScale());
             points.setPosition(k, Math::Point<float, 3>((world - reference).cast<float>()));
         }
         if (points.hasColors())
-            points.setColor(k, {static_cast<std::uint8_t>(fx * 255.0), static_cast<std::uint8_t>(fy * 255.0),
-                                static_cast<std::uint8_t>(node.level() * 20), 255});
+            points.setColor(k,
+                            {static_cast<std::uint8_t>(fx * 255.0), static_cast<std::uint8_t>(fy * 255.0),
+                             static_cast<std::uint8_t>(node.level() * 20), 255});
         if (points.hasIntensities())
             points.setIntensity(k, static_cast<std::uint16_t>(fx * 65535.0));
     }

@@ -20,11 +20,26 @@ void put(std::string& bytes, std::size_t offset, T value)
 // Bytes per record before extra bytes, from the record tables of the LAS 1.4 format.
 constexpr std::array<std::size_t, 11> LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 
-bool hasGps(unsigned f) { return f != 0 && f != 2; }
-bool hasRgb(unsigned f) { return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10; }
-bool hasNir(unsigned f) { return f == 8 || f == 10; }
-std::size_t gpsAt(unsigned f) { return f < 6 ? 20 : 22; }
-std::size_t rgbAt(unsigned f) { return f == 2 ? 20 : f < 6 ? 28 : 30; }
+bool hasGps(unsigned f)
+{
+    return f != 0 && f != 2;
+}
+bool hasRgb(unsigned f)
+{
+    return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10;
+}
+bool hasNir(unsigned f)
+{
+    return f == 8 || f == 10;
+}
+std::size_t gpsAt(unsigned f)
+{
+    return f < 6 ? 20 : 22;
+}
+std::size_t rgbAt(unsigned f)
+{
+    return f == 2 ? 20 : f < 6 ? 28 : 30;
+}
 
 } // namespace
 
@@ -53,9 +68,9 @@ void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& sp
     std::array<double, 3> high{-1e300, -1e300, -1e300};
     for (std::size_t i = 0; i < count; ++i) {
         char* r = records.data() + i * length;
-        const std::array<std::int32_t, 3> stored{
-            static_cast<std::int32_t>((i % width) * 50), static_cast<std::int32_t>((i / width) * 50),
-            static_cast<std::int32_t>(1000 + 300 * std::sin(i * 0.001) + (i % 7))};
+        const std::array<std::int32_t, 3> stored{static_cast<std::int32_t>((i % width) * 50),
+                                                 static_cast<std::int32_t>((i / width) * 50),
+                                                 static_cast<std::int32_t>(1000 + 300 * std::sin(i * 0.001) + (i % 7))};
         for (int axis = 0; axis < 3; ++axis) {
             std::memcpy(r + 4 * axis, &stored[axis], 4);
             const double world = stored[axis] * spec.scale[axis] + spec.offset[axis];

@@ -14,10 +14,9 @@ TemporaryFolder::TemporaryFolder()
     const auto base = std::filesystem::temp_directory_path();
     // A random part tells processes apart, the counter the folders of one process.
     for (int attempt = 0; attempt < 16; ++attempt) {
-        const auto candidate =
-            base / ("lumaro-test-" + std::to_string(random()) + "-" + std::to_string(counter++));
+        const auto candidate = base / ("lumaro-test-" + std::to_string(random()) + "-" + std::to_string(counter++));
         if (std::filesystem::create_directories(candidate)) {
-            m_path = candidate;
+            mPath = candidate;
             return;
         }
     }
@@ -27,12 +26,12 @@ TemporaryFolder::TemporaryFolder()
 TemporaryFolder::~TemporaryFolder()
 {
     std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    std::filesystem::remove_all(mPath, ignored);
 }
 
 std::filesystem::path TemporaryFolder::write(const std::string& name, std::string_view bytes) const
 {
-    const auto path = m_path / name;
+    const auto path = mPath / name;
     std::filesystem::create_directories(path.parent_path());
     std::ofstream stream(path, std::ios::binary | std::ios::trunc);
     stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

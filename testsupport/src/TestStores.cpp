@@ -31,16 +31,16 @@ std::optional<WebServers> webServers()
 RestoredEptBinaryStore::RestoredEptBinaryStore()
 {
     const std::filesystem::path binary = testStore("ept/ellipsoid-binary");
-    m_folder.write("ept.json", Core::readLocalFile(binary / "ept.json"));
-    m_folder.write("facts.json", Core::readLocalFile(binary / "facts.json"));
-    m_folder.write("ept-hierarchy/0-0-0-0.json", Core::readLocalFile(binary / "ept-hierarchy" / "0-0-0-0.json"));
+    mFolder.write("ept.json", Core::readLocalFile(binary / "ept.json"));
+    mFolder.write("facts.json", Core::readLocalFile(binary / "facts.json"));
+    mFolder.write("ept-hierarchy/0-0-0-0.json", Core::readLocalFile(binary / "ept-hierarchy" / "0-0-0-0.json"));
     const std::string packed = Core::readLocalFile(testStore("ept/ellipsoid-zstandard/ept-data/0-0-0-0.zst"));
     // 100000 records of 44 bytes.
     std::string records(100000 * 44, '\0');
     const std::size_t size = ZSTD_decompress(records.data(), records.size(), packed.data(), packed.size());
     if (ZSTD_isError(size) || size != records.size())
         throw std::runtime_error("cannot restore the binary node of ellipsoid-binary");
-    m_folder.write("ept-data/0-0-0-0.bin", records);
+    mFolder.write("ept-data/0-0-0-0.bin", records);
 }
 
 } // namespace TestSupport

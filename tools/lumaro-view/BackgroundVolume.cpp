@@ -10,50 +10,52 @@
 namespace Tool {
 
 BackgroundVolume::BackgroundVolume(Measure::Stores stores, Measure::VolumeOptions options, std::function<void()> notify)
-    : m_stores(std::move(stores)), m_options(std::move(options)), m_notify(std::move(notify)),
-      m_thread([this](std::stop_token stop) { measure(stop); })
-{
-}
+    : mStores(std::move(stores)),
+      mOptions(std::move(options)),
+      mNotify(std::move(notify)),
+      mThread([this](std::stop_token stop) { measure(stop); })
+{}
 
 BackgroundVolume::~BackgroundVolume()
 {
-    m_thread.request_stop();
-    if (m_thread.joinable())
-        m_thread.join();
+    mThread.request_stop();
+    if (mThread.joinable())
+        mThread.join();
 }
 
 void BackgroundVolume::measure(std::stop_token stop)
 {
     try {
         Measure::Volume volume = Measure::measureVolume(
-            m_stores, m_options,
+            mStores, mOptions,
             [this](double fraction) {
-                m_progress = fraction;
-                m_notify();
+                mProgress = fraction;
+                mNotify();
             },
             stop);
-        const std::lock_guard lock(m_mutex);
-        m_volume = volume;
+        const std::lock_guard lock(mMutex);
+        mVolume = volume;
     } catch (const Octree::OperationCancelled&) {
-        const std::lock_guard lock(m_mutex);
-        m_error = "stopped";
+        const std::lock_guard lock(mMutex);
+        mError = "stopped";
     } catch (const std::exception& error) {
-        const std::lock_guard lock(m_mutex);
-        m_error = explain(error);
+        const std::lock_guard lock(mMutex);
+        mError = explain(error);
     }
-    m_finished = true;
-    m_notify();
+    mFinished = true;
+    mNotify();
 }
 
 std::string BackgroundVolume::text() const
 {
-    const std::lock_guard lock(m_mutex);
-    if (!m_volume)
-        return "cannot measure the volume: " + (m_error.empty() ? std::string("not finished") : m_error);
+    const std::lock_guard lock(mMutex);
+    if (!mVolume)
+        return "cannot measure the volume: " + (mError.empty() ? std::string("not finished") : mError);
     char line[256];
-    std::snprintf(line, sizeof line, "volume above %.3f, below %.3f over a base fitted to the edge (cells of %.3g, %zu of %zu filled)",
-                  m_volume->above, m_volume->below, m_options.cellSize, m_volume->filledCells,
-                  m_volume->cells + m_volume->filledCells);
+    std::snprintf(line, sizeof line,
+                  "volume above %.3f, below %.3f over a base fitted to the edge (cells of %.3g, %zu of %zu filled)",
+                  mVolume->above, mVolume->below, mOptions.cellSize, mVolume->filledCells,
+                  mVolume->cells + mVolume->filledCells);
     return line;
 }
 

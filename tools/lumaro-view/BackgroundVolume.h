@@ -22,8 +22,8 @@ public:
     BackgroundVolume(const BackgroundVolume&) = delete;
     BackgroundVolume& operator=(const BackgroundVolume&) = delete;
 
-    bool finished() const { return m_finished.load(); }
-    double progress() const { return m_progress.load(); }
+    bool finished() const { return mFinished.load(); }
+    double progress() const { return mProgress.load(); }
     // After finished(): "volume above 12.345, below 0.123 over a base fitted to the edge (cells of
     // 0.25, 3 of 480 filled)", or "cannot measure the volume: REASON".
     std::string text() const;
@@ -34,15 +34,15 @@ public:
 private:
     void measure(std::stop_token stop);
 
-    Measure::Stores m_stores;
-    Measure::VolumeOptions m_options;
-    std::function<void()> m_notify;
-    std::atomic<double> m_progress{0.0};
-    std::atomic<bool> m_finished{false};
-    mutable std::mutex m_mutex;
-    std::optional<Measure::Volume> m_volume;
-    std::string m_error;
-    std::jthread m_thread; // last: starts when everything else is there, stops first
+    Measure::Stores mStores;
+    Measure::VolumeOptions mOptions;
+    std::function<void()> mNotify;
+    std::atomic<double> mProgress{0.0};
+    std::atomic<bool> mFinished{false};
+    mutable std::mutex mMutex;
+    std::optional<Measure::Volume> mVolume;
+    std::string mError;
+    std::jthread mThread; // last: starts when everything else is there, stops first
 };
 
 } // namespace Tool

@@ -45,55 +45,55 @@ std::string Measurement::text() const
         std::snprintf(line, sizeof line, "distance %.3f horizontal %.3f height %+.3f slope %s", segment.distance,
                       segment.horizontal, segment.heightDifference, slope);
     } else {
-        std::snprintf(line, sizeof line, "area %.2f in plan, %.2f in space, perimeter %.2f", area.horizontal, area.spatial,
-                      area.perimeter);
+        std::snprintf(line, sizeof line, "area %.2f in plan, %.2f in space, perimeter %.2f", area.horizontal,
+                      area.spatial, area.perimeter);
     }
     return line;
 }
 
 void MeasuringTool::toggle(Mode mode)
 {
-    m_mode = m_mode == mode ? Mode::Off : mode;
-    m_points.clear();
-    m_last.reset();
+    mMode = mMode == mode ? Mode::Off : mode;
+    mPoints.clear();
+    mLast.reset();
 }
 
 bool MeasuringTool::undo()
 {
-    if (m_points.empty())
+    if (mPoints.empty())
         return false;
-    m_points.pop_back();
+    mPoints.pop_back();
     return true;
 }
 
 std::optional<Measurement> MeasuringTool::add(const Eigen::Vector3d& point)
 {
-    if (m_mode == Mode::Off)
+    if (mMode == Mode::Off)
         return std::nullopt;
-    if (m_mode == Mode::Line && m_points.size() == 2)
-        m_points.clear();
-    m_points.push_back(point);
-    if (m_mode != Mode::Line || m_points.size() < 2)
+    if (mMode == Mode::Line && mPoints.size() == 2)
+        mPoints.clear();
+    mPoints.push_back(point);
+    if (mMode != Mode::Line || mPoints.size() < 2)
         return std::nullopt;
     Measurement line;
     line.kind = Measurement::Kind::Line;
-    line.points = m_points;
-    line.segment = Measure::measureSegment(m_points[0], m_points[1]);
-    m_last = line;
+    line.points = mPoints;
+    line.segment = Measure::measureSegment(mPoints[0], mPoints[1]);
+    mLast = line;
     return line;
 }
 
 Measurement MeasuringTool::close()
 {
-    if (m_mode != Mode::Polygon)
+    if (mMode != Mode::Polygon)
         throw std::invalid_argument("only a polygon closes (P starts one)");
     Measurement polygon;
     polygon.kind = Measurement::Kind::Polygon;
-    polygon.points = m_points;
-    polygon.footprint = footprintOf(m_points); // throws for points that make no polygon
-    polygon.area = Measure::measureArea(m_points);
-    m_last = polygon;
-    m_points.clear();
+    polygon.points = mPoints;
+    polygon.footprint = footprintOf(mPoints); // throws for points that make no polygon
+    polygon.area = Measure::measureArea(mPoints);
+    mLast = polygon;
+    mPoints.clear();
     return polygon;
 }
 
@@ -105,26 +105,26 @@ Render::ClipVolumes MeasuringTool::highlights(const Eigen::Vector3d& origin, dou
         if (volumes.volumes().size() < room)
             volumes.add(shape, Render::ClipEffect::Highlight);
     };
-    if (m_last && m_last->kind == Measurement::Kind::Line && m_points.size() != 1) {
-        add(alongSegment(m_last->points[0] - origin, m_last->points[1] - origin, marker));
-    } else if (m_last && m_last->kind == Measurement::Kind::Polygon && m_points.empty()
-               && m_last->footprint->size() <= roomForVertices) {
+    if (mLast && mLast->kind == Measurement::Kind::Line && mPoints.size() != 1) {
+        add(alongSegment(mLast->points[0] - origin, mLast->points[1] - origin, marker));
+    } else if (mLast && mLast->kind == Measurement::Kind::Polygon && mPoints.empty()
+               && mLast->footprint->size() <= roomForVertices) {
         std::vector<Math::Point<double, 2>> corners;
-        for (const Math::Point<double, 2>& corner : m_last->footprint->vertices())
+        for (const Math::Point<double, 2>& corner : mLast->footprint->vertices())
             corners.emplace_back(corner - origin.head<2>());
         add(Render::ClipPrism{Math::Polygon(corners)});
     }
-    for (const Eigen::Vector3d& point : m_points)
+    for (const Eigen::Vector3d& point : mPoints)
         add(Math::OrientedBox(Math::Point<double, 3>(point - origin), Eigen::Vector3d::Constant(0.5 * marker)));
     return volumes;
 }
 
 std::string MeasuringTool::status() const
 {
-    if (m_mode == Mode::Off)
+    if (mMode == Mode::Off)
         return "";
-    const std::string points = std::to_string(m_points.size()) + (m_points.size() == 1 ? " point" : " points");
-    if (m_mode == Mode::Line)
+    const std::string points = std::to_string(mPoints.size()) + (mPoints.size() == 1 ? " point" : " points");
+    if (mMode == Mode::Line)
         return "measuring lines: click two points (" + points + ")";
     return "measuring a polygon: click its corners, Enter closes (" + points + ")";
 }

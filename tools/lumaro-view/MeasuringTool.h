@@ -14,7 +14,10 @@ namespace Tool {
 
 // A measurement of picked points, in the stores' coordinates.
 struct Measurement {
-    enum class Kind { Line, Polygon };
+    enum class Kind {
+        Line,
+        Polygon
+    };
     Kind kind = Kind::Line;
     std::vector<Eigen::Vector3d> points;
     // Line: from the first point to the second.
@@ -33,13 +36,17 @@ struct Measurement {
 // an outline that Enter closes (area; the window measures the volume over it).
 class MeasuringTool {
 public:
-    enum class Mode { Off, Line, Polygon };
+    enum class Mode {
+        Off,
+        Line,
+        Polygon
+    };
 
-    Mode mode() const { return m_mode; }
+    Mode mode() const { return mMode; }
     // Starts measuring in `mode`, dropping the points picked so far; the mode that runs stops.
     void toggle(Mode mode);
     // Drops the points picked so far; the mode stays.
-    void cancel() { m_points.clear(); }
+    void cancel() { mPoints.clear(); }
     // Drops the last point picked; false when there was none.
     bool undo();
 
@@ -51,9 +58,9 @@ public:
     Measurement close();
 
     // The points of the measurement under way.
-    const std::vector<Eigen::Vector3d>& points() const { return m_points; }
+    const std::vector<Eigen::Vector3d>& points() const { return mPoints; }
     // The last measurement made, shown until the next one starts.
-    const std::optional<Measurement>& last() const { return m_last; }
+    const std::optional<Measurement>& last() const { return mLast; }
 
     // What shows the points and the last measurement in the scene, as highlighting clip volumes
     // in scene coordinates (the stores' less `origin`): a cube of `marker` edge at each point, a
@@ -65,9 +72,9 @@ public:
     std::string status() const;
 
 private:
-    Mode m_mode = Mode::Off;
-    std::vector<Eigen::Vector3d> m_points;
-    std::optional<Measurement> m_last;
+    Mode mMode = Mode::Off;
+    std::vector<Eigen::Vector3d> mPoints;
+    std::optional<Measurement> mLast;
 };
 
 } // namespace Tool

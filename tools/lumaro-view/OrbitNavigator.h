@@ -35,16 +35,16 @@ public:
     // way); a negative factor moves away. The point stays where it is on the screen.
     void zoomToward(const Math::Point<float, 3>& point, float factor);
 
-    const Math::Point<float, 3>& eye() const { return m_eye; }
-    const Math::Point<float, 3>& pivot() const { return m_pivot; }
+    const Math::Point<float, 3>& eye() const { return mEye; }
+    const Math::Point<float, 3>& pivot() const { return mPivot; }
     Eigen::Vector3f up() const { return Eigen::Vector3f::UnitZ(); }
 
 private:
     Eigen::Vector3f right() const;
     Eigen::Vector3f screenUp() const;
 
-    Math::Point<float, 3> m_eye{1.0f, 1.0f, 1.0f};
-    Math::Point<float, 3> m_pivot{0.0f, 0.0f, 0.0f};
+    Math::Point<float, 3> mEye{1.0f, 1.0f, 1.0f};
+    Math::Point<float, 3> mPivot{0.0f, 0.0f, 0.0f};
 };
 
 } // namespace Tool

@@ -7,7 +7,7 @@
 namespace Tool {
 
 SwapChainPresenter::SwapChainPresenter(Render::Renderer& renderer, HWND window, UINT width, UINT height)
-    : m_renderer(renderer)
+    : mRenderer(renderer)
 {
     Render::ComPtr<IDXGIDevice> device;
     Render::ComPtr<IDXGIAdapter> adapter;
@@ -28,7 +28,7 @@ SwapChainPresenter::SwapChainPresenter(Render::Renderer& renderer, HWND window, 
     description.OutputWindow = window;
     description.Windowed = TRUE;
     description.SwapEffect = DXGI_SWAP_EFFECT_DISCARD;
-    if (FAILED(factory->CreateSwapChain(renderer.device().Get(), &description, &m_swapChain)))
+    if (FAILED(factory->CreateSwapChain(renderer.device().Get(), &description, &mSwapChain)))
         throw std::runtime_error("cannot create a swap chain for the window");
     factory->MakeWindowAssociation(window, DXGI_MWA_NO_ALT_ENTER);
 }
@@ -36,14 +36,15 @@ SwapChainPresenter::SwapChainPresenter(Render::Renderer& renderer, HWND window, 
 void SwapChainPresenter::present()
 {
     Render::ComPtr<ID3D11Texture2D> backBuffer;
-    if (SUCCEEDED(m_swapChain->GetBuffer(0, __uuidof(ID3D11Texture2D), reinterpret_cast<void**>(backBuffer.GetAddressOf()))))
-        m_renderer.deviceContext()->CopyResource(backBuffer.Get(), m_renderer.outputColorTexture().get());
-    m_swapChain->Present(0, 0);
+    if (SUCCEEDED(
+            mSwapChain->GetBuffer(0, __uuidof(ID3D11Texture2D), reinterpret_cast<void**>(backBuffer.GetAddressOf()))))
+        mRenderer.deviceContext()->CopyResource(backBuffer.Get(), mRenderer.outputColorTexture().get());
+    mSwapChain->Present(0, 0);
 }
 
 void SwapChainPresenter::resize(UINT width, UINT height)
 {
-    m_swapChain->ResizeBuffers(0, width, height, DXGI_FORMAT_UNKNOWN, 0);
+    mSwapChain->ResizeBuffers(0, width, height, DXGI_FORMAT_UNKNOWN, 0);
 }
 
 } // namespace Tool

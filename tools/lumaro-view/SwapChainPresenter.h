@@ -22,8 +22,8 @@ public:
     void resize(UINT width, UINT height);
 
 private:
-    Render::Renderer& m_renderer;
-    Render::ComPtr<IDXGISwapChain> m_swapChain;
+    Render::Renderer& mRenderer;
+    Render::ComPtr<IDXGISwapChain> mSwapChain;
 };
 
 } // namespace Tool

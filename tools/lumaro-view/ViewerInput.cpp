@@ -63,40 +63,39 @@ Render::ColorMap nextColorMap(Render::ColorMap map)
 } // namespace
 
 ViewerInput::ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget, PointLook look)
-    : m_coloring(coloring), m_colorMap(colorMap), m_budget(budget), m_look(std::move(look))
-{
-}
+    : mColoring(coloring), mColorMap(colorMap), mBudget(budget), mLook(look)
+{}
 
 ViewerAction ViewerInput::press(int x, int y, Button button, Modifiers modifiers, const PointUnder& pointUnder)
 {
-    m_lastX = x;
-    m_lastY = y;
-    m_pressX = x;
-    m_pressY = y;
-    m_leftDown = button == Button::Left && !modifiers.control && !modifiers.shift;
+    mLastX = x;
+    mLastY = y;
+    mPressX = x;
+    mPressY = y;
+    mLeftDown = button == Button::Left && !modifiers.control && !modifiers.shift;
     if (button == Button::Left && (modifiers.control || modifiers.shift)) {
         ViewerAction pick = action(modifiers.shift ? Kind::PickWithPlane : Kind::Pick);
         pick.x = x;
         pick.y = y;
         return pick;
     }
-    m_drag = button == Button::Left ? Drag::Orbit : Drag::Pan;
-    if (m_drag == Drag::Orbit)
+    mDrag = button == Button::Left ? Drag::Orbit : Drag::Pan;
+    if (mDrag == Drag::Orbit)
         if (const std::optional<Math::Point<float, 3>> point = pointUnder(x, y))
-            m_navigator.setPivot(*point);
+            mNavigator.setPivot(*point);
     return {};
 }
 
 ViewerAction ViewerInput::move(int x, int y, float windowHeight)
 {
-    const auto dx = static_cast<float>(x - m_lastX);
-    const auto dy = static_cast<float>(y - m_lastY);
-    m_lastX = x;
-    m_lastY = y;
-    if (m_drag == Drag::Orbit)
-        m_navigator.orbit(dx, dy, windowHeight);
-    else if (m_drag == Drag::Pan)
-        m_navigator.pan(dx, dy, windowHeight);
+    const auto dx = static_cast<float>(x - mLastX);
+    const auto dy = static_cast<float>(y - mLastY);
+    mLastX = x;
+    mLastY = y;
+    if (mDrag == Drag::Orbit)
+        mNavigator.orbit(dx, dy, windowHeight);
+    else if (mDrag == Drag::Pan)
+        mNavigator.pan(dx, dy, windowHeight);
     else
         return {};
     return action(Kind::MoveCamera);
@@ -104,10 +103,10 @@ ViewerAction ViewerInput::move(int x, int y, float windowHeight)
 
 ViewerAction ViewerInput::release(int x, int y)
 {
-    m_drag = Drag::None;
-    const bool click = m_leftDown && std::abs(x - m_pressX) <= clickSlack && std::abs(y - m_pressY) <= clickSlack;
-    m_leftDown = false;
-    if (!click || m_tool.mode() == MeasuringTool::Mode::Off)
+    mDrag = Drag::None;
+    const bool click = mLeftDown && std::abs(x - mPressX) <= clickSlack && std::abs(y - mPressY) <= clickSlack;
+    mLeftDown = false;
+    if (!click || mTool.mode() == MeasuringTool::Mode::Off)
         return {};
     ViewerAction measure = action(Kind::MeasurePoint);
     measure.x = x;
@@ -117,42 +116,42 @@ ViewerAction ViewerInput::release(int x, int y)
 
 ViewerAction ViewerInput::wheel(int x, int y, float notches, const PointUnder& pointUnder)
 {
-    m_navigator.zoomToward(pointUnder(x, y).value_or(m_navigator.pivot()), zoomPerNotch * notches);
+    mNavigator.zoomToward(pointUnder(x, y).value_or(mNavigator.pivot()), zoomPerNotch * notches);
     return action(Kind::MoveCamera);
 }
 
 ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundingBox<float, 3>& scene)
 {
     if (key == 'F') {
-        m_navigator.frame(scene);
+        mNavigator.frame(scene);
         return action(Kind::MoveCamera);
     }
     if (key == 'C') {
-        m_colorMap = nextColorMap(m_colorMap);
+        mColorMap = nextColorMap(mColorMap);
         ViewerAction change = action(Kind::ChangeColorMap);
-        change.colorMap = m_colorMap;
+        change.colorMap = mColorMap;
         return change;
     }
     if (key == 'M' || key == 'P') {
-        m_tool.toggle(key == 'M' ? MeasuringTool::Mode::Line : MeasuringTool::Mode::Polygon);
+        mTool.toggle(key == 'M' ? MeasuringTool::Mode::Line : MeasuringTool::Mode::Polygon);
         return action(Kind::MeasureChanged);
     }
-    if (m_tool.mode() != MeasuringTool::Mode::Off) {
+    if (mTool.mode() != MeasuringTool::Mode::Off) {
         if (key == '\x1b') {
-            m_tool.cancel();
+            mTool.cancel();
             return action(Kind::MeasureChanged);
         }
         if (key == '\b')
-            return m_tool.undo() ? action(Kind::MeasureChanged) : ViewerAction{};
-        if (key == '\r' && m_tool.mode() == MeasuringTool::Mode::Polygon)
+            return mTool.undo() ? action(Kind::MeasureChanged) : ViewerAction{};
+        if (key == '\r' && mTool.mode() == MeasuringTool::Mode::Polygon)
             return action(Kind::MeasureClose);
     }
     if (key == '+' || key == '-') {
         const bool more = key == '+';
         if (modifiers.shift) {
-            m_budget = more ? m_budget * 2 : std::max(m_budget / 2, smallestBudget);
+            mBudget = more ? mBudget * 2 : std::max(mBudget / 2, smallestBudget);
             ViewerAction change = action(Kind::ChangeBudget);
-            change.budget = m_budget;
+            change.budget = mBudget;
             return change;
         }
         ViewerAction change = action(Kind::ChangePointSize);
@@ -161,26 +160,26 @@ ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundi
     }
     if (key == 'E' || key == 'S' || key == 'A') {
         if (key == 'E')
-            m_look.eyeDomeLighting.enabled = !m_look.eyeDomeLighting.enabled;
+            mLook.eyeDomeLighting.enabled = !mLook.eyeDomeLighting.enabled;
         else if (key == 'S')
-            m_look.splats = m_look.splats == Render::SplatQuality::High ? Render::SplatQuality::Standard
-                                                                         : Render::SplatQuality::High;
+            mLook.splats = mLook.splats == Render::SplatQuality::High ? Render::SplatQuality::Standard
+                                                                      : Render::SplatQuality::High;
         else
-            m_look.classes.setAllShown(true);
+            mLook.classes.setAllShown(true);
         return lookChanged();
     }
     for (const ClassKey& group : classKeys) {
         if (group.key == key) {
             const auto first = group.classes.begin();
             const auto last = first + static_cast<std::ptrdiff_t>(group.count);
-            const bool allShown = std::all_of(first, last, [&](std::uint8_t c) { return m_look.classes.isShown(c); });
-            std::for_each(first, last, [&](std::uint8_t c) { m_look.classes.setShown(c, !allShown); });
+            const bool allShown = std::all_of(first, last, [&](std::uint8_t c) { return mLook.classes.isShown(c); });
+            std::for_each(first, last, [&](std::uint8_t c) { mLook.classes.setShown(c, !allShown); });
             return lookChanged();
         }
     }
     for (const auto& [pressed, coloring] : coloringKeys) {
         if (pressed == key) {
-            m_coloring = coloring;
+            mColoring = coloring;
             ViewerAction change = action(Kind::Recolor);
             change.coloring = coloring;
             return change;
@@ -192,9 +191,9 @@ ViewerAction ViewerInput::key(char key, Modifiers modifiers, const Math::NBoundi
 ViewerAction ViewerInput::lookChanged() const
 {
     ViewerAction change = action(Kind::ChangeLook);
-    change.eyeDomeLighting = m_look.eyeDomeLighting;
-    change.splats = m_look.splats;
-    change.classes = m_look.classes;
+    change.eyeDomeLighting = mLook.eyeDomeLighting;
+    change.splats = mLook.splats;
+    change.classes = mLook.classes;
     return change;
 }
 

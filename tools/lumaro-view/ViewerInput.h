@@ -22,17 +22,17 @@ namespace Tool {
 struct ViewerAction {
     enum class Kind {
         Nothing,
-        MoveCamera,      // the navigator moved: show its eye and pivot
-        Pick,            // report the point under (x, y)
-        PickWithPlane,   // ... and the plane fitted around it
-        Recolor,         // show `coloring`
-        ChangeColorMap,  // show `colorMap`
-        ChangeBudget,    // load within `budget` points
+        MoveCamera, // the navigator moved: show its eye and pivot
+        Pick, // report the point under (x, y)
+        PickWithPlane, // ... and the plane fitted around it
+        Recolor, // show `coloring`
+        ChangeColorMap, // show `colorMap`
+        ChangeBudget, // load within `budget` points
         ChangePointSize, // make the points `pointSizeStep` pixels larger (or smaller)
-        ChangeLook,      // show the points with `eyeDomeLighting`, `splats` and `classes`
-        MeasurePoint,    // the measuring tool takes the point under (x, y)
-        MeasureClose,    // the measuring tool closes its polygon
-        MeasureChanged,  // the measuring tool changed its mode or dropped points: show it
+        ChangeLook, // show the points with `eyeDomeLighting`, `splats` and `classes`
+        MeasurePoint, // the measuring tool takes the point under (x, y)
+        MeasureClose, // the measuring tool closes its polygon
+        MeasureChanged, // the measuring tool changed its mode or dropped points: show it
     };
     Kind kind = Kind::Nothing;
     int x = 0;
@@ -67,7 +67,11 @@ struct PointLook {
 // the polygon, Backspace drops the last point and Escape all of them.
 class ViewerInput {
 public:
-    enum class Button { Left, Right, Middle };
+    enum class Button {
+        Left,
+        Right,
+        Middle
+    };
     struct Modifiers {
         bool control = false;
         bool shift = false;
@@ -77,14 +81,14 @@ public:
 
     ViewerInput(Render::Coloring coloring, Render::ColorMap colorMap, std::size_t budget, PointLook look = {});
 
-    OrbitNavigator& navigator() { return m_navigator; }
-    const OrbitNavigator& navigator() const { return m_navigator; }
-    Render::Coloring coloring() const { return m_coloring; }
-    Render::ColorMap colorMap() const { return m_colorMap; }
-    std::size_t budget() const { return m_budget; }
-    const PointLook& look() const { return m_look; }
-    MeasuringTool& measuringTool() { return m_tool; }
-    const MeasuringTool& measuringTool() const { return m_tool; }
+    OrbitNavigator& navigator() { return mNavigator; }
+    const OrbitNavigator& navigator() const { return mNavigator; }
+    Render::Coloring coloring() const { return mColoring; }
+    Render::ColorMap colorMap() const { return mColorMap; }
+    std::size_t budget() const { return mBudget; }
+    const PointLook& look() const { return mLook; }
+    MeasuringTool& measuringTool() { return mTool; }
+    const MeasuringTool& measuringTool() const { return mTool; }
 
     ViewerAction press(int x, int y, Button button, Modifiers modifiers, const PointUnder& pointUnder);
     ViewerAction move(int x, int y, float windowHeight);
@@ -97,22 +101,26 @@ public:
     ViewerAction key(char key, Modifiers modifiers, const Math::NBoundingBox<float, 3>& scene);
 
 private:
-    enum class Drag { None, Orbit, Pan };
+    enum class Drag {
+        None,
+        Orbit,
+        Pan
+    };
 
     ViewerAction lookChanged() const;
 
-    OrbitNavigator m_navigator;
-    MeasuringTool m_tool;
-    Render::Coloring m_coloring;
-    Render::ColorMap m_colorMap;
-    std::size_t m_budget;
-    PointLook m_look;
-    Drag m_drag = Drag::None;
-    int m_lastX = 0;
-    int m_lastY = 0;
-    int m_pressX = 0;
-    int m_pressY = 0;
-    bool m_leftDown = false;
+    OrbitNavigator mNavigator;
+    MeasuringTool mTool;
+    Render::Coloring mColoring;
+    Render::ColorMap mColorMap;
+    std::size_t mBudget;
+    PointLook mLook;
+    Drag mDrag = Drag::None;
+    int mLastX = 0;
+    int mLastY = 0;
+    int mPressX = 0;
+    int mPressY = 0;
+    bool mLeftDown = false;
 };
 
 } // namespace Tool

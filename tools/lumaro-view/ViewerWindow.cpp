@@ -53,11 +53,10 @@ char keyOf(WPARAM key)
 } // namespace
 
 ViewerWindow::ViewerWindow(RenderOptions options)
-    : m_options(std::move(options)),
-      m_input(Render::Coloring::Rgb, m_options.colorMap, m_options.budget,
-              {m_options.eyeDomeLighting, m_options.splats, m_options.pointClasses})
-{
-}
+    : mOptions(std::move(options)),
+      mInput(Render::Coloring::Rgb, mOptions.colorMap, mOptions.budget,
+             {mOptions.eyeDomeLighting, mOptions.splats, mOptions.pointClasses})
+{}
 
 int ViewerWindow::run(HINSTANCE instance)
 {
@@ -65,12 +64,12 @@ int ViewerWindow::run(HINSTANCE instance)
     try {
         showScene();
     } catch (const std::exception& error) {
-        m_error = explain(error);
-        std::cerr << "lumaro-view: " << m_error << "\n";
-        m_presenter.reset();
-        m_scene.reset();
+        mError = explain(error);
+        std::cerr << "lumaro-view: " << mError << "\n";
+        mPresenter.reset();
+        mScene.reset();
         updateTitle();
-        InvalidateRect(m_window, nullptr, TRUE);
+        InvalidateRect(mWindow, nullptr, TRUE);
     }
     return loop();
 }
@@ -86,29 +85,29 @@ void ViewerWindow::createWindow(HINSTANCE instance)
     windowClass.hbrBackground = reinterpret_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
     windowClass.lpszClassName = WINDOW_CLASS;
     RegisterClassExW(&windowClass);
-    RECT frame{0, 0, static_cast<LONG>(m_options.width), static_cast<LONG>(m_options.height)};
+    RECT frame{0, 0, static_cast<LONG>(mOptions.width), static_cast<LONG>(mOptions.height)};
     AdjustWindowRect(&frame, WS_OVERLAPPEDWINDOW, FALSE);
-    m_window = CreateWindowExW(0, WINDOW_CLASS, L"lumaro-view", WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, CW_USEDEFAULT,
-                               frame.right - frame.left, frame.bottom - frame.top, nullptr, nullptr, instance, this);
-    if (!m_window)
+    mWindow = CreateWindowExW(0, WINDOW_CLASS, L"lumaro-view", WS_OVERLAPPEDWINDOW, CW_USEDEFAULT, CW_USEDEFAULT,
+                              frame.right - frame.left, frame.bottom - frame.top, nullptr, nullptr, instance, this);
+    if (!mWindow)
         throw std::runtime_error("cannot create the window (error " + std::to_string(GetLastError()) + ")");
-    ShowWindow(m_window, SW_SHOW);
+    ShowWindow(mWindow, SW_SHOW);
 }
 
 void ViewerWindow::showScene()
 {
-    m_scene = std::make_unique<StoreScene>(m_options);
-    m_presenter = std::make_unique<SwapChainPresenter>(renderer(), m_window, static_cast<UINT>(m_options.width),
-                                                       static_cast<UINT>(m_options.height));
-    m_input.navigator().frame(m_scene->box());
+    mScene = std::make_unique<StoreScene>(mOptions);
+    mPresenter = std::make_unique<SwapChainPresenter>(renderer(), mWindow, static_cast<UINT>(mOptions.width),
+                                                      static_cast<UINT>(mOptions.height));
+    mInput.navigator().frame(mScene->box());
     renderer().setAutoAdjustZRange(true);
     applyCamera();
-    m_scene->color(m_input.coloring());
-    for (const auto& cloud : m_scene->clouds()) {
+    mScene->color(mInput.coloring());
+    for (const auto& cloud : mScene->clouds()) {
         cloud->setRestartLoadingAfterCameraChange(true);
         // Runs on the loading thread: only a message crosses to the window's thread.
-        const HWND window = m_window;
-        cloud->startAsyncReload([window] { PostMessageW(window, WM_NODES_PUBLISHED, 0, 0); }, m_options.maxLevel);
+        const HWND window = mWindow;
+        cloud->startAsyncReload([window] { PostMessageW(window, WM_NODES_PUBLISHED, 0, 0); }, mOptions.maxLevel);
     }
 }
 
@@ -122,7 +121,7 @@ int ViewerWindow::loop()
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
-        if (m_scene && renderer().needsRedraw()) {
+        if (mScene && renderer().needsRedraw()) {
             drawFrame();
         } else {
             // Sleeps until input or a loading thread's message; the timeout catches redraws that
@@ -136,8 +135,8 @@ void ViewerWindow::drawFrame()
 {
     const auto start = std::chrono::steady_clock::now();
     renderer().render();
-    m_presenter->present();
-    m_frameMilliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    mPresenter->present();
+    mFrameMilliseconds = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     updateTitle();
 }
 
@@ -145,35 +144,35 @@ void ViewerWindow::updateTitle()
 {
     std::ostringstream title;
     title << "lumaro-view";
-    if (!m_error.empty()) {
-        title << " - error: " << m_error;
-    } else if (m_scene) {
+    if (!mError.empty()) {
+        title << " - error: " << mError;
+    } else if (mScene) {
         std::size_t points = 0;
-        for (const auto& cloud : m_scene->clouds())
+        for (const auto& cloud : mScene->clouds())
             points += cloud->numVisiblePoints();
-        title << " - " << points << " / " << m_input.budget() << " points - "
-              << static_cast<int>(m_frameMilliseconds + 0.5) << " ms - " << Render::nameOf(m_input.coloring());
-        if (m_input.look().eyeDomeLighting.enabled)
+        title << " - " << points << " / " << mInput.budget() << " points - "
+              << static_cast<int>(mFrameMilliseconds + 0.5) << " ms - " << Render::nameOf(mInput.coloring());
+        if (mInput.look().eyeDomeLighting.enabled)
             title << " - edl";
-        if (m_input.look().splats == Render::SplatQuality::High)
+        if (mInput.look().splats == Render::SplatQuality::High)
             title << " - hq splats";
-        const std::string measuring = m_input.measuringTool().status();
+        const std::string measuring = mInput.measuringTool().status();
         if (!measuring.empty())
             title << " - " << measuring;
-        if (!m_status.empty())
-            title << " - " << m_status;
+        if (!mStatus.empty())
+            title << " - " << mStatus;
     }
-    SetWindowTextW(m_window, widen(title.str()).c_str());
+    SetWindowTextW(mWindow, widen(title.str()).c_str());
 }
 
 void ViewerWindow::applyCamera()
 {
-    const OrbitNavigator& navigator = m_input.navigator();
+    const OrbitNavigator& navigator = mInput.navigator();
     renderer().setCameraPose(navigator.eye(), navigator.pivot(), navigator.up());
     const float distance = (navigator.pivot() - navigator.eye()).norm();
     renderer().setPerspective(OrbitNavigator::FIELD_OF_VIEW_DEGREES, distance * 1e-3f, distance * 1e3f, 0.0f, 0.0f);
     // The measurement's markers keep their size on screen.
-    const MeasuringTool& tool = m_input.measuringTool();
+    const MeasuringTool& tool = mInput.measuringTool();
     if (!tool.points().empty() || tool.last())
         showMeasuring();
 }
@@ -190,7 +189,7 @@ std::optional<Math::Point<float, 3>> ViewerWindow::pointUnder(int x, int y)
 
 void ViewerWindow::report(const std::string& line)
 {
-    m_status = line;
+    mStatus = line;
     std::cout << line << std::endl;
     updateTitle();
 }
@@ -202,15 +201,15 @@ void ViewerWindow::pickAt(int x, int y, bool withPlane)
         report("picked nothing");
         return;
     }
-    const Eigen::Vector3d store = m_scene->storeCoordinates(*point);
+    const Eigen::Vector3d store = mScene->storeCoordinates(*point);
     char text[160];
     std::snprintf(text, sizeof text, "picked %.4f %.4f %.4f", store.x(), store.y(), store.z());
     std::string line = text;
     if (withPlane) {
         Math::NPlane<float, 3> plane(Eigen::Vector3f::UnitZ(), 0.0f);
         Math::Point<float, 3> onPlane;
-        if (renderer().pickPlane(static_cast<std::size_t>(x), static_cast<std::size_t>(y), PICK_TOLERANCE, plane, onPlane,
-                                 0.05)) {
+        if (renderer().pickPlane(static_cast<std::size_t>(x), static_cast<std::size_t>(y), PICK_TOLERANCE, plane,
+                                 onPlane, 0.05)) {
             const Eigen::Vector3f n = plane.normal();
             std::snprintf(text, sizeof text, " plane normal %.4f %.4f %.4f", n.x(), n.y(), n.z());
             line += text;
@@ -228,7 +227,7 @@ void ViewerWindow::measureAt(int x, int y)
         report("measuring: no point under the cursor");
         return;
     }
-    if (const std::optional<Measurement> line = m_input.measuringTool().add(m_scene->storeCoordinates(*point)))
+    if (const std::optional<Measurement> line = mInput.measuringTool().add(mScene->storeCoordinates(*point)))
         report(line->text());
     showMeasuring();
 }
@@ -237,55 +236,56 @@ void ViewerWindow::closePolygon()
 {
     Measurement polygon;
     try {
-        polygon = m_input.measuringTool().close();
+        polygon = mInput.measuringTool().close();
     } catch (const std::invalid_argument& error) {
         report(std::string("cannot close the polygon: ") + error.what());
         return;
     }
     showMeasuring();
-    m_polygonText = polygon.text();
-    report(m_polygonText);
+    mPolygonText = polygon.text();
+    report(mPolygonText);
     // The volume over it, at full resolution, on a thread of its own.
-    m_volume.reset();
+    mVolume.reset();
     Measure::Stores stores;
-    for (const auto& cloud : m_scene->clouds())
+    for (const auto& cloud : mScene->clouds())
         stores.push_back(cloud->octree());
     const Math::Polygon& footprint = *polygon.footprint;
-    const HWND window = m_window;
-    m_volume = std::make_unique<BackgroundVolume>(
-        stores, Measure::VolumeOptions{footprint, BackgroundVolume::cellFor(footprint), {Measure::VolumeBase::Kind::Fit}},
+    const HWND window = mWindow;
+    mVolume = std::make_unique<BackgroundVolume>(
+        stores,
+        Measure::VolumeOptions{footprint, BackgroundVolume::cellFor(footprint), {Measure::VolumeBase::Kind::Fit}},
         [window] { PostMessageW(window, WM_VOLUME_PROGRESS, 0, 0); });
 }
 
 void ViewerWindow::onVolumeProgress()
 {
-    if (!m_volume)
+    if (!mVolume)
         return;
-    if (m_volume->finished()) {
-        report(m_polygonText + "; " + m_volume->text());
-        m_volume.reset();
+    if (mVolume->finished()) {
+        report(mPolygonText + "; " + mVolume->text());
+        mVolume.reset();
         return;
     }
-    m_status = "measuring the volume " + std::to_string(static_cast<int>(m_volume->progress() * 100.0)) + "%";
+    mStatus = "measuring the volume " + std::to_string(static_cast<int>(mVolume->progress() * 100.0)) + "%";
     updateTitle();
 }
 
 // The options' clip volumes, and the measuring tool's points and last measurement highlighted.
 void ViewerWindow::showMeasuring()
 {
-    Render::ClipVolumes volumes = m_scene->optionClipVolumes();
+    Render::ClipVolumes volumes = mScene->optionClipVolumes();
     std::size_t vertices = 0;
     for (const auto& volume : volumes.volumes())
         if (const auto* prism = std::get_if<Render::ClipPrism>(&volume.shape))
             vertices += prism->footprint.size();
-    const OrbitNavigator& navigator = m_input.navigator();
+    const OrbitNavigator& navigator = mInput.navigator();
     const double marker = std::max(1e-3, static_cast<double>((navigator.pivot() - navigator.eye()).norm()) / 150.0);
-    const Render::ClipVolumes shown = m_input.measuringTool().highlights(
-        m_scene->site().origin(), marker, Render::ClipVolumes::maxVolumes - volumes.volumes().size(),
+    const Render::ClipVolumes shown = mInput.measuringTool().highlights(
+        mScene->site().origin(), marker, Render::ClipVolumes::maxVolumes - volumes.volumes().size(),
         Render::ClipVolumes::maxFootprintVertices - vertices);
     for (const auto& volume : shown.volumes())
         volumes.add(volume.shape, volume.effect);
-    m_scene->setClipVolumes(volumes);
+    mScene->setClipVolumes(volumes);
     updateTitle();
 }
 
@@ -293,24 +293,15 @@ void ViewerWindow::carryOut(const ViewerAction& action)
 {
     using Kind = ViewerAction::Kind;
     switch (action.kind) {
-    case Kind::Nothing:
-        return;
-    case Kind::MoveCamera:
-        applyCamera();
-        break;
+    case Kind::Nothing: return;
+    case Kind::MoveCamera: applyCamera(); break;
     case Kind::Pick:
-    case Kind::PickWithPlane:
-        pickAt(action.x, action.y, action.kind == Kind::PickWithPlane);
-        break;
-    case Kind::Recolor:
-        m_scene->color(action.coloring);
-        break;
-    case Kind::ChangeColorMap:
-        renderer().setColorMap(action.colorMap);
-        break;
+    case Kind::PickWithPlane: pickAt(action.x, action.y, action.kind == Kind::PickWithPlane); break;
+    case Kind::Recolor: mScene->color(action.coloring); break;
+    case Kind::ChangeColorMap: renderer().setColorMap(action.colorMap); break;
     case Kind::ChangeBudget:
         renderer().setPointBudget(action.budget);
-        for (const auto& cloud : m_scene->clouds())
+        for (const auto& cloud : mScene->clouds())
             cloud->clearVisibleOctreeNodes();
         break;
     case Kind::ChangeLook:
@@ -319,18 +310,12 @@ void ViewerWindow::carryOut(const ViewerAction& action)
         renderer().setPointClasses(action.classes);
         break;
     case Kind::ChangePointSize:
-        for (const auto& cloud : m_scene->clouds())
+        for (const auto& cloud : mScene->clouds())
             cloud->setMaxPointSize(std::clamp(cloud->maxPointSize() + action.pointSizeStep, 1.0f, 64.0f));
         break;
-    case Kind::MeasurePoint:
-        measureAt(action.x, action.y);
-        break;
-    case Kind::MeasureClose:
-        closePolygon();
-        break;
-    case Kind::MeasureChanged:
-        showMeasuring();
-        break;
+    case Kind::MeasurePoint: measureAt(action.x, action.y); break;
+    case Kind::MeasureClose: closePolygon(); break;
+    case Kind::MeasureChanged: showMeasuring(); break;
     }
     updateTitle();
 }
@@ -338,24 +323,24 @@ void ViewerWindow::carryOut(const ViewerAction& action)
 // A node or hierarchy chunk that could not be read costs only itself; say which store.
 void ViewerWindow::reportLoadingErrors()
 {
-    for (const auto& cloud : m_scene->clouds()) {
+    for (const auto& cloud : mScene->clouds()) {
         try {
             cloud->isAsyncReloadHealthy(true);
         } catch (const std::exception& error) {
-            m_status = cloud->name() + ": " + explain(error);
+            mStatus = cloud->name() + ": " + explain(error);
         }
     }
 }
 
 void ViewerWindow::onResize(UINT width, UINT height)
 {
-    if (width == 0 || height == 0 || (width == m_options.width && height == m_options.height))
+    if (width == 0 || height == 0 || (width == mOptions.width && height == mOptions.height))
         return;
-    m_options.width = width;
-    m_options.height = height;
-    if (!m_scene || !m_presenter)
+    mOptions.width = width;
+    mOptions.height = height;
+    if (!mScene || !mPresenter)
         return;
-    m_presenter->resize(width, height);
+    mPresenter->resize(width, height);
     renderer().setViewport(width, height);
     applyCamera();
 }
@@ -363,7 +348,7 @@ void ViewerWindow::onResize(UINT width, UINT height)
 // Writes the picture of the last frame (drawn first when a redraw is due) as a PNG.
 void ViewerWindow::screenshot(const std::string& path)
 {
-    if (!m_scene)
+    if (!mScene)
         return;
     if (renderer().needsRedraw())
         drawFrame();
@@ -375,32 +360,32 @@ void ViewerWindow::screenshot(const std::string& path)
 void ViewerWindow::paintError()
 {
     PAINTSTRUCT paint;
-    HDC context = BeginPaint(m_window, &paint);
+    HDC context = BeginPaint(mWindow, &paint);
     RECT area;
-    GetClientRect(m_window, &area);
+    GetClientRect(mWindow, &area);
     FillRect(context, &area, reinterpret_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
     SetTextColor(context, RGB(255, 255, 255));
     SetBkMode(context, TRANSPARENT);
     InflateRect(&area, -16, -16);
-    const std::wstring text = widen("lumaro-view cannot show this scene:\n\n" + m_error);
+    const std::wstring text = widen("lumaro-view cannot show this scene:\n\n" + mError);
     DrawTextW(context, text.c_str(), -1, &area, DT_LEFT | DT_WORDBREAK);
-    EndPaint(m_window, &paint);
+    EndPaint(mWindow, &paint);
 }
 
 // Stops every loading thread before the window and the renderer go.
 void ViewerWindow::shutDown()
 {
-    m_volume.reset();
-    if (m_scene)
-        for (const auto& cloud : m_scene->clouds())
+    mVolume.reset();
+    if (mScene)
+        for (const auto& cloud : mScene->clouds())
             cloud->stopAsyncReload();
-    m_presenter.reset();
-    m_scene.reset();
+    mPresenter.reset();
+    mScene.reset();
 }
 
 LRESULT ViewerWindow::handleWithoutScene(UINT message, WPARAM wParam, LPARAM lParam)
 {
-    if (message == WM_PAINT && !m_error.empty()) {
+    if (message == WM_PAINT && !mError.empty()) {
         paintError();
         return 0;
     }
@@ -408,12 +393,12 @@ LRESULT ViewerWindow::handleWithoutScene(UINT message, WPARAM wParam, LPARAM lPa
         PostQuitMessage(0);
         return 0;
     }
-    return DefWindowProcW(m_window, message, wParam, lParam);
+    return DefWindowProcW(mWindow, message, wParam, lParam);
 }
 
 LRESULT ViewerWindow::handle(UINT message, WPARAM wParam, LPARAM lParam)
 {
-    if (!m_scene)
+    if (!mScene)
         return handleWithoutScene(message, wParam, lParam);
     const int x = GET_X_LPARAM(lParam);
     const int y = GET_Y_LPARAM(lParam);
@@ -427,36 +412,32 @@ LRESULT ViewerWindow::handle(UINT message, WPARAM wParam, LPARAM lParam)
     case WM_LBUTTONDOWN:
     case WM_RBUTTONDOWN:
     case WM_MBUTTONDOWN: {
-        SetCapture(m_window);
-        const Button button = message == WM_LBUTTONDOWN ? Button::Left : message == WM_RBUTTONDOWN ? Button::Right : Button::Middle;
-        carryOut(m_input.press(x, y, button, modifiersOf(wParam), under));
+        SetCapture(mWindow);
+        const Button button = message == WM_LBUTTONDOWN ? Button::Left
+            : message == WM_RBUTTONDOWN                 ? Button::Right
+                                                        : Button::Middle;
+        carryOut(mInput.press(x, y, button, modifiersOf(wParam), under));
         return 0;
     }
     case WM_LBUTTONUP:
     case WM_RBUTTONUP:
     case WM_MBUTTONUP:
         ReleaseCapture();
-        carryOut(m_input.release(x, y));
+        carryOut(mInput.release(x, y));
         return 0;
-    case WM_VOLUME_PROGRESS:
-        onVolumeProgress();
-        return 0;
-    case WM_MOUSEMOVE:
-        carryOut(m_input.move(x, y, static_cast<float>(m_options.height)));
-        return 0;
+    case WM_VOLUME_PROGRESS: onVolumeProgress(); return 0;
+    case WM_MOUSEMOVE: carryOut(mInput.move(x, y, static_cast<float>(mOptions.height))); return 0;
     case WM_MOUSEWHEEL: {
         POINT cursor{x, y};
-        ScreenToClient(m_window, &cursor);
+        ScreenToClient(mWindow, &cursor);
         const float notches = static_cast<float>(GET_WHEEL_DELTA_WPARAM(wParam)) / WHEEL_DELTA;
-        carryOut(m_input.wheel(cursor.x, cursor.y, notches, under));
+        carryOut(mInput.wheel(cursor.x, cursor.y, notches, under));
         return 0;
     }
     case WM_KEYDOWN:
-        carryOut(m_input.key(keyOf(wParam), {false, (GetKeyState(VK_SHIFT) & 0x8000) != 0}, m_scene->box()));
+        carryOut(mInput.key(keyOf(wParam), {false, (GetKeyState(VK_SHIFT) & 0x8000) != 0}, mScene->box()));
         return 0;
-    case WM_SIZE:
-        onResize(LOWORD(lParam), HIWORD(lParam));
-        return 0;
+    case WM_SIZE: onResize(LOWORD(lParam), HIWORD(lParam)); return 0;
     case WM_COPYDATA: {
         const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
         if (data->dwData != SCREENSHOT_REQUEST)
@@ -473,17 +454,16 @@ LRESULT ViewerWindow::handle(UINT message, WPARAM wParam, LPARAM lParam)
         shutDown();
         PostQuitMessage(0);
         return 0;
-    default:
-        break;
+    default: break;
     }
-    return DefWindowProcW(m_window, message, wParam, lParam);
+    return DefWindowProcW(mWindow, message, wParam, lParam);
 }
 
 LRESULT CALLBACK ViewerWindow::windowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     if (message == WM_NCCREATE) {
         auto* viewer = static_cast<ViewerWindow*>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams);
-        viewer->m_window = window;
+        viewer->mWindow = window;
         SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(viewer));
     }
     auto* viewer = reinterpret_cast<ViewerWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));

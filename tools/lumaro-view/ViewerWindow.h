@@ -46,22 +46,22 @@ private:
     void screenshot(const std::string& path);
     void paintError();
     void shutDown();
-    Render::Renderer& renderer() { return m_scene->renderer(); }
+    Render::Renderer& renderer() { return mScene->renderer(); }
 
     LRESULT handle(UINT message, WPARAM wParam, LPARAM lParam);
     LRESULT handleWithoutScene(UINT message, WPARAM wParam, LPARAM lParam);
     static LRESULT CALLBACK windowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-    RenderOptions m_options;
-    HWND m_window = nullptr;
-    std::unique_ptr<StoreScene> m_scene;
-    std::unique_ptr<SwapChainPresenter> m_presenter;
-    std::unique_ptr<BackgroundVolume> m_volume;
-    std::string m_polygonText;
-    ViewerInput m_input;
-    std::string m_error;
-    std::string m_status;
-    double m_frameMilliseconds = 0.0;
+    RenderOptions mOptions;
+    HWND mWindow = nullptr;
+    std::unique_ptr<StoreScene> mScene;
+    std::unique_ptr<SwapChainPresenter> mPresenter;
+    std::unique_ptr<BackgroundVolume> mVolume;
+    std::string mPolygonText;
+    ViewerInput mInput;
+    std::string mError;
+    std::string mStatus;
+    double mFrameMilliseconds = 0.0;
 };
 
 } // namespace Tool

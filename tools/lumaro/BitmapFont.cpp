@@ -76,7 +76,7 @@ bool BitmapFont::pixel(char c, int column, int row)
 {
     const Glyph* glyph = glyphOf(c);
     return glyph && column >= 0 && column < glyphWidth && row >= 0 && row < glyphHeight
-           && glyph->rows[static_cast<std::size_t>(row)][column] == '#';
+        && glyph->rows[static_cast<std::size_t>(row)][column] == '#';
 }
 
 int BitmapFont::width(std::string_view text, int scale)

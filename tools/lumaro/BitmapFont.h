@@ -20,7 +20,8 @@ public:
     static int width(std::string_view text, int scale = 1);
 
     // Draws the text with its top-left corner at (x, y); pixels outside the image are left out.
-    static void draw(Graphics::ColorImage& image, int x, int y, std::string_view text, Math::Color color, int scale = 1);
+    static void draw(Graphics::ColorImage& image, int x, int y, std::string_view text, Math::Color color,
+                     int scale = 1);
 
     // Whether the glyph of `c` has its pixel at column `column` (0 to 4) and row `row` (0 to 6).
     static bool pixel(char c, int column, int row);

@@ -94,7 +94,8 @@ Math::Color parseColor(const std::string& text, const std::string& what)
     unsigned value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
     if (text.size() != 6 || error != std::errc() || end != text.data() + text.size())
-        throw std::invalid_argument(what + " must be six hexadecimal digits RRGGBB, such as 1a2b3c, not '" + text + "'");
+        throw std::invalid_argument(what + " must be six hexadecimal digits RRGGBB, such as 1a2b3c, not '" + text
+                                    + "'");
     return Math::Color(static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 8),
                        static_cast<std::uint8_t>(value), 255);
 }

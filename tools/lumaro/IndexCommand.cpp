@@ -24,21 +24,28 @@ void showProgress(const Index::Progress& progress, bool done)
 } // namespace
 
 IndexCommandLine::IndexCommandLine(CLI::App& app)
-    : m_command(app.add_subcommand("index", "Turn LAS and LAZ files into one COPC file (.copc.laz)"))
+    : mCommand(app.add_subcommand("index", "Turn LAS and LAZ files into one COPC file (.copc.laz)"))
 {
-    m_command->add_option("INPUT", m_inputs, "LAS or LAZ files (LAS 1.0 to 1.4, point formats 0 to 10), e.g. the tiles of a flight")
+    mCommand
+        ->add_option("INPUT", mInputs,
+                     "LAS or LAZ files (LAS 1.0 to 1.4, point formats 0 to 10), e.g. the tiles of a flight")
         ->required();
-    m_command->add_option("--output,-o", m_output, "The COPC file to write (written under a temporary name, renamed when complete)")
+    mCommand
+        ->add_option("--output,-o", mOutput,
+                     "The COPC file to write (written under a temporary name, renamed when complete)")
         ->required();
     // The indexer's own defaults are the command's.
     const Index::IndexOptions defaults;
-    addOption(*m_command, {"--threads", "", "Worker threads (default: every core)"}, m_threads);
-    addOption(*m_command, {"--memory-limit", std::to_string(defaults.memoryLimitMiB),
-                           "Memory for the indexer's buffers in MiB (at least " + std::to_string(Index::IndexOptions::MIN_MEMORY_LIMIT_MIB) + ")"},
-              m_memoryLimit);
-    m_command->add_option("--temp", m_temporary, "Folder for temporary files (default: beside the output)");
-    addOption(*m_command, {"--max-node-points", std::to_string(defaults.maxNodePoints), "The most points an octree node holds"},
-              m_maxNodePoints);
+    addOption(*mCommand, {"--threads", "", "Worker threads (default: every core)"}, mThreads);
+    addOption(*mCommand,
+              {"--memory-limit", std::to_string(defaults.memoryLimitMiB),
+               "Memory for the indexer's buffers in MiB (at least "
+                   + std::to_string(Index::IndexOptions::MIN_MEMORY_LIMIT_MIB) + ")"},
+              mMemoryLimit);
+    mCommand->add_option("--temp", mTemporary, "Folder for temporary files (default: beside the output)");
+    addOption(*mCommand,
+              {"--max-node-points", std::to_string(defaults.maxNodePoints), "The most points an octree node holds"},
+              mMaxNodePoints);
 }
 
 void IndexCommandLine::finish()
@@ -46,12 +53,12 @@ void IndexCommandLine::finish()
     if (!parsed()) {
         return;
     }
-    m_options.threads = m_threads.empty() ? 0u : static_cast<unsigned>(parseCount(m_threads, 0, 1024, "--threads"));
-    m_options.memoryLimitMiB =
-        parseCount(m_memoryLimit, Index::IndexOptions::MIN_MEMORY_LIMIT_MIB, std::size_t{1} << 24, "--memory-limit");
-    m_options.maxNodePoints = parseCount(m_maxNodePoints, 16, 10000000, "--max-node-points");
-    m_options.temporaryFolder = m_temporary;
-    m_options.warning = [](const std::string& text) { std::cerr << "\rlumaro: warning: " << text << '\n'; };
+    mOptions.threads = mThreads.empty() ? 0u : static_cast<unsigned>(parseCount(mThreads, 0, 1024, "--threads"));
+    mOptions.memoryLimitMiB =
+        parseCount(mMemoryLimit, Index::IndexOptions::MIN_MEMORY_LIMIT_MIB, std::size_t{1} << 24, "--memory-limit");
+    mOptions.maxNodePoints = parseCount(mMaxNodePoints, 16, 10000000, "--max-node-points");
+    mOptions.temporaryFolder = mTemporary;
+    mOptions.warning = [](const std::string& text) { std::cerr << "\rlumaro: warning: " << text << '\n'; };
 }
 
 int IndexCommandLine::run() const
@@ -59,7 +66,8 @@ int IndexCommandLine::run() const
     StopOnInterrupt stop;
     Index::Progress last;
     try {
-        const Index::IndexReport report = Index::indexToCopc(m_inputs, m_output, m_options,
+        const Index::IndexReport report = Index::indexToCopc(
+            mInputs, mOutput, mOptions,
             [&](const Index::Progress& progress) {
                 stop.check();
                 last = progress;
@@ -67,7 +75,7 @@ int IndexCommandLine::run() const
             },
             stop.token());
         showProgress(last, true);
-        std::cout << "wrote " << m_output.string() << " (" << report.points << " points in " << report.nodes
+        std::cout << "wrote " << mOutput.string() << " (" << report.points << " points in " << report.nodes
                   << " nodes, point format " << report.pointFormat << ", " << report.threads << " threads)\n";
         return 0;
     } catch (const Octree::OperationCancelled&) {

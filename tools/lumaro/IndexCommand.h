@@ -18,21 +18,21 @@ class IndexCommandLine {
 public:
     explicit IndexCommandLine(CLI::App& app);
 
-    bool parsed() const { return m_command->parsed(); }
+    bool parsed() const { return mCommand->parsed(); }
     // Validates and converts the texts; throws std::invalid_argument.
     void finish();
     // Runs the indexer; Ctrl+C stops it cleanly. Returns the exit status.
     int run() const;
 
 private:
-    CLI::App* m_command;
-    std::vector<std::filesystem::path> m_inputs;
-    std::filesystem::path m_output;
-    std::string m_threads;
-    std::string m_memoryLimit;
-    std::string m_maxNodePoints;
-    std::string m_temporary;
-    Index::IndexOptions m_options;
+    CLI::App* mCommand;
+    std::vector<std::filesystem::path> mInputs;
+    std::filesystem::path mOutput;
+    std::string mThreads;
+    std::string mMemoryLimit;
+    std::string mMaxNodePoints;
+    std::string mTemporary;
+    Index::IndexOptions mOptions;
 };
 
 } // namespace Tool

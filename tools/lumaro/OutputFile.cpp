@@ -8,7 +8,8 @@
 
 namespace Tool {
 
-void writeWhole(const std::filesystem::path& path, const std::function<void(const std::filesystem::path& temporary)>& write)
+void writeWhole(const std::filesystem::path& path,
+                const std::function<void(const std::filesystem::path& temporary)>& write)
 {
     // The same extension, so that writers that choose their format by it choose the right one.
     std::filesystem::path temporary = path;

@@ -31,10 +31,12 @@ void writePointLine(const PointLine& point, std::ostream& out, std::string& line
 {
     line.clear();
     for (int axis = 0; axis < 3; ++axis) {
-        if (axis > 0) line += ' ';
+        if (axis > 0)
+            line += ' ';
         appendNumber(line, point.world[axis]);
     }
-    for (const unsigned channel : point.color) appendInteger(line, channel);
+    for (const unsigned channel : point.color)
+        appendInteger(line, channel);
     appendInteger(line, point.intensity);
     appendInteger(line, point.classification);
     line += '\n';
@@ -45,9 +47,12 @@ PointLine pointLine(const Octree::StorePoints& points, std::size_t i)
 {
     PointLine point{};
     point.world = points.positions[i];
-    if (!points.colors.empty()) point.color = {points.colors[i][0], points.colors[i][1], points.colors[i][2]};
-    if (!points.intensities.empty()) point.intensity = points.intensities[i];
-    if (!points.classifications.empty()) point.classification = points.classifications[i];
+    if (!points.colors.empty())
+        point.color = {points.colors[i][0], points.colors[i][1], points.colors[i][2]};
+    if (!points.intensities.empty())
+        point.intensity = points.intensities[i];
+    if (!points.classifications.empty())
+        point.classification = points.classifications[i];
     return point;
 }
 

@@ -20,28 +20,28 @@ class ProfileCommandLine {
 public:
     explicit ProfileCommandLine(CLI::App& app);
 
-    bool parsed() const { return m_command->parsed(); }
+    bool parsed() const { return mCommand->parsed(); }
     // Validates and converts the texts; throws std::invalid_argument.
     void finish();
     // Measures and writes; Ctrl+C stops it cleanly. Returns the exit status.
     int run() const;
 
 private:
-    CLI::App* m_command;
-    std::vector<std::string> m_stores;
-    std::string m_from;
-    std::string m_to;
-    std::vector<std::string> m_via;
-    std::string m_width;
-    std::string m_heights;
-    std::string m_size;
-    std::string m_mode;
-    std::string m_colorMap;
-    std::string m_background;
-    std::optional<std::filesystem::path> m_output;
-    std::optional<std::filesystem::path> m_points;
-    Measure::ProfileOptions m_options;
-    ProfileStyle m_style;
+    CLI::App* mCommand;
+    std::vector<std::string> mStores;
+    std::string mFrom;
+    std::string mTo;
+    std::vector<std::string> mVia;
+    std::string mWidth;
+    std::string mHeights;
+    std::string mSize;
+    std::string mMode;
+    std::string mColorMap;
+    std::string mBackground;
+    std::optional<std::filesystem::path> mOutput;
+    std::optional<std::filesystem::path> mPoints;
+    Measure::ProfileOptions mOptions;
+    ProfileStyle mStyle;
 };
 
 } // namespace Tool

@@ -35,55 +35,57 @@ Math::Color mix(Math::Color a, Math::Color b, float toB)
 class PointColors {
 public:
     PointColors(const Measure::Profile& profile, const ProfileStyle& style)
-        : m_coloring(style.coloring), m_spectrum(Render::spectrumName(style.colorMap))
+        : mColoring(style.coloring), mSpectrum(Render::spectrumName(style.colorMap))
     {
         bool anyColor = false;
         std::uint16_t brightest = 0;
         std::vector<std::uint16_t> intensities;
         intensities.reserve(profile.points.size());
-        m_lowest = INFINITY;
+        mLowest = INFINITY;
         double highest = -INFINITY;
         for (const Measure::ProfilePoint& point : profile.points) {
             anyColor = anyColor || point.color != std::array<std::uint16_t, 3>{};
             brightest = std::max({brightest, point.color[0], point.color[1], point.color[2]});
             intensities.push_back(point.intensity);
-            m_lowest = std::min(m_lowest, point.position[2]);
+            mLowest = std::min(mLowest, point.position[2]);
             highest = std::max(highest, point.position[2]);
         }
         // One decision for the whole picture, as the renderer decides once per store: 16-bit
         // colours when any channel goes beyond 8 bits; points without colours show their intensity.
-        m_colorShift = brightest > 255 ? 8 : 0;
-        if (m_coloring == Render::Coloring::Rgb && !anyColor)
-            m_coloring = Render::Coloring::Intensity;
+        mColorShift = brightest > 255 ? 8 : 0;
+        if (mColoring == Render::Coloring::Rgb && !anyColor)
+            mColoring = Render::Coloring::Intensity;
         // Intensities stretched so that the 99th percentile is white.
         if (!intensities.empty()) {
             const std::size_t at = std::min(intensities.size() - 1, intensities.size() * 99 / 100);
-            std::nth_element(intensities.begin(), intensities.begin() + static_cast<std::ptrdiff_t>(at), intensities.end());
-            m_fullIntensity = std::max<double>(1.0, intensities[at]);
+            std::nth_element(intensities.begin(), intensities.begin() + static_cast<std::ptrdiff_t>(at),
+                             intensities.end());
+            mFullIntensity = std::max<double>(1.0, intensities[at]);
         }
-        m_heightRange = std::max(highest - m_lowest, 1e-9);
+        mHeightRange = std::max(highest - mLowest, 1e-9);
     }
 
     Math::Color operator()(const Measure::ProfilePoint& point) const
     {
-        if (m_coloring == Render::Coloring::Elevation)
-            return m_spectrum.color(static_cast<float>((point.position[2] - m_lowest) / m_heightRange));
-        if (m_coloring == Render::Coloring::Intensity) {
-            const auto grey = static_cast<std::uint8_t>(std::lround(255.0 * std::min(1.0, point.intensity / m_fullIntensity)));
+        if (mColoring == Render::Coloring::Elevation)
+            return mSpectrum.color(static_cast<float>((point.position[2] - mLowest) / mHeightRange));
+        if (mColoring == Render::Coloring::Intensity) {
+            const auto grey =
+                static_cast<std::uint8_t>(std::lround(255.0 * std::min(1.0, point.intensity / mFullIntensity)));
             return Math::Color(grey, grey, grey, 255);
         }
-        return Math::Color(static_cast<std::uint8_t>(point.color[0] >> m_colorShift),
-                           static_cast<std::uint8_t>(point.color[1] >> m_colorShift),
-                           static_cast<std::uint8_t>(point.color[2] >> m_colorShift), 255);
+        return Math::Color(static_cast<std::uint8_t>(point.color[0] >> mColorShift),
+                           static_cast<std::uint8_t>(point.color[1] >> mColorShift),
+                           static_cast<std::uint8_t>(point.color[2] >> mColorShift), 255);
     }
 
 private:
-    Render::Coloring m_coloring;
-    Math::Spectrum m_spectrum;
-    int m_colorShift = 0;
-    double m_fullIntensity = 65535.0;
-    double m_lowest = 0.0;
-    double m_heightRange = 1.0;
+    Render::Coloring mColoring;
+    Math::Spectrum mSpectrum;
+    int mColorShift = 0;
+    double mFullIntensity = 65535.0;
+    double mLowest = 0.0;
+    double mHeightRange = 1.0;
 };
 
 void fillRect(Graphics::ColorImage& image, int x0, int y0, int x1, int y1, Math::Color color)
@@ -137,8 +139,11 @@ void ProfileChart::requireRoom(std::size_t width, std::size_t height)
 }
 
 ProfileChart::ProfileChart(const Measure::Profile& profile, std::size_t width, std::size_t height)
-    : m_left(marginLeft), m_right(static_cast<int>(width) - marginRight), m_top(marginTop),
-      m_bottom(static_cast<int>(height) - marginBottom), m_length(profile.length)
+    : mLeft(marginLeft),
+      mRight(static_cast<int>(width) - marginRight),
+      mTop(marginTop),
+      mBottom(static_cast<int>(height) - marginBottom),
+      mLength(profile.length)
 {
     requireRoom(width, height);
     double lowest = INFINITY;
@@ -152,26 +157,26 @@ ProfileChart::ProfileChart(const Measure::Profile& profile, std::size_t width, s
         highest = 1.0;
     }
     const double range = std::max(highest - lowest, 1e-3);
-    m_lowest = lowest - range / 20.0;
-    m_highest = highest + range / 20.0;
-    m_alongStep = metricStep(m_length, (m_right - m_left) / alongSpacing);
-    m_heightStep = metricStep(m_highest - m_lowest, (m_bottom - m_top) / heightSpacing);
+    mLowest = lowest - range / 20.0;
+    mHighest = highest + range / 20.0;
+    mAlongStep = metricStep(mLength, (mRight - mLeft) / alongSpacing);
+    mHeightStep = metricStep(mHighest - mLowest, (mBottom - mTop) / heightSpacing);
 }
 
 double ProfileChart::column(double along) const
 {
-    return m_left + along / m_length * (m_right - 1 - m_left);
+    return mLeft + along / mLength * (mRight - 1 - mLeft);
 }
 
 double ProfileChart::row(double height) const
 {
-    return m_bottom - 1 - (height - m_lowest) / (m_highest - m_lowest) * (m_bottom - 1 - m_top);
+    return mBottom - 1 - (height - mLowest) / (mHighest - mLowest) * (mBottom - 1 - mTop);
 }
 
 double ProfileChart::exaggeration() const
 {
-    const double alongScale = (m_right - 1 - m_left) / m_length;
-    const double heightScale = (m_bottom - 1 - m_top) / (m_highest - m_lowest);
+    const double alongScale = (mRight - 1 - mLeft) / mLength;
+    const double heightScale = (mBottom - 1 - mTop) / (mHighest - mLowest);
     return heightScale / alongScale;
 }
 
@@ -199,9 +204,8 @@ Graphics::ColorImage drawProfile(const Measure::Profile& profile, const ProfileS
     // Far side first, so that the points nearest the viewer (on the right of the line) end on top.
     std::vector<std::size_t> order(profile.points.size());
     std::iota(order.begin(), order.end(), std::size_t(0));
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return profile.points[a].across > profile.points[b].across;
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [&](std::size_t a, std::size_t b) { return profile.points[a].across > profile.points[b].across; });
     const PointColors colorOf(profile, style);
     for (const std::size_t i : order) {
         const Measure::ProfilePoint& point = profile.points[i];
@@ -220,8 +224,8 @@ Graphics::ColorImage drawProfile(const Measure::Profile& profile, const ProfileS
     for (const double value : along) {
         const std::string label = gridLabel(value, chart.alongStep());
         const int x = static_cast<int>(std::lround(chart.column(value))) - BitmapFont::width(label) / 2;
-        BitmapFont::draw(image, std::clamp(x, 0, static_cast<int>(style.width) - BitmapFont::width(label)), chart.bottom() + 4,
-                         label, ink);
+        BitmapFont::draw(image, std::clamp(x, 0, static_cast<int>(style.width) - BitmapFont::width(label)),
+                         chart.bottom() + 4, label, ink);
     }
     for (const double value : heights) {
         const std::string label = gridLabel(value, chart.heightStep());
@@ -229,7 +233,8 @@ Graphics::ColorImage drawProfile(const Measure::Profile& profile, const ProfileS
         BitmapFont::draw(image, chart.left() - 4 - BitmapFont::width(label), y, label, ink);
     }
     const std::string alongName = "distance along the line";
-    BitmapFont::draw(image, (chart.left() + chart.right() - BitmapFont::width(alongName)) / 2, chart.bottom() + 20, alongName, ink);
+    BitmapFont::draw(image, (chart.left() + chart.right() - BitmapFont::width(alongName)) / 2, chart.bottom() + 20,
+                     alongName, ink);
     BitmapFont::draw(image, 4, 6, "height", ink);
     char exaggeration[64];
     std::snprintf(exaggeration, sizeof exaggeration, "vertical scale x%.3g", chart.exaggeration());

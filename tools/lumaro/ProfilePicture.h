@@ -33,16 +33,16 @@ public:
     ProfileChart(const Measure::Profile& profile, std::size_t width, std::size_t height);
 
     // The plot's pixel bounds: columns left to right - 1, rows top to bottom - 1.
-    int left() const { return m_left; }
-    int right() const { return m_right; }
-    int top() const { return m_top; }
-    int bottom() const { return m_bottom; }
+    int left() const { return mLeft; }
+    int right() const { return mRight; }
+    int top() const { return mTop; }
+    int bottom() const { return mBottom; }
 
-    double lowestHeight() const { return m_lowest; }
-    double highestHeight() const { return m_highest; }
-    double length() const { return m_length; }
-    double alongStep() const { return m_alongStep; }
-    double heightStep() const { return m_heightStep; }
+    double lowestHeight() const { return mLowest; }
+    double highestHeight() const { return mHighest; }
+    double length() const { return mLength; }
+    double alongStep() const { return mAlongStep; }
+    double heightStep() const { return mHeightStep; }
 
     // The pixel of a distance along the line and a height (column, row; may lie outside the plot).
     double column(double along) const;
@@ -55,15 +55,15 @@ public:
     static void requireRoom(std::size_t width, std::size_t height);
 
 private:
-    int m_left;
-    int m_right;
-    int m_top;
-    int m_bottom;
-    double m_length;
-    double m_lowest;
-    double m_highest;
-    double m_alongStep;
-    double m_heightStep;
+    int mLeft;
+    int mRight;
+    int mTop;
+    int mBottom;
+    double mLength;
+    double mLowest;
+    double mHighest;
+    double mAlongStep;
+    double mHeightStep;
 };
 
 // The smallest step of 1, 2 or 5 times a power of ten that splits `range` into at most `parts`.

@@ -32,48 +32,48 @@ std::string lowerExtension(const std::filesystem::path& path)
 
 class LaszipWriter {
 public:
-    explicit LaszipWriter(const std::filesystem::path& path) : m_path(path)
+    explicit LaszipWriter(const std::filesystem::path& path) : mPath(path)
     {
-        if (laszip_create(&m_handle) != 0 || !m_handle)
+        if (laszip_create(&mHandle) != 0 || !mHandle)
             throw std::runtime_error("cannot create a LASzip writer for " + path.string());
     }
     ~LaszipWriter()
     {
-        if (m_open)
-            laszip_close_writer(m_handle);
-        laszip_destroy(m_handle);
+        if (mOpen)
+            laszip_close_writer(mHandle);
+        laszip_destroy(mHandle);
     }
     LaszipWriter(const LaszipWriter&) = delete;
     LaszipWriter& operator=(const LaszipWriter&) = delete;
 
-    laszip_POINTER handle() const { return m_handle; }
+    laszip_POINTER handle() const { return mHandle; }
 
     void check(laszip_I32 status, const char* action) const
     {
         if (status != 0) {
             laszip_CHAR* message = nullptr;
-            laszip_get_error(m_handle, &message);
-            throw std::runtime_error("cannot write " + m_path.string() + ": LASzip cannot " + action + ": "
+            laszip_get_error(mHandle, &message);
+            throw std::runtime_error("cannot write " + mPath.string() + ": LASzip cannot " + action + ": "
                                      + (message ? message : "no details"));
         }
     }
 
     void open(const std::filesystem::path& file, bool compress)
     {
-        check(laszip_open_writer(m_handle, file.string().c_str(), compress ? 1 : 0), "open the file");
-        m_open = true;
+        check(laszip_open_writer(mHandle, file.string().c_str(), compress ? 1 : 0), "open the file");
+        mOpen = true;
     }
 
     void close()
     {
-        m_open = false;
-        check(laszip_close_writer(m_handle), "finish the file");
+        mOpen = false;
+        check(laszip_close_writer(mHandle), "finish the file");
     }
 
 private:
-    std::filesystem::path m_path;
-    laszip_POINTER m_handle = nullptr;
-    bool m_open = false;
+    std::filesystem::path mPath;
+    laszip_POINTER mHandle = nullptr;
+    bool mOpen = false;
 };
 
 // The grid of the points: theirs when they share one, otherwise millimetres from their lowest corner.
@@ -117,7 +117,8 @@ void writeLas(const Measure::Profile& profile, const std::filesystem::path& file
     header->z_offset = offset[2];
     header->extended_number_of_point_records = profile.points.size();
     header->min_x = header->min_y = header->min_z = profile.points.empty() ? 0.0 : std::numeric_limits<double>::max();
-    header->max_x = header->max_y = header->max_z = profile.points.empty() ? 0.0 : std::numeric_limits<double>::lowest();
+    header->max_x = header->max_y = header->max_z =
+        profile.points.empty() ? 0.0 : std::numeric_limits<double>::lowest();
     for (const Measure::ProfilePoint& point : profile.points) {
         header->min_x = std::min(header->min_x, point.position[0]);
         header->min_y = std::min(header->min_y, point.position[1]);
@@ -137,7 +138,8 @@ void writeLas(const Measure::Profile& profile, const std::filesystem::path& file
         for (int axis = 0; axis < 3; ++axis) {
             const double step = std::round((point.position[axis] - offset[axis]) / scale[axis]);
             if (!(std::abs(step) <= double(std::numeric_limits<laszip_I32>::max())))
-                throw std::runtime_error("cannot write " + named.string() + ": a coordinate lies too far from the grid's offset");
+                throw std::runtime_error("cannot write " + named.string()
+                                         + ": a coordinate lies too far from the grid's offset");
             stored[axis] = static_cast<laszip_I32>(step);
         }
         record->X = stored[0];
@@ -161,10 +163,8 @@ void writeText(const Measure::Profile& profile, const std::filesystem::path& fil
     std::ofstream out(file, std::ios::trunc);
     std::string line;
     for (const Measure::ProfilePoint& point : profile.points) {
-        const PointLine text{point.position,
-                             {point.color[0], point.color[1], point.color[2]},
-                             point.intensity,
-                             point.classification};
+        const PointLine text{
+            point.position, {point.color[0], point.color[1], point.color[2]}, point.intensity, point.classification};
         writePointLine(text, out, line);
     }
     if (!out.flush())

@@ -21,8 +21,8 @@ void copyPanel(const Graphics::ColorImage& panel, Graphics::ColorImage& grid, st
 {
     for (std::size_t y = 0; y < panel.height(); ++y) {
         const auto source = panel.row(y);
-        std::copy(source.begin(), source.end(), grid.row(row * panel.height() + y).begin()
-                                                    + static_cast<std::ptrdiff_t>(column * panel.width()));
+        std::copy(source.begin(), source.end(),
+                  grid.row(row * panel.height() + y).begin() + static_cast<std::ptrdiff_t>(column * panel.width()));
     }
 }
 
@@ -61,20 +61,22 @@ nlohmann::json pickInStores(const PickOptions& options)
     Render::Renderer& renderer = scene.renderer();
     nlohmann::json result;
     Math::Point<float, 3> point;
-    const bool hit = options.tolerance ? renderer.pickClosestPointWithTolerance(options.x, options.y, *options.tolerance, point)
-                                       : renderer.pickPoint(options.x, options.y, point);
+    const bool hit = options.tolerance
+        ? renderer.pickClosestPointWithTolerance(options.x, options.y, *options.tolerance, point)
+        : renderer.pickPoint(options.x, options.y, point);
     result["point"] = hit ? coordinates(scene.storeCoordinates(point)) : nlohmann::json();
     if (options.planeDistance) {
         // A zero normal until pickPlane writes one: it does even when the plane lies behind the eye.
         Math::NPlane<float, 3> plane(Eigen::Vector3f::Zero(), 0.0f);
         Math::Point<float, 3> planePoint;
         constexpr std::size_t defaultPlaneTolerance = 8;
-        const bool met = renderer.pickPlane(options.x, options.y, options.tolerance.value_or(defaultPlaneTolerance), plane,
-                                            planePoint, *options.planeDistance);
+        const bool met = renderer.pickPlane(options.x, options.y, options.tolerance.value_or(defaultPlaneTolerance),
+                                            plane, planePoint, *options.planeDistance);
         if (plane.normal().squaredNorm() > 0.0f) {
             // n · (p - origin) + d = 0 in the scene is n · p + (d - n · origin) = 0 in the stores.
             const Eigen::Vector3d normal = plane.normal().cast<double>();
-            const double offset = static_cast<double>(plane.offset()) - normal.dot(scene.storeCoordinates({0.0f, 0.0f, 0.0f}));
+            const double offset =
+                static_cast<double>(plane.offset()) - normal.dot(scene.storeCoordinates({0.0f, 0.0f, 0.0f}));
             result["plane"] = {{"normal", coordinates(normal)}, {"offset", offset}};
         } else {
             result["plane"] = nullptr;
@@ -98,8 +100,7 @@ std::filesystem::path makeThumbnail(const ThumbnailOptions& options)
     if (std::filesystem::is_regular_file(store)) { // a COPC file: the thumbnail goes beside it
         std::filesystem::path output = store;
         output.replace_extension(".png");
-        Render::createThumbnail(location, output, options.width, options.height,
-                                options.background, options.maxLevel);
+        Render::createThumbnail(location, output, options.width, options.height, options.background, options.maxLevel);
         return output;
     }
     Render::createThumbnail(store, options.width, options.height, options.background, options.maxLevel);

@@ -23,56 +23,75 @@ constexpr std::array<Render::Named<ViewKind>, 3> viewNames{
     {{"top", ViewKind::Top}, {"oblique", ViewKind::Oblique}, {"pano", ViewKind::Pano}}};
 constexpr std::array<Render::Named<Render::SplatQuality>, 2> splatNames{
     {{"standard", Render::SplatQuality::Standard}, {"hq", Render::SplatQuality::High}}};
-constexpr std::array<Render::Named<Render::ClipEffect>, 3> clipEffectNames{{{"inside", Render::ClipEffect::ShowInside},
-                                                                           {"outside", Render::ClipEffect::ShowOutside},
-                                                                           {"highlight", Render::ClipEffect::Highlight}}};
+constexpr std::array<Render::Named<Render::ClipEffect>, 3> clipEffectNames{
+    {{"inside", Render::ClipEffect::ShowInside},
+     {"outside", Render::ClipEffect::ShowOutside},
+     {"highlight", Render::ClipEffect::Highlight}}};
 
 // The options of the scene commands (render, pick, and the viewer): names, defaults, help.
 const OptionText sizeOption{"--size", "1280x720", "Size of each picture, WIDTHxHEIGHT"};
-const OptionText viewOption{"--view", "top", "top, oblique or pano (from the panorama's centre); several give one row each"};
-const OptionText modeOption{"--mode", "rgb", "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark, "
-                                                 "mesh-distance or classification; several give one column each"};
+const OptionText viewOption{"--view", "top",
+                            "top, oblique or pano (from the panorama's centre); several give one row each"};
+const OptionText modeOption{"--mode", "rgb",
+                            "rgb, intensity, normal, uniform, elevation, tomographic, tomographic-dark, "
+                            "mesh-distance or classification; several give one column each"};
 const OptionText colorMapOption{"--color-map", "turbo", "Colour map of the elevation and mesh-distance modes"};
 const OptionText budgetOption{"--budget", "10000000", "Most points loaded at once"};
 const OptionText maxLevelOption{"--max-level", "21", "Deepest octree level to load"};
-const OptionText threadsOption{"--threads", "0", "Loader threads that read and decode nodes at once (0: one per "
-                                                 "hardware thread); the picture is the same whatever the number"};
+const OptionText threadsOption{"--threads", "0",
+                               "Loader threads that read and decode nodes at once (0: one per "
+                               "hardware thread); the picture is the same whatever the number"};
 const OptionText cacheLimitOption{"--cache-limit", std::to_string(Render::defaultNodeCacheLimit >> 20),
                                   "Most MiB that the decoded nodes of all stores keep cached"};
-const OptionText minNodeSizeOption{"--min-node-size", "15", "Nodes that look smaller than this many pixels are not "
-                                                                "loaded; 0 loads every node within budget and level"};
+const OptionText minNodeSizeOption{"--min-node-size", "15",
+                                   "Nodes that look smaller than this many pixels are not "
+                                   "loaded; 0 loads every node within budget and level"};
 const OptionText maxPointSizeOption{"--max-point-size", "5", "Largest point size in pixels"};
 const OptionText backgroundOption{"--background", "000000", "Background colour RRGGBB"};
 const OptionText meshScaleOption{"--mesh-scale", "1", "Unit scale of the meshes' coordinates"};
-const OptionText rangeOption{"--range", "", "Distances MIN,MAX spread over the colour map; points outside are not "
-                                                "drawn (default: the renderer's, 0,1)"};
-const OptionText passFailOption{"--pass-fail", "", "The pass/fail band of distances MIN,MAX (default: the renderer's, -0.5,0.5)"};
-const OptionText warnOption{"--warn", "", "The warning band of distances MIN,MAX (default: the renderer's, -0.25,0.25)"};
-const OptionText panoAtOption{"--pano-at", "", "The panorama's centre X,Y,Z in the stores' coordinates (default: the "
-                                                   "middle of the stores)"};
-const OptionText edlOption{"--edl", "", "Eye-dome lighting: shading by depth steps, optionally STRENGTH (1) or "
-                                        "STRENGTH,RADIUS (radius in pixels, 1); after the stores (default: off)"};
-const OptionText splatsOption{"--splats", "standard", "standard (opaque discs) or hq (overlapping points blended by weight)"};
-const OptionText classesOption{"--classes", "", "Show only the points of these classes, numbers 0 to 255 "
-                                                "separated by commas (default: every class)"};
-const OptionText classColorsOption{"--class-colors", "", "Colours of classes in the classification mode, "
-                                                         "CLASS=RRGGBB separated by commas (default: the LAS classes' "
-                                                         "colours of the README)"};
-const OptionText clipBoxOption{"--clip-box", "", "A clip box X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]] in the stores' "
-                                                 "coordinates: its centre and its sizes along its own axes, turned by HEADING "
-                                                 "degrees about z (counter-clockwise from x), then PITCH about its y and ROLL "
-                                                 "about its x; may be repeated"};
-const OptionText clipPolygonOption{"--clip-polygon", "", "A vertical clip prism over the polygon X1,Y1,X2,Y2,... (the stores' "
-                                                         "coordinates); may be repeated"};
-const OptionText clipHeightsOption{"--clip-heights", "", "The clip prisms' bottom and top MIN,MAX (default: none, they reach "
-                                                         "up and down without end)"};
-const OptionText clipEffectOption{"--clip-effect", "inside", "What the clip boxes and prisms do: inside (only what lies inside "
-                                                             "them is drawn), outside (what lies inside is cut away) or "
-                                                             "highlight"};
+const OptionText rangeOption{"--range", "",
+                             "Distances MIN,MAX spread over the colour map; points outside are not "
+                             "drawn (default: the renderer's, 0,1)"};
+const OptionText passFailOption{"--pass-fail", "",
+                                "The pass/fail band of distances MIN,MAX (default: the renderer's, -0.5,0.5)"};
+const OptionText warnOption{"--warn", "",
+                            "The warning band of distances MIN,MAX (default: the renderer's, -0.25,0.25)"};
+const OptionText panoAtOption{"--pano-at", "",
+                              "The panorama's centre X,Y,Z in the stores' coordinates (default: the "
+                              "middle of the stores)"};
+const OptionText edlOption{"--edl", "",
+                           "Eye-dome lighting: shading by depth steps, optionally STRENGTH (1) or "
+                           "STRENGTH,RADIUS (radius in pixels, 1); after the stores (default: off)"};
+const OptionText splatsOption{"--splats", "standard",
+                              "standard (opaque discs) or hq (overlapping points blended by weight)"};
+const OptionText classesOption{"--classes", "",
+                               "Show only the points of these classes, numbers 0 to 255 "
+                               "separated by commas (default: every class)"};
+const OptionText classColorsOption{"--class-colors", "",
+                                   "Colours of classes in the classification mode, "
+                                   "CLASS=RRGGBB separated by commas (default: the LAS classes' "
+                                   "colours of the README)"};
+const OptionText clipBoxOption{"--clip-box", "",
+                               "A clip box X,Y,Z,LENGTH,WIDTH,HEIGHT[,HEADING[,PITCH,ROLL]] in the stores' "
+                               "coordinates: its centre and its sizes along its own axes, turned by HEADING "
+                               "degrees about z (counter-clockwise from x), then PITCH about its y and ROLL "
+                               "about its x; may be repeated"};
+const OptionText clipPolygonOption{"--clip-polygon", "",
+                                   "A vertical clip prism over the polygon X1,Y1,X2,Y2,... (the stores' "
+                                   "coordinates); may be repeated"};
+const OptionText clipHeightsOption{"--clip-heights", "",
+                                   "The clip prisms' bottom and top MIN,MAX (default: none, they reach "
+                                   "up and down without end)"};
+const OptionText clipEffectOption{"--clip-effect", "inside",
+                                  "What the clip boxes and prisms do: inside (only what lies inside "
+                                  "them is drawn), outside (what lies inside is cut away) or "
+                                  "highlight"};
 // The pick and thumbnail commands' own.
 const OptionText atOption{"--at", "", "The pixel X,Y of the picture (0,0 is the top left)"};
-const OptionText toleranceOption{"--tolerance", "", "Pick the point nearest to the eye among the pixels up to this far (at least 1)"};
-const OptionText planeOption{"--plane", "", "Also fit a plane to the points around the pixel, with inliers this near to it (store units)"};
+const OptionText toleranceOption{"--tolerance", "",
+                                 "Pick the point nearest to the eye among the pixels up to this far (at least 1)"};
+const OptionText planeOption{
+    "--plane", "", "Also fit a plane to the points around the pixel, with inliers this near to it (store units)"};
 const OptionText thumbnailSizeOption{"--size", "512x512", "WIDTHxHEIGHT"};
 const OptionText thumbnailBackgroundOption{"--background", "ffffff", "Background colour RRGGBB"};
 const OptionText thumbnailMaxLevelOption{"--max-level", "21", "Deepest octree level to load"};
@@ -140,8 +159,8 @@ Math::OrientedBox parseClipBox(const std::string& text, const std::string& what)
     constexpr double degrees = std::numbers::pi / 180.0;
     try {
         return Math::OrientedBox::fromAngles({values[0], values[1], values[2]},
-                                             0.5 * Eigen::Vector3d(values[3], values[4], values[5]), values[6] * degrees,
-                                             values[7] * degrees, values[8] * degrees);
+                                             0.5 * Eigen::Vector3d(values[3], values[4], values[5]),
+                                             values[6] * degrees, values[7] * degrees, values[8] * degrees);
     } catch (const std::invalid_argument& error) {
         throw std::invalid_argument(what + " '" + text + "': " + error.what());
     }
@@ -154,8 +173,11 @@ ViewKind parseView(const std::string& name)
 
 SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : mOptions(options)
 {
-    command.add_option("STORE", options.stores, "Potree 2.0 or Entwine store folders or COPC files, on disk or as http(s):// URLs; several are placed by "
-                                                "their reference positions relative to the first")
+    command
+        .add_option(
+            "STORE", options.stores,
+            "Potree 2.0 or Entwine store folders or COPC files, on disk or as http(s):// URLs; several are placed by "
+            "their reference positions relative to the first")
         ->required();
     addOption(command, sizeOption, mSize);
     addOption(command, viewOption, mViews);
@@ -168,8 +190,9 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
     addOption(command, minNodeSizeOption, mMinNodeSize);
     addOption(command, maxPointSizeOption, mMaxPointSize);
     addOption(command, backgroundOption, mBackground);
-    command.add_option("--mesh", options.meshes, "A Wavefront OBJ mesh drawn with the clouds, in the stores' "
-                                                 "coordinates; may be repeated");
+    command.add_option("--mesh", options.meshes,
+                       "A Wavefront OBJ mesh drawn with the clouds, in the stores' "
+                       "coordinates; may be repeated");
     addOption(command, meshScaleOption, mMeshScale);
     command.add_option("--distance-mesh", options.distanceMesh,
                        "The OBJ mesh whose distance the mesh-distance mode colours by");
@@ -178,10 +201,12 @@ SceneCommandLine::SceneCommandLine(CLI::App& command, RenderOptions& options) : 
     addOption(command, warnOption, mWarn);
     auto* signedFlag = command.add_flag("--signed", mSigned, "Distances below a mesh's faces are negative (default)");
     command.add_flag("--unsigned", mUnsigned, "Distances are never negative")->excludes(signedFlag);
-    auto* pano = command.add_option("--pano", options.pano, "An equirectangular panorama image (PNG, JPEG) drawn "
-                                                            "with the clouds");
-    command.add_option("--pano-depth", options.panoDepth,
-                       "The panorama's distances from its centre (Radiance HDR of the same aspect ratio)")
+    auto* pano = command.add_option("--pano", options.pano,
+                                    "An equirectangular panorama image (PNG, JPEG) drawn "
+                                    "with the clouds");
+    command
+        .add_option("--pano-depth", options.panoDepth,
+                    "The panorama's distances from its centre (Radiance HDR of the same aspect ratio)")
         ->needs(pano);
     command.add_option("--pano-cube", options.panoCube, "Six cube-face images +x,-x,+y,-y,+z,-z instead of --pano")
         ->delimiter(',')
@@ -259,8 +284,9 @@ void SceneCommandLine::finish()
     const bool hasPano = mOptions.pano || !mOptions.panoCube.empty();
     if (std::find(mOptions.views.begin(), mOptions.views.end(), ViewKind::Pano) != mOptions.views.end() && !hasPano)
         throw std::invalid_argument("--view pano needs --pano or --pano-cube");
-    const bool meshDistance = std::find(mOptions.colorings.begin(), mOptions.colorings.end(),
-                                        Render::Coloring::MeshDistance) != mOptions.colorings.end();
+    const bool meshDistance =
+        std::find(mOptions.colorings.begin(), mOptions.colorings.end(), Render::Coloring::MeshDistance)
+        != mOptions.colorings.end();
     if (meshDistance && !mOptions.distanceMesh)
         throw std::invalid_argument("--mode mesh-distance needs --distance-mesh FILE.obj");
     // One image holds the whole grid.
@@ -273,8 +299,9 @@ void SceneCommandLine::finish()
 
 CommandLine::CommandLine(CLI::App& app)
     : render(app.add_subcommand("render", "Render point-cloud stores into a PNG image")),
-      pick(app.add_subcommand("pick", "Pick the point (and optionally fit a plane) under a pixel of the picture "
-                                      "that render would make; prints JSON in the stores' coordinates")),
+      pick(app.add_subcommand("pick",
+                              "Pick the point (and optionally fit a plane) under a pixel of the picture "
+                              "that render would make; prints JSON in the stores' coordinates")),
       thumbnail(app.add_subcommand("thumbnail", "Make a thumbnail of a Potree, Entwine or COPC store"))
 {
     mRenderScene = std::make_unique<SceneCommandLine>(*render, renderOptions);
@@ -291,9 +318,13 @@ CommandLine::CommandLine(CLI::App& app)
     addOption(*pick, toleranceOption, mTolerance);
     addOption(*pick, planeOption, mPlane);
 
-    thumbnail->add_option("STORE", thumbnailOptions.store, "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")->required();
+    thumbnail
+        ->add_option("STORE", thumbnailOptions.store,
+                     "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")
+        ->required();
     thumbnail->add_option("--output,-o", thumbnailOptions.output,
-                          "The PNG file to write (default: thumbnail.png in the store's folder; beside a COPC file, its name ending in .png)");
+                          "The PNG file to write (default: thumbnail.png in the store's folder; beside a COPC file, "
+                          "its name ending in .png)");
     addOption(*thumbnail, thumbnailSizeOption, mThumbnailSize);
     addOption(*thumbnail, thumbnailBackgroundOption, mThumbnailBackground);
     addOption(*thumbnail, thumbnailMaxLevelOption, mThumbnailMaxLevel);
@@ -319,7 +350,8 @@ void CommandLine::finish()
     if (thumbnail->parsed()) {
         std::tie(thumbnailOptions.width, thumbnailOptions.height) = parseImageSize(mThumbnailSize, "--size");
         thumbnailOptions.background = parseColor(mThumbnailBackground, "--background");
-        thumbnailOptions.maxLevel = parseCount(mThumbnailMaxLevel, 0, std::numeric_limits<std::size_t>::max(), "--max-level");
+        thumbnailOptions.maxLevel =
+            parseCount(mThumbnailMaxLevel, 0, std::numeric_limits<std::size_t>::max(), "--max-level");
     }
 }
 

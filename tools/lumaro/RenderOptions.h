@@ -26,7 +26,11 @@ namespace Tool {
 
 // Top: orthographic from above; oblique: the overview of thumbnails; pano: from the panorama's
 // centre, looking along +x.
-enum class ViewKind { Top, Oblique, Pano };
+enum class ViewKind {
+    Top,
+    Oblique,
+    Pano
+};
 
 // A range of distances MIN,MAX.
 struct DistanceRange {

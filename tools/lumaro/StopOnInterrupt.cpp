@@ -30,7 +30,7 @@ StopOnInterrupt::~StopOnInterrupt()
 void StopOnInterrupt::check()
 {
     if (interrupted)
-        m_stop.request_stop();
+        mStop.request_stop();
 }
 
 } // namespace Tool

@@ -13,7 +13,7 @@ public:
     StopOnInterrupt(const StopOnInterrupt&) = delete;
     StopOnInterrupt& operator=(const StopOnInterrupt&) = delete;
 
-    std::stop_token token() const { return m_stop.get_token(); }
+    std::stop_token token() const { return mStop.get_token(); }
     // Requests the stop when Ctrl+C was pressed; call it where progress is reported.
     void check();
 
@@ -21,7 +21,7 @@ public:
     static constexpr int exitStatus = 130;
 
 private:
-    std::stop_source m_stop;
+    std::stop_source mStop;
 };
 
 } // namespace Tool

@@ -9,7 +9,10 @@ namespace Tool {
 
 namespace {
 
-nlohmann::json triple(const Math::Point<double, 3>& point) { return {point.x(), point.y(), point.z()}; }
+nlohmann::json triple(const Math::Point<double, 3>& point)
+{
+    return {point.x(), point.y(), point.z()};
+}
 
 nlohmann::json potreeFacts(const PoTree::PotreeTree& tree)
 {
@@ -97,8 +100,9 @@ nlohmann::json storeInfo(const Octree::Octree& tree)
         {"nodes_with_zero_points", summary.nodesWithoutPoints},
         {"boundingBox", {{"min", triple(cube.min())}, {"max", triple(cube.max())}}},
         {"cube", {{"min", triple(cube.min())}, {"edge", cube.max().x() - cube.min().x()}}},
-        {"tight_bounds", bounds.isEmpty() ? nlohmann::json(nullptr)
-                                          : nlohmann::json{{"min", triple(bounds.min())}, {"max", triple(bounds.max())}}},
+        {"tight_bounds",
+         bounds.isEmpty() ? nlohmann::json(nullptr)
+                          : nlohmann::json{{"min", triple(bounds.min())}, {"max", triple(bounds.max())}}},
         {"spacing", tree.spacing(0)},
         {"spacing_per_level", spacingPerLevel},
     };

@@ -28,7 +28,9 @@ namespace {
 // "loading autzen [##########          ]  52%  1234567 points" on one line of stderr.
 class ProgressBar {
 public:
-    ProgressBar(std::string name, std::size_t expected) : mLabel("loading " + std::move(name)), mExpected(std::max<std::size_t>(expected, 1)) {}
+    ProgressBar(std::string name, std::size_t expected)
+        : mLabel("loading " + std::move(name)), mExpected(std::max<std::size_t>(expected, 1))
+    {}
 
     void show(std::size_t points, bool done = false)
     {
@@ -72,8 +74,8 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
     Render::setNodeCacheLimit(options.cacheLimitMiB << 20);
     const auto& group = mSite.group();
     for (const std::string& store : options.stores) {
-        const auto cloud = mSite.addStore(Octree::locationOf(store), std::filesystem::path(store).filename().string(),
-                                          options.budget);
+        const auto cloud =
+            mSite.addStore(Octree::locationOf(store), std::filesystem::path(store).filename().string(), options.budget);
         cloud->setOctreeNodePriorityThreshold(options.minNodeSize);
         if (options.maxPointSize)
             cloud->setMaxPointSize(*options.maxPointSize);
@@ -116,7 +118,6 @@ StoreScene::StoreScene(const RenderOptions& options) : mOptions(options), mRende
         std::cerr << "lumaro: warning: the stores hold no points\n";
 }
 
-
 void StoreScene::look(ViewKind view)
 {
     if (view == ViewKind::Pano) {
@@ -140,7 +141,6 @@ void StoreScene::look(ViewKind view)
         load(*cloud);
 }
 
-
 void StoreScene::color(Render::Coloring coloring)
 {
     mRenderer.setColorMap(mOptions.colorMap);
@@ -149,7 +149,8 @@ void StoreScene::color(Render::Coloring coloring)
         mRenderer.setColorMapRange(range.min, range.max);
         mRenderer.setUseSignedDistance(mOptions.signedDistance.value_or(true));
     }
-    const bool reload = coloring == Render::Coloring::MeshDistance && mRenderer.renderMode() != Render::RenderMode::MeshDistance;
+    const bool reload =
+        coloring == Render::Coloring::MeshDistance && mRenderer.renderMode() != Render::RenderMode::MeshDistance;
     Render::applyColoring(mRenderer, coloring, mBox);
     // The walk leaves out the nodes that hold no point within the distance range: walk again.
     if (reload)
@@ -157,7 +158,6 @@ void StoreScene::color(Render::Coloring coloring)
             load(*cloud);
     mRenderer.render();
 }
-
 
 void StoreScene::setClipVolumes(const Render::ClipVolumes& volumes)
 {
@@ -173,8 +173,9 @@ Render::ClipVolumes StoreScene::optionClipVolumes() const
     Render::ClipVolumes volumes;
     for (const Render::ClipVolumes::Shape& shape : mOptions.clipShapes) {
         if (const auto* box = std::get_if<Math::OrientedBox>(&shape)) {
-            volumes.add(Math::OrientedBox(Math::Point<double, 3>(box->centre() - origin), box->halfExtents(), box->rotation()),
-                        mOptions.clipEffect);
+            volumes.add(
+                Math::OrientedBox(Math::Point<double, 3>(box->centre() - origin), box->halfExtents(), box->rotation()),
+                mOptions.clipEffect);
             continue;
         }
         const Render::ClipPrism& prism = std::get<Render::ClipPrism>(shape);
@@ -198,8 +199,8 @@ void StoreScene::addPanorama(Render::GroupRenderable& group)
         return Graphics::ImagePanoramaLoader::cubeMap(faces);
     });
     const Eigen::Vector3d centre = mOptions.panoAt
-                                       ? Eigen::Vector3d(Eigen::Vector3d(mOptions.panoAt->data()) - mSite.origin())
-                                       : Eigen::Vector3d(mBox.center().cast<double>());
+        ? Eigen::Vector3d(Eigen::Vector3d(mOptions.panoAt->data()) - mSite.origin())
+        : Eigen::Vector3d(mBox.center().cast<double>());
     mPanoCentre = Math::Point<float, 3>(centre.cast<float>());
     auto pano = Render::PanoRenderable::create(loader, named.filename().string());
     pano->setMatrix(translation(centre));
@@ -208,11 +209,10 @@ void StoreScene::addPanorama(Render::GroupRenderable& group)
         throw std::runtime_error("cannot read the panorama " + named.string() + ": a tile could not be cut");
 }
 
-
 void StoreScene::load(Render::PointCloudRenderable& cloud)
 {
-    ProgressBar progress(cloud.name(), static_cast<std::size_t>(
-                                           std::min<std::uint64_t>(cloud.octree()->pointCount(), mOptions.budget)));
+    ProgressBar progress(
+        cloud.name(), static_cast<std::size_t>(std::min<std::uint64_t>(cloud.octree()->pointCount(), mOptions.budget)));
     progress.show(0);
     try {
         cloud.reloadPoints(
@@ -234,6 +234,5 @@ void StoreScene::load(Render::PointCloudRenderable& cloud)
     }
     mStats.walked(nodes, points, mRenderer.loaderThreadCount());
 }
-
 
 } // namespace Tool

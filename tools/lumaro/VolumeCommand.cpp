@@ -15,22 +15,21 @@ namespace Tool {
 
 namespace {
 
-const OptionText polygonOption{"--polygon", "", "The polygon's corners X1,Y1,X2,Y2,... in the stores' coordinates "
-                                                "(at least three, not crossing itself)"};
-const OptionText baseOption{"--base", "lowest", "What the volume is measured from: a height Z, lowest (the lowest "
-                                                 "point inside the polygon) or fit (a plane fitted to the points "
-                                                 "within one cell of the polygon's edge)"};
+const OptionText polygonOption{"--polygon", "",
+                               "The polygon's corners X1,Y1,X2,Y2,... in the stores' coordinates "
+                               "(at least three, not crossing itself)"};
+const OptionText baseOption{"--base", "lowest",
+                            "What the volume is measured from: a height Z, lowest (the lowest "
+                            "point inside the polygon) or fit (a plane fitted to the points "
+                            "within one cell of the polygon's edge)"};
 const OptionText cellOption{"--cell", "1", "The side of the grid's square cells, in store units"};
 
 std::string_view kindName(Measure::VolumeBase::Kind kind)
 {
     switch (kind) {
-    case Measure::VolumeBase::Kind::Height:
-        return "height";
-    case Measure::VolumeBase::Kind::Lowest:
-        return "lowest";
-    case Measure::VolumeBase::Kind::Fit:
-        return "fit";
+    case Measure::VolumeBase::Kind::Height: return "height";
+    case Measure::VolumeBase::Kind::Lowest: return "lowest";
+    case Measure::VolumeBase::Kind::Fit: return "fit";
     }
     return "";
 }
@@ -38,30 +37,32 @@ std::string_view kindName(Measure::VolumeBase::Kind kind)
 } // namespace
 
 VolumeCommandLine::VolumeCommandLine(CLI::App& app)
-    : m_command(app.add_subcommand("volume", "The volume over a polygon above and below a base; prints JSON"))
+    : mCommand(app.add_subcommand("volume", "The volume over a polygon above and below a base; prints JSON"))
 {
-    m_command->add_option("STORE", m_stores, "Potree 2.0 or Entwine store folders or COPC files, on disk or as "
-                                             "http(s):// URLs, of one site")
+    mCommand
+        ->add_option("STORE", mStores,
+                     "Potree 2.0 or Entwine store folders or COPC files, on disk or as "
+                     "http(s):// URLs, of one site")
         ->required();
-    addOption(*m_command, polygonOption, m_polygon)->required();
-    addOption(*m_command, baseOption, m_base);
-    addOption(*m_command, cellOption, m_cell);
+    addOption(*mCommand, polygonOption, mPolygon)->required();
+    addOption(*mCommand, baseOption, mBase);
+    addOption(*mCommand, cellOption, mCell);
 }
 
 void VolumeCommandLine::finish()
 {
     if (!parsed())
         return;
-    Math::Polygon polygon = parsePolygon(m_polygon, "--polygon");
+    Math::Polygon polygon = parsePolygon(mPolygon, "--polygon");
     Measure::VolumeBase base;
-    if (m_base == "lowest")
+    if (mBase == "lowest")
         base.kind = Measure::VolumeBase::Kind::Lowest;
-    else if (m_base == "fit")
+    else if (mBase == "fit")
         base.kind = Measure::VolumeBase::Kind::Fit;
     else
-        base = {Measure::VolumeBase::Kind::Height, parseReal(m_base, "--base (a height, lowest or fit)")};
-    const float cell = parseNumber(m_cell, 0.0f, true, "--cell");
-    m_options = std::make_unique<Measure::VolumeOptions>(Measure::VolumeOptions{std::move(polygon), cell, base});
+        base = {Measure::VolumeBase::Kind::Height, parseReal(mBase, "--base (a height, lowest or fit)")};
+    const float cell = parseNumber(mCell, 0.0f, true, "--cell");
+    mOptions = std::make_unique<Measure::VolumeOptions>(Measure::VolumeOptions{std::move(polygon), cell, base});
 }
 
 int VolumeCommandLine::run() const
@@ -70,7 +71,7 @@ int VolumeCommandLine::run() const
     bool showing = false;
     try {
         const Measure::Volume volume = Measure::measureVolume(
-            openStores(m_stores), *m_options,
+            openStores(mStores), *mOptions,
             [&](double fraction) {
                 stop.check();
                 showing = true;
@@ -78,7 +79,7 @@ int VolumeCommandLine::run() const
             },
             stop.token());
         showProgressBar("measuring", 1.0, "", true);
-        std::cout << volumeJson(volume, m_options->base.kind).dump(2) << '\n';
+        std::cout << volumeJson(volume, mOptions->base.kind).dump(2) << '\n';
         return 0;
     } catch (const Octree::OperationCancelled&) {
         std::cerr << "\nlumaro: stopped\n";

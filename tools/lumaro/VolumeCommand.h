@@ -18,19 +18,19 @@ class VolumeCommandLine {
 public:
     explicit VolumeCommandLine(CLI::App& app);
 
-    bool parsed() const { return m_command->parsed(); }
+    bool parsed() const { return mCommand->parsed(); }
     // Validates and converts the texts; throws std::invalid_argument.
     void finish();
     // Measures and prints; Ctrl+C stops it cleanly. Returns the exit status.
     int run() const;
 
 private:
-    CLI::App* m_command;
-    std::vector<std::string> m_stores;
-    std::string m_polygon;
-    std::string m_base;
-    std::string m_cell;
-    std::unique_ptr<Measure::VolumeOptions> m_options;
+    CLI::App* mCommand;
+    std::vector<std::string> mStores;
+    std::string mPolygon;
+    std::string mBase;
+    std::string mCell;
+    std::unique_ptr<Measure::VolumeOptions> mOptions;
 };
 
 // The JSON of a volume: above, below, area, cells, filled_cells, points, base (the base's height

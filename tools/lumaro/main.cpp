@@ -36,11 +36,17 @@ int main(int argc, char** argv)
 
     std::string store;
     auto* info = app.add_subcommand("info", "Print the facts of a point-cloud store as JSON");
-    info->add_option("STORE", store, "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")->required();
+    info->add_option("STORE", store,
+                     "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")
+        ->required();
 
     std::size_t maxLevel = Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL;
-    auto* points = app.add_subcommand("points", "Write the points of a store, one line each: x y z red green blue intensity classification");
-    points->add_option("STORE", store, "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")->required();
+    auto* points = app.add_subcommand(
+        "points", "Write the points of a store, one line each: x y z red green blue intensity classification");
+    points
+        ->add_option("STORE", store,
+                     "Potree 2.0 or Entwine store folder, or COPC file, on disk or as an http(s):// URL")
+        ->required();
     points->add_option("--max-level", maxLevel, "Deepest octree level to include (the root is level 0)");
 
     Tool::CommandLine commands(app);

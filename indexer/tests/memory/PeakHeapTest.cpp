@@ -53,10 +53,22 @@ void release(void* pointer) noexcept
 
 } // namespace
 
-void* operator new(std::size_t size) { return allocate(size, alignof(std::max_align_t)); }
-void* operator new[](std::size_t size) { return allocate(size, alignof(std::max_align_t)); }
-void* operator new(std::size_t size, std::align_val_t alignment) { return allocate(size, static_cast<std::size_t>(alignment)); }
-void* operator new[](std::size_t size, std::align_val_t alignment) { return allocate(size, static_cast<std::size_t>(alignment)); }
+void* operator new(std::size_t size)
+{
+    return allocate(size, alignof(std::max_align_t));
+}
+void* operator new[](std::size_t size)
+{
+    return allocate(size, alignof(std::max_align_t));
+}
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    return allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment)
+{
+    return allocate(size, static_cast<std::size_t>(alignment));
+}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     try {
@@ -65,17 +77,50 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
         return nullptr;
     }
 }
-void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept { return operator new(size, tag); }
-void operator delete(void* pointer) noexcept { release(pointer); }
-void operator delete[](void* pointer) noexcept { release(pointer); }
-void operator delete(void* pointer, std::size_t) noexcept { release(pointer); }
-void operator delete[](void* pointer, std::size_t) noexcept { release(pointer); }
-void operator delete(void* pointer, std::align_val_t) noexcept { release(pointer); }
-void operator delete[](void* pointer, std::align_val_t) noexcept { release(pointer); }
-void operator delete(void* pointer, std::size_t, std::align_val_t) noexcept { release(pointer); }
-void operator delete[](void* pointer, std::size_t, std::align_val_t) noexcept { release(pointer); }
-void operator delete(void* pointer, const std::nothrow_t&) noexcept { release(pointer); }
-void operator delete[](void* pointer, const std::nothrow_t&) noexcept { release(pointer); }
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
+{
+    return operator new(size, tag);
+}
+void operator delete(void* pointer) noexcept
+{
+    release(pointer);
+}
+void operator delete[](void* pointer) noexcept
+{
+    release(pointer);
+}
+void operator delete(void* pointer, std::size_t) noexcept
+{
+    release(pointer);
+}
+void operator delete[](void* pointer, std::size_t) noexcept
+{
+    release(pointer);
+}
+void operator delete(void* pointer, std::align_val_t) noexcept
+{
+    release(pointer);
+}
+void operator delete[](void* pointer, std::align_val_t) noexcept
+{
+    release(pointer);
+}
+void operator delete(void* pointer, std::size_t, std::align_val_t) noexcept
+{
+    release(pointer);
+}
+void operator delete[](void* pointer, std::size_t, std::align_val_t) noexcept
+{
+    release(pointer);
+}
+void operator delete(void* pointer, const std::nothrow_t&) noexcept
+{
+    release(pointer);
+}
+void operator delete[](void* pointer, const std::nothrow_t&) noexcept
+{
+    release(pointer);
+}
 
 namespace {
 

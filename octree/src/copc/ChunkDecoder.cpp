@@ -36,8 +36,11 @@ std::string variableLengthRecord(const char* user, std::uint16_t id, std::string
 // for RGB and NIR, then one per extra byte.
 std::size_t layerCount(const FileHead& head)
 {
-    return 9 + (head.pointFormat == 7 ? 1 : head.pointFormat == 8 ? 2 : 0)
-         + (head.recordLength - Octree::corePointLength(head.pointFormat));
+    return 9
+        + (head.pointFormat == 7       ? 1
+               : head.pointFormat == 8 ? 2
+                                       : 0)
+        + (head.recordLength - Octree::corePointLength(head.pointFormat));
 }
 
 void checkFraming(const FileHead& head, std::string_view chunk, std::uint32_t pointCount, const std::string& source)
@@ -45,21 +48,23 @@ void checkFraming(const FileHead& head, std::string_view chunk, std::uint32_t po
     const std::size_t layers = layerCount(head);
     const std::size_t framing = head.recordLength + 4 + 4 * layers;
     if (chunk.size() < framing) {
-        throw std::runtime_error(source + ": the chunk is " + std::to_string(chunk.size()) + " bytes long, shorter than the "
-                                 + std::to_string(framing) + " bytes of its first point and layer sizes");
+        throw std::runtime_error(source + ": the chunk is " + std::to_string(chunk.size())
+                                 + " bytes long, shorter than the " + std::to_string(framing)
+                                 + " bytes of its first point and layer sizes");
     }
     const auto stored = loadUnaligned<std::uint32_t>(chunk.data() + head.recordLength);
     if (stored != pointCount) {
-        throw std::runtime_error(source + ": the chunk holds " + std::to_string(stored) + " points, but the hierarchy counts "
-                                 + std::to_string(pointCount));
+        throw std::runtime_error(source + ": the chunk holds " + std::to_string(stored)
+                                 + " points, but the hierarchy counts " + std::to_string(pointCount));
     }
     std::uint64_t total = framing;
     for (std::size_t layer = 0; layer < layers; ++layer) {
         total += loadUnaligned<std::uint32_t>(chunk.data() + head.recordLength + 4 + 4 * layer);
     }
     if (total != chunk.size()) {
-        throw std::runtime_error(source + ": the chunk's layers need " + std::to_string(total) + " bytes, but the chunk is "
-                                 + std::to_string(chunk.size()) + " bytes long; it is truncated or corrupt");
+        throw std::runtime_error(source + ": the chunk's layers need " + std::to_string(total)
+                                 + " bytes, but the chunk is " + std::to_string(chunk.size())
+                                 + " bytes long; it is truncated or corrupt");
     }
 }
 
@@ -81,12 +86,12 @@ std::string loneChunkLazFile(const FileHead& head, std::string_view chunk, std::
     store<std::uint16_t>(file, 94, FileHead::LAS_HEADER_SIZE);
     store<std::uint32_t>(file, 96, pointData);
     store<std::uint32_t>(file, 100, recordCount);
-    std::memset(file.data() + 107, 0, 4 + 5 * 4);   // legacy counts
-    store<std::uint64_t>(file, 227, 0);            // waveform data
-    store<std::uint64_t>(file, 235, 0);            // extended records
+    std::memset(file.data() + 107, 0, 4 + 5 * 4); // legacy counts
+    store<std::uint64_t>(file, 227, 0); // waveform data
+    store<std::uint64_t>(file, 235, 0); // extended records
     store<std::uint32_t>(file, 243, 0);
     store<std::uint64_t>(file, 247, pointCount);
-    std::memset(file.data() + 255, 0, 15 * 8);     // counts by return
+    std::memset(file.data() + 255, 0, 15 * 8); // counts by return
     file += records;
     // A chunk table pointer to itself tells LASzip that no table follows: with fixed-size chunks
     // it then finds the one chunk right behind the pointer.

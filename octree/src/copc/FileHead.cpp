@@ -20,7 +20,12 @@ constexpr std::size_t LASZIP_RECORD_ID = 22204;
 constexpr std::size_t EXTRA_BYTES_RECORD_ID = 4;
 constexpr std::uint16_t LAYERED_CHUNKS = 3;
 
-enum LaszipItem : std::uint16_t { Point14 = 10, Rgb14 = 11, RgbNir14 = 12, Byte14 = 14 };
+enum LaszipItem : std::uint16_t {
+    Point14 = 10,
+    Rgb14 = 11,
+    RgbNir14 = 12,
+    Byte14 = 14
+};
 
 std::array<double, 3> threeDoubles(const char* bytes)
 {
@@ -32,7 +37,8 @@ std::array<double, 3> threeDoubles(const char* bytes)
 void checkLaszipRecord(std::string_view record, const FileHead& head, const Octree::FileErrors& errors)
 {
     if (record.size() < 34) {
-        errors.fail("its LASzip record is " + std::to_string(record.size()) + " bytes long, too short to describe any point");
+        errors.fail("its LASzip record is " + std::to_string(record.size())
+                    + " bytes long, too short to describe any point");
     }
     const auto compressor = loadUnaligned<std::uint16_t>(record.data());
     if (compressor != LAYERED_CHUNKS) {
@@ -97,7 +103,8 @@ FileHead FileHead::parse(std::string_view bytes, std::uint64_t fileSize, const s
     head.pointFormat = static_cast<unsigned char>(data[104]) & 0x3Fu;
     head.recordLength = loadUnaligned<std::uint16_t>(data + 105);
     if (head.pointFormat < 6 || head.pointFormat > 8) {
-        errors.fail("holds points of format " + std::to_string(head.pointFormat) + "; COPC files hold formats 6, 7 or 8");
+        errors.fail("holds points of format " + std::to_string(head.pointFormat)
+                    + "; COPC files hold formats 6, 7 or 8");
     }
     if (head.recordLength < Octree::corePointLength(head.pointFormat)) {
         errors.fail("has " + std::to_string(head.recordLength) + "-byte records, too short for point format "
@@ -162,10 +169,12 @@ FileHead FileHead::parse(std::string_view bytes, std::uint64_t fileSize, const s
     head.rootPageSize = loadUnaligned<std::uint64_t>(record + 48);
     head.gpsTimeMinimum = loadUnaligned<double>(record + 56);
     head.gpsTimeMaximum = loadUnaligned<double>(record + 64);
-    const bool centerFinite = std::all_of(head.center.begin(), head.center.end(), [](double v) { return std::isfinite(v); });
+    const bool centerFinite =
+        std::all_of(head.center.begin(), head.center.end(), [](double v) { return std::isfinite(v); });
     if (!centerFinite || !std::isfinite(head.halfSize) || head.halfSize <= 0) {
         errors.fail("its COPC info gives no usable octree cube (centre and half size must be finite, the half size "
-                    "positive; the half size is " + std::to_string(head.halfSize) + ")");
+                    "positive; the half size is "
+                    + std::to_string(head.halfSize) + ")");
     }
     if (!std::isfinite(head.spacing) || head.spacing <= 0) {
         errors.fail("its COPC info gives the spacing " + std::to_string(head.spacing) + "; it must be positive");

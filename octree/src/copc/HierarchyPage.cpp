@@ -25,8 +25,8 @@ bool liesInside(std::uint64_t offset, std::int64_t size, std::uint64_t begin, st
 
 } // namespace
 
-std::vector<std::pair<Entwine::Key, HierarchyEntry>> parseHierarchyPage(std::string_view page, const HierarchyLimits& limits,
-                                                                        const std::string& pageName)
+std::vector<std::pair<Entwine::Key, HierarchyEntry>>
+parseHierarchyPage(std::string_view page, const HierarchyLimits& limits, const std::string& pageName)
 {
     auto fail = [&pageName](const std::string& problem) { throw std::runtime_error(pageName + ": " + problem); };
     if (page.size() % HierarchyEntry::SIZE != 0) {
@@ -61,8 +61,8 @@ std::vector<std::pair<Entwine::Key, HierarchyEntry>> parseHierarchyPage(std::str
         entry.pointCount = loadUnaligned<std::int32_t>(bytes + 28);
         const std::string where = std::to_string(entry.byteSize) + " bytes at byte " + std::to_string(entry.offset);
         if (entry.pointCount < -1 || static_cast<std::uint64_t>(std::max(entry.pointCount, 0)) > limits.pointCount) {
-            fail("entry " + name + " counts " + std::to_string(entry.pointCount) + " points; counts run from -1 to the file's "
-                 + std::to_string(limits.pointCount));
+            fail("entry " + name + " counts " + std::to_string(entry.pointCount)
+                 + " points; counts run from -1 to the file's " + std::to_string(limits.pointCount));
         }
         if (entry.pointCount > 0 && !liesInside(entry.offset, entry.byteSize, limits.chunksStart, limits.fileSize)) {
             fail("the chunk of " + name + " (" + where + ") lies outside the point data of a file of "

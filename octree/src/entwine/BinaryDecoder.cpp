@@ -11,8 +11,7 @@ namespace {
 using Octree::PointAttribute;
 
 template <typename Column>
-void fillClamped(const Dimension& dimension, const char* records, std::size_t stride, std::size_t count,
-                 Column& column)
+void fillClamped(const Dimension& dimension, const char* records, std::size_t stride, std::size_t count, Column& column)
 {
     column.resize(count);
     using Out = typename Column::value_type;
@@ -28,8 +27,8 @@ DecodedPoints decodeBinaryPoints(std::string_view records, const Schema& schema,
     const std::size_t stride = schema.recordSize();
     if (stride == 0 || count > records.size() / stride || records.size() != count * stride) {
         throw std::runtime_error(file.string() + ": holds " + std::to_string(records.size()) + " bytes, but "
-                                 + std::to_string(count) + " points of " + std::to_string(stride)
-                                 + " bytes need " + std::to_string(count * stride));
+                                 + std::to_string(count) + " points of " + std::to_string(stride) + " bytes need "
+                                 + std::to_string(count * stride));
     }
     const std::size_t n = static_cast<std::size_t>(count);
     const char* data = records.data();
@@ -81,7 +80,8 @@ DecodedPoints decodeBinaryPoints(std::string_view records, const Schema& schema,
         for (int axis = 0; axis < 3; ++axis) {
             const Dimension& dimension = *schema.find(names[axis]);
             forEachValue(dimension, data, stride, n, [&raw, &dimension, axis](std::size_t i, auto value) {
-                raw.normals[i][axis] = static_cast<float>(static_cast<double>(value) * dimension.scale + dimension.offset);
+                raw.normals[i][axis] =
+                    static_cast<float>(static_cast<double>(value) * dimension.scale + dimension.offset);
             });
         }
     }

@@ -23,7 +23,8 @@ void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<
     }
     for (std::size_t i = 0; i < raw.count; ++i) {
         for (int axis = 0; axis < 3; ++axis) {
-            const double world = static_cast<double>(raw.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
+            const double world =
+                static_cast<double>(raw.positions[i][axis]) * decoded.scale[axis] + decoded.offset[axis];
             if (!(world >= low[axis] && world <= high[axis])) {
                 throw std::runtime_error(source + ": point " + std::to_string(i) + " lies outside its node ("
                                          + "coordinate " + std::to_string(world) + " on axis " + std::to_string(axis)

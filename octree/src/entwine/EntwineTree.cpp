@@ -25,33 +25,31 @@ using ::Octree::PointAttribute;
 
 EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale)
     : EntwineTree(location, unitScale, ::Octree::StoreReader::open(location))
-{
-}
+{}
 
-EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader)
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale,
+                         std::shared_ptr<::Octree::StoreReader> reader)
     : EntwineTree(location, unitScale, reader, Metadata::parse(reader->read("ept.json"), reader->describe("ept.json")))
-{
-}
+{}
 
-EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader,
-                         Metadata metadata)
+EntwineTree::EntwineTree(const ::Octree::Location& location, double unitScale,
+                         std::shared_ptr<::Octree::StoreReader> reader, Metadata metadata)
     : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
                        boxOf(metadata.conformingMin, metadata.conformingMax), metadata.rootSpacing()),
-      m_reader(std::move(reader)),
-      m_metadata(std::move(metadata)),
-      m_available(m_metadata.schema.pointAttributes()),
-      m_hierarchy(m_reader, "ept-hierarchy")
-{
-}
+      mReader(std::move(reader)),
+      mMetadata(std::move(metadata)),
+      mAvailable(mMetadata.schema.pointAttributes()),
+      mHierarchy(mReader, "ept-hierarchy")
+{}
 
 std::optional<EntwineTree::Node> EntwineTree::nodeById(OctreeNodeId id) const
 {
     const Key key = Key::of(id);
-    const std::optional<std::uint64_t> count = m_hierarchy.pointCount(key);
+    const std::optional<std::uint64_t> count = mHierarchy.pointCount(key);
     if (!count) {
         return std::nullopt;
     }
-    return Node{key, *count, key.bounds(boxOf(m_metadata.cubeMin, m_metadata.cubeMax))};
+    return Node{key, *count, key.bounds(boxOf(mMetadata.cubeMin, mMetadata.cubeMax))};
 }
 
 EntwineTree::Node EntwineTree::requireNode(OctreeNodeId id) const
@@ -72,18 +70,18 @@ std::vector<EntwineTree::Node> EntwineTree::allNodes() const
 
 std::string EntwineTree::dataName(const Key& key) const
 {
-    return "ept-data/" + key.toString() + "." + std::string(fileExtension(m_metadata.dataType));
+    return "ept-data/" + key.toString() + "." + std::string(fileExtension(mMetadata.dataType));
 }
 
 std::filesystem::path EntwineTree::dataFile(const Key& key) const
 {
-    return m_reader->describe(dataName(key));
+    return mReader->describe(dataName(key));
 }
 
 std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id, std::stop_token stop) const
 {
     std::vector<OctreeNodeId> result;
-    for (const Key& child : m_hierarchy.children(Key::of(id), stop)) {
+    for (const Key& child : mHierarchy.children(Key::of(id), stop)) {
         result.push_back(child.nodeId());
     }
     return result;
@@ -91,7 +89,7 @@ std::vector<OctreeNodeId> EntwineTree::children(OctreeNodeId id, std::stop_token
 
 bool EntwineTree::contains(OctreeNodeId id) const
 {
-    return m_hierarchy.pointCount(Key::of(id)).has_value();
+    return mHierarchy.pointCount(Key::of(id)).has_value();
 }
 
 std::uint64_t EntwineTree::pointCount(OctreeNodeId id) const
@@ -101,7 +99,7 @@ std::uint64_t EntwineTree::pointCount(OctreeNodeId id) const
 
 DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octree::PointAttributes wanted) const
 {
-    wanted = wanted & m_available;
+    wanted = wanted & mAvailable;
     if (node.pointCount == 0) {
         DecodedPoints empty;
         empty.points.attributes = wanted;
@@ -112,26 +110,25 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
     }
     const std::filesystem::path file = dataFile(node.key);
     // Decoders size their output by the count before the data can tell otherwise.
-    if (node.pointCount > m_metadata.points) {
-        throw std::runtime_error(m_reader->describe("ept-hierarchy") + ": node " + node.key.toString()
-                                 + " claims " + std::to_string(node.pointCount) + " points, but the whole store holds "
-                                 + std::to_string(m_metadata.points));
+    if (node.pointCount > mMetadata.points) {
+        throw std::runtime_error(mReader->describe("ept-hierarchy") + ": node " + node.key.toString() + " claims "
+                                 + std::to_string(node.pointCount) + " points, but the whole store holds "
+                                 + std::to_string(mMetadata.points));
     }
-    if (::Octree::exceedsNodeSizeLimit(node.pointCount, m_metadata.schema.recordSize())) {
-        throw std::runtime_error(m_reader->describe("ept-hierarchy") + ": node " + node.key.toString() + " claims "
+    if (::Octree::exceedsNodeSizeLimit(node.pointCount, mMetadata.schema.recordSize())) {
+        throw std::runtime_error(mReader->describe("ept-hierarchy") + ": node " + node.key.toString() + " claims "
                                  + std::to_string(node.pointCount) + " points of "
-                                 + std::to_string(m_metadata.schema.recordSize()) + " bytes, more than any real node holds");
+                                 + std::to_string(mMetadata.schema.recordSize())
+                                 + " bytes, more than any real node holds");
     }
-    const std::string bytes = nodeBytes(node.key.nodeId(), [&] { return m_reader->read(dataName(node.key), stop); });
+    const std::string bytes = nodeBytes(node.key.nodeId(), [&] { return mReader->read(dataName(node.key), stop); });
     if (stop.stop_requested()) {
         throw ::Octree::OperationCancelled();
     }
-    const Schema& schema = m_metadata.schema;
+    const Schema& schema = mMetadata.schema;
     DecodedPoints decoded;
-    switch (m_metadata.dataType) {
-    case DataType::Binary:
-        decoded = decodeBinaryPoints(bytes, schema, node.pointCount, wanted, file);
-        break;
+    switch (mMetadata.dataType) {
+    case DataType::Binary: decoded = decodeBinaryPoints(bytes, schema, node.pointCount, wanted, file); break;
     case DataType::Zstandard: {
         if (node.pointCount > SIZE_MAX / std::max<std::size_t>(schema.recordSize(), 1)) {
             throw std::runtime_error(file.string() + ": the point count " + std::to_string(node.pointCount)
@@ -145,9 +142,7 @@ DecodedPoints EntwineTree::decode(const Node& node, std::stop_token stop, ::Octr
         decoded = decodeBinaryPoints(records, schema, node.pointCount, wanted, file);
         break;
     }
-    case DataType::Laszip:
-        decoded = decodeLaszipPoints(bytes, node.pointCount, wanted, file, stop);
-        break;
+    case DataType::Laszip: decoded = decodeLaszipPoints(bytes, node.pointCount, wanted, file, stop); break;
     }
     requirePointsInside(decoded, node.bounds, file.string());
     return decoded;
@@ -167,17 +162,21 @@ std::optional<DecodedPoints> EntwineTree::decodedPoints(OctreeNodeId id, std::st
 std::optional<bool> EntwineTree::colorsAre16Bit(std::stop_token stop) const
 {
     return decideColorsAre16Bit(
-        [this, stop](OctreeNodeId id) { return decode(requireNode(id), stop, PointAttribute::Color).points.colors; }, stop);
+        [this, stop](OctreeNodeId id) { return decode(requireNode(id), stop, PointAttribute::Color).points.colors; },
+        stop);
 }
 
-bool EntwineTree::colorsAre16Bit() const { return colorsAre16Bit({}).value_or(false); }
+bool EntwineTree::colorsAre16Bit() const
+{
+    return colorsAre16Bit({}).value_or(false);
+}
 
 std::optional<::Octree::NodePointData> EntwineTree::nodePointData(OctreeNodeId id, std::stop_token stop,
                                                                   ::Octree::PointAttributes wanted) const
 {
     // Decided before the node is decoded, so that the node the decision samples is read once.
     bool wide = false;
-    if (wanted.contains(PointAttribute::Color) && m_available.contains(PointAttribute::Color)) {
+    if (wanted.contains(PointAttribute::Color) && mAvailable.contains(PointAttribute::Color)) {
         const std::optional<bool> decided = colorsAre16Bit(stop);
         if (!decided) {
             return std::nullopt;

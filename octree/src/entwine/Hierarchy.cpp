@@ -1,6 +1,5 @@
 #include <lumaro/octree/entwine/Hierarchy.h>
 
-
 #include <nlohmann/json.hpp>
 
 #include "FileErrors.h"
@@ -11,10 +10,7 @@
 
 namespace Entwine {
 
-namespace {
-
-
-} // namespace
+namespace {} // namespace
 
 std::vector<Hierarchy::Entry> Hierarchy::parseFile(std::string_view json, const std::filesystem::path& file)
 {
@@ -54,32 +50,31 @@ std::vector<SubtreeIndex<Hierarchy::Count>::Entry> countsOf(const std::vector<Hi
 
 std::string Hierarchy::fileOf(const Key& key) const
 {
-    return (m_folder.empty() ? "" : m_folder + "/") + key.toString() + ".json";
+    return (mFolder.empty() ? "" : mFolder + "/") + key.toString() + ".json";
 }
 
 std::vector<SubtreeIndex<Hierarchy::Count>::Entry> Hierarchy::readFile(const Key& key) const
 {
     const std::string name = fileOf(key);
-    return countsOf(parseFile(m_reader->read(name), m_reader->describe(name)));
+    return countsOf(parseFile(mReader->read(name), mReader->describe(name)));
 }
 
 Hierarchy::Hierarchy(std::shared_ptr<const Octree::StoreReader> reader, std::string folder)
-    : m_reader(std::move(reader)),
-      m_folder(std::move(folder)),
-      m_index(readFile(Key{}), m_reader->describe(fileOf(Key{})),
-              [this](const Key& key, const Count&) { return readFile(key); },
-              [this](const Key& key, const Count&) { return m_reader->describe(fileOf(key)); })
-{
-}
+    : mReader(std::move(reader)),
+      mFolder(std::move(folder)),
+      mIndex(
+          readFile(Key{}), mReader->describe(fileOf(Key{})),
+          [this](const Key& key, const Count&) { return readFile(key); },
+          [this](const Key& key, const Count&) { return mReader->describe(fileOf(key)); })
+{}
 
 Hierarchy::Hierarchy(const std::filesystem::path& folder)
     : Hierarchy(std::make_shared<Octree::LocalStoreReader>(folder), "")
-{
-}
+{}
 
 std::optional<std::uint64_t> Hierarchy::pointCount(const Key& key, std::stop_token stop) const
 {
-    const std::optional<Count> count = m_index.find(key, stop);
+    const std::optional<Count> count = mIndex.find(key, stop);
     if (!count) {
         return std::nullopt;
     }
@@ -88,12 +83,12 @@ std::optional<std::uint64_t> Hierarchy::pointCount(const Key& key, std::stop_tok
 
 std::vector<Key> Hierarchy::children(const Key& key, std::stop_token stop) const
 {
-    return m_index.children(key, stop);
+    return mIndex.children(key, stop);
 }
 
 std::vector<Key> Hierarchy::filesRead() const
 {
-    return m_index.partsRead();
+    return mIndex.partsRead();
 }
 
 } // namespace Entwine

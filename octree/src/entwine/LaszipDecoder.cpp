@@ -54,7 +54,8 @@ bool decodableVersion(std::uint16_t type, std::uint16_t version)
 
 // The LASzip record's description of the compressed items, as the LAZ format defines it. LASzip
 // keeps what it allocated for a record it then refuses, so a damaged one is refused here first.
-void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const std::function<void(const std::string&)>& fail)
+void checkLaszipRecord(std::string_view record, std::uint16_t pointLength,
+                       const std::function<void(const std::string&)>& fail)
 {
     if (record.size() < 34) {
         fail("its LASzip record is cut short");
@@ -67,7 +68,8 @@ void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const
              + ", which LAZ does not define");
     }
     if (record.size() != 34 + 6 * std::size_t{items}) {
-        fail("its LASzip record lists " + std::to_string(items) + " items in " + std::to_string(record.size()) + " bytes");
+        fail("its LASzip record lists " + std::to_string(items) + " items in " + std::to_string(record.size())
+             + " bytes");
     }
     // The sizes of the item types: 0 for the bytes of any count (BYTE and BYTE14), -1 for types no
     // LAZ writer uses.
@@ -85,8 +87,8 @@ void checkLaszipRecord(std::string_view record, std::uint16_t pointLength, const
         itemBytes += size;
     }
     if (itemBytes != pointLength) {
-        fail("its LASzip record's items take " + std::to_string(itemBytes) + " bytes a point, but its header's points take "
-             + std::to_string(pointLength));
+        fail("its LASzip record's items take " + std::to_string(itemBytes)
+             + " bytes a point, but its header's points take " + std::to_string(pointLength));
     }
 }
 
@@ -119,7 +121,8 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
         }
         const char* vlr = laz.data() + at;
         const auto length = loadUnaligned<std::uint16_t>(vlr + 20);
-        if (Octree::fixedLasText(vlr + 2, 16) == "laszip encoded" && loadUnaligned<std::uint16_t>(vlr + 18) == LASZIP_RECORD_ID) {
+        if (Octree::fixedLasText(vlr + 2, 16) == "laszip encoded"
+            && loadUnaligned<std::uint16_t>(vlr + 18) == LASZIP_RECORD_ID) {
             laszip = laz.substr(at + VLR_HEADER_SIZE, length);
         }
         at += VLR_HEADER_SIZE + length;
@@ -141,7 +144,8 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
         if (tableInFile) {
             const auto chunks = loadUnaligned<std::uint32_t>(laz.data() + table + 4);
             if (chunks > static_cast<std::uint64_t>(table)) {
-                fail("its chunk table counts " + std::to_string(chunks) + " chunks before byte " + std::to_string(table));
+                fail("its chunk table counts " + std::to_string(chunks) + " chunks before byte "
+                     + std::to_string(table));
             }
         }
     }
@@ -151,7 +155,8 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
         for (std::uint32_t r = 0; r < count; ++r) {
             if (extended > size || EVLR_HEADER_SIZE > size - extended
                 || loadUnaligned<std::uint64_t>(laz.data() + extended + 20) > size - extended - EVLR_HEADER_SIZE) {
-                fail("its extended record " + std::to_string(r) + " of " + std::to_string(count) + " lies beyond the end");
+                fail("its extended record " + std::to_string(r) + " of " + std::to_string(count)
+                     + " lies beyond the end");
             }
             extended += EVLR_HEADER_SIZE + loadUnaligned<std::uint64_t>(laz.data() + extended + 20);
         }
@@ -161,18 +166,18 @@ void requireReadableLayout(std::string_view laz, const std::filesystem::path& fi
 // Owns a LASzip reader object.
 class LaszipReader {
 public:
-    explicit LaszipReader(const std::filesystem::path& file) : m_file(file)
+    explicit LaszipReader(const std::filesystem::path& file) : mFile(file)
     {
-        if (laszip_create(&m_handle) != 0 || !m_handle) {
-            throw std::runtime_error(m_file.string() + ": cannot create a LASzip reader");
+        if (laszip_create(&mHandle) != 0 || !mHandle) {
+            throw std::runtime_error(mFile.string() + ": cannot create a LASzip reader");
         }
     }
     ~LaszipReader()
     {
-        if (m_open) {
-            laszip_close_reader(m_handle);
+        if (mOpen) {
+            laszip_close_reader(mHandle);
         }
-        laszip_destroy(m_handle);
+        laszip_destroy(mHandle);
     }
     LaszipReader(const LaszipReader&) = delete;
     LaszipReader& operator=(const LaszipReader&) = delete;
@@ -181,46 +186,46 @@ public:
     {
         if (status != 0) {
             laszip_CHAR* message = nullptr;
-            laszip_get_error(m_handle, &message);
-            throw std::runtime_error(m_file.string() + ": LASzip cannot " + std::string(action) + ": "
+            laszip_get_error(mHandle, &message);
+            throw std::runtime_error(mFile.string() + ": LASzip cannot " + std::string(action) + ": "
                                      + (message ? message : "no details"));
         }
     }
 
     void open(std::istream& stream, laszip_U32 selection)
     {
-        check(laszip_decompress_selective(m_handle, selection), "select the fields to decompress");
+        check(laszip_decompress_selective(mHandle, selection), "select the fields to decompress");
         laszip_BOOL compressed = 0;
-        check(laszip_open_reader_stream(m_handle, stream, &compressed), "read the file");
-        m_open = true;
+        check(laszip_open_reader_stream(mHandle, stream, &compressed), "read the file");
+        mOpen = true;
     }
 
     const laszip_header& header() const
     {
         laszip_header* header = nullptr;
-        check(laszip_get_header_pointer(m_handle, &header), "give the header");
+        check(laszip_get_header_pointer(mHandle, &header), "give the header");
         return *header;
     }
 
     const laszip_point& point() const
     {
         laszip_point* point = nullptr;
-        check(laszip_get_point_pointer(m_handle, &point), "give the point");
+        check(laszip_get_point_pointer(mHandle, &point), "give the point");
         return *point;
     }
 
     void readPoint(std::uint64_t index) const
     {
-        const laszip_I32 status = laszip_read_point(m_handle);
+        const laszip_I32 status = laszip_read_point(mHandle);
         if (status != 0) {
             check(status, "decompress point " + std::to_string(index));
         }
     }
 
 private:
-    const std::filesystem::path& m_file;
-    laszip_POINTER m_handle = nullptr;
-    bool m_open = false;
+    const std::filesystem::path& mFile;
+    laszip_POINTER mHandle = nullptr;
+    bool mOpen = false;
 };
 
 bool formatHasRgb(unsigned format)
@@ -258,8 +263,8 @@ std::vector<Dimension> extraBytesDimensions(std::string_view record)
             Dimension dimension;
             dimension.name = Octree::fixedLasText(name, 32);
             dimension.size = size;
-            dimension.type = type >= 9 ? DimensionType::Float
-                                       : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
+            dimension.type =
+                type >= 9 ? DimensionType::Float : (type % 2 == 1 ? DimensionType::Unsigned : DimensionType::Signed);
             dimension.byteOffset = offset;
             double scale = 1.0;
             double valueOffset = 0.0;
@@ -282,8 +287,8 @@ std::string_view extraBytesRecordOf(const laszip_header& header)
 {
     for (laszip_U32 v = 0; v < header.number_of_variable_length_records; ++v) {
         const laszip_vlr& vlr = header.vlrs[v];
-        if (Octree::fixedLasText(vlr.user_id, sizeof(vlr.user_id)) == "LASF_Spec" && vlr.record_id == EXTRA_BYTES_RECORD_ID
-            && vlr.data) {
+        if (Octree::fixedLasText(vlr.user_id, sizeof(vlr.user_id)) == "LASF_Spec"
+            && vlr.record_id == EXTRA_BYTES_RECORD_ID && vlr.data) {
             return {reinterpret_cast<const char*>(vlr.data), vlr.record_length_after_header};
         }
     }
@@ -304,8 +309,8 @@ const Dimension* findDimension(const std::vector<Dimension>& dimensions, std::st
 
 Octree::PointAttributes lasPointAttributes(unsigned format, std::string_view extraBytesRecord)
 {
-    Octree::PointAttributes provided =
-        PointAttribute::Position | PointAttribute::Intensity | PointAttribute::Classification | PointAttribute::ScanIndex;
+    Octree::PointAttributes provided = PointAttribute::Position | PointAttribute::Intensity
+        | PointAttribute::Classification | PointAttribute::ScanIndex;
     if (formatHasRgb(format)) {
         provided = provided | PointAttribute::Color;
     }
@@ -323,10 +328,11 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
     MemoryStreamBuffer buffer(lazFile);
     std::istream stream(&buffer);
     LaszipReader reader(file);
-    reader.open(stream, laszip_DECOMPRESS_SELECTIVE_CHANNEL_RETURNS_XY | laszip_DECOMPRESS_SELECTIVE_Z
-                            | laszip_DECOMPRESS_SELECTIVE_RGB | laszip_DECOMPRESS_SELECTIVE_INTENSITY
-                            | laszip_DECOMPRESS_SELECTIVE_CLASSIFICATION | laszip_DECOMPRESS_SELECTIVE_POINT_SOURCE
-                            | laszip_DECOMPRESS_SELECTIVE_EXTRA_BYTES);
+    reader.open(stream,
+                laszip_DECOMPRESS_SELECTIVE_CHANNEL_RETURNS_XY | laszip_DECOMPRESS_SELECTIVE_Z
+                    | laszip_DECOMPRESS_SELECTIVE_RGB | laszip_DECOMPRESS_SELECTIVE_INTENSITY
+                    | laszip_DECOMPRESS_SELECTIVE_CLASSIFICATION | laszip_DECOMPRESS_SELECTIVE_POINT_SOURCE
+                    | laszip_DECOMPRESS_SELECTIVE_EXTRA_BYTES);
 
     const laszip_header& header = reader.header();
     const std::uint64_t count = pointCountOf(header);
@@ -391,7 +397,8 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
             raw.intensities.push_back(point.intensity);
         }
         if (classifications) {
-            raw.classifications.push_back(extendedClassification ? point.extended_classification : point.classification);
+            raw.classifications.push_back(extendedClassification ? point.extended_classification
+                                                                 : point.classification);
         }
         if (scanIndices && !originId) {
             raw.scanIndices.push_back(point.point_source_ID);
@@ -401,7 +408,8 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
                 extraStride = static_cast<std::size_t>(point.num_extra_bytes);
                 extraBytes.reserve(extraStride * reserved);
             }
-            if (static_cast<std::size_t>(point.num_extra_bytes) != extraStride || (extraStride > 0 && !point.extra_bytes)) {
+            if (static_cast<std::size_t>(point.num_extra_bytes) != extraStride
+                || (extraStride > 0 && !point.extra_bytes)) {
                 throw std::runtime_error(file.string() + ": point " + std::to_string(i) + " has "
                                          + std::to_string(point.num_extra_bytes) + " extra bytes instead of "
                                          + std::to_string(extraStride));
@@ -429,7 +437,8 @@ DecodedPoints decodeLaszipPoints(std::string_view lazFile, std::uint64_t expecte
             const Dimension& dimension = *normalDimensions[axis];
             requireInside(dimension);
             forEachValue(dimension, extraBytes.data(), extraStride, n, [&](std::size_t i, auto value) {
-                raw.normals[i][axis] = static_cast<float>(static_cast<double>(value) * dimension.scale + dimension.offset);
+                raw.normals[i][axis] =
+                    static_cast<float>(static_cast<double>(value) * dimension.scale + dimension.offset);
             });
         }
     }

@@ -98,7 +98,8 @@ public:
         } else {
             fail(where + " has unknown type '" + type + "'");
         }
-        dimension.size = static_cast<std::size_t>(unsignedInteger(member(value, "size", where + ": "), where + " \"size\""));
+        dimension.size =
+            static_cast<std::size_t>(unsignedInteger(member(value, "size", where + ": "), where + " \"size\""));
         if (const auto scale = value.find("scale"); scale != value.end()) {
             dimension.scale = number(*scale, where + " \"scale\"");
         }
@@ -130,12 +131,9 @@ public:
 std::string_view dataTypeName(DataType type)
 {
     switch (type) {
-    case DataType::Binary:
-        return "binary";
-    case DataType::Zstandard:
-        return "zstandard";
-    case DataType::Laszip:
-        return "laszip";
+    case DataType::Binary: return "binary";
+    case DataType::Zstandard: return "zstandard";
+    case DataType::Laszip: return "laszip";
     }
     return "binary";
 }
@@ -143,12 +141,9 @@ std::string_view dataTypeName(DataType type)
 std::string_view fileExtension(DataType type)
 {
     switch (type) {
-    case DataType::Binary:
-        return "bin";
-    case DataType::Zstandard:
-        return "zst";
-    case DataType::Laszip:
-        return "laz";
+    case DataType::Binary: return "bin";
+    case DataType::Zstandard: return "zst";
+    case DataType::Laszip: return "laz";
     }
     return "bin";
 }

@@ -18,10 +18,10 @@ bool sizeFitsType(DimensionType type, std::size_t size)
 
 } // namespace
 
-Schema::Schema(std::vector<Dimension> dimensions) : m_dimensions(std::move(dimensions))
+Schema::Schema(std::vector<Dimension> dimensions) : mDimensions(std::move(dimensions))
 {
     std::unordered_set<std::string> names;
-    for (Dimension& dimension : m_dimensions) {
+    for (Dimension& dimension : mDimensions) {
         if (!names.insert(dimension.name).second) {
             throw std::invalid_argument("dimension '" + dimension.name + "' appears twice");
         }
@@ -35,14 +35,14 @@ Schema::Schema(std::vector<Dimension> dimensions) : m_dimensions(std::move(dimen
         if (!std::isfinite(dimension.offset)) {
             throw std::invalid_argument("dimension '" + dimension.name + "' has an unusable offset");
         }
-        dimension.byteOffset = m_recordSize;
-        m_recordSize += dimension.size;
+        dimension.byteOffset = mRecordSize;
+        mRecordSize += dimension.size;
     }
 }
 
 const Dimension* Schema::find(std::string_view name) const
 {
-    for (const Dimension& dimension : m_dimensions) {
+    for (const Dimension& dimension : mDimensions) {
         if (dimension.name == name) {
             return &dimension;
         }

@@ -19,9 +19,7 @@ struct ContextDeleter {
 std::string decompressZstandard(std::string_view compressed, std::size_t expectedSize,
                                 const std::filesystem::path& file)
 {
-    auto fail = [&file](const std::string& problem) {
-        return std::runtime_error(file.string() + ": " + problem);
-    };
+    auto fail = [&file](const std::string& problem) { return std::runtime_error(file.string() + ": " + problem); };
     const std::unique_ptr<ZSTD_DCtx, ContextDeleter> context(ZSTD_createDCtx());
     if (!context) {
         throw fail("cannot create a Zstandard decompression context");
@@ -31,8 +29,8 @@ std::string decompressZstandard(std::string_view compressed, std::size_t expecte
     }
     // The output grows as data arrive, so a count that the data cannot back (a damaged hierarchy)
     // fails on the data instead of on an allocation of its size.
-    constexpr std::size_t INITIAL_CAPACITY = std::size_t{1} << 20;
-    std::string result(std::min(expectedSize, std::max(INITIAL_CAPACITY, compressed.size() * 8)), '\0');
+    constexpr std::size_t initialCapacity = std::size_t{1} << 20;
+    std::string result(std::min(expectedSize, std::max(initialCapacity, compressed.size() * 8)), '\0');
     // One spare byte tells "exactly the expected size" from "more than that".
     char spare = 0;
     ZSTD_inBuffer input{compressed.data(), compressed.size(), 0};

@@ -68,7 +68,8 @@ void readHeaderLine(std::string_view line, HttpAnswerHeaders& headers)
     } else if (const auto length = headerValue(line, "content-length:")) {
         headers.contentLength = decimal(*length);
         if (!headers.contentLength) {
-            headers.problem = "the server sent the length '" + std::string(length->substr(0, 40)) + "', which is no byte count";
+            headers.problem =
+                "the server sent the length '" + std::string(length->substr(0, 40)) + "', which is no byte count";
         }
     }
 }
@@ -108,22 +109,24 @@ BodyDecision takeBody(const HttpAsk& ask, long status, const HttpAnswerHeaders& 
             return {BodyDecision::Refuse, "the server ignored the Range request and started sending the whole file"};
         }
         if (total < received || total > wanted) {
-            return {BodyDecision::Refuse, "the server sent more than the " + std::to_string(wanted) + " bytes asked for"};
+            return {BodyDecision::Refuse,
+                    "the server sent more than the " + std::to_string(wanted) + " bytes asked for"};
         }
         return {BodyDecision::Keep, {}};
     }
     if (headers.contentLength && *headers.contentLength > MAX_WHOLE_RESOURCE_BYTES) {
-        return {BodyDecision::Refuse, "the server announces " + std::to_string(*headers.contentLength)
-                                          + " bytes, more than any file of a store takes ("
-                                          + std::to_string(MAX_WHOLE_RESOURCE_BYTES) + ")"};
+        return {BodyDecision::Refuse,
+                "the server announces " + std::to_string(*headers.contentLength)
+                    + " bytes, more than any file of a store takes (" + std::to_string(MAX_WHOLE_RESOURCE_BYTES) + ")"};
     }
     if (total < received || total > MAX_WHOLE_RESOURCE_BYTES) {
-        return {BodyDecision::Refuse, "the server sent more than " + std::to_string(MAX_WHOLE_RESOURCE_BYTES)
-                                          + " bytes, more than any file of a store takes"};
+        return {BodyDecision::Refuse,
+                "the server sent more than " + std::to_string(MAX_WHOLE_RESOURCE_BYTES)
+                    + " bytes, more than any file of a store takes"};
     }
     if (headers.contentLength && total > *headers.contentLength) {
-        return {BodyDecision::Refuse, "the server sent more than the " + std::to_string(*headers.contentLength)
-                                          + " bytes it announced"};
+        return {BodyDecision::Refuse,
+                "the server sent more than the " + std::to_string(*headers.contentLength) + " bytes it announced"};
     }
     return {BodyDecision::Keep, {}};
 }
@@ -148,8 +151,8 @@ HttpVerdict judgeAnswer(const HttpAsk& ask, long status, const HttpAnswerHeaders
     if (ask.range) {
         const auto [offset, size] = *ask.range;
         if (bodySize != size) {
-            return {HttpVerdict::Retry, "received " + std::to_string(bodySize) + " of the " + std::to_string(size)
-                                            + " bytes asked for"};
+            return {HttpVerdict::Retry,
+                    "received " + std::to_string(bodySize) + " of the " + std::to_string(size) + " bytes asked for"};
         }
         if (status == 200) {
             return {HttpVerdict::Use, {}}; // the whole resource, which was what was asked for (checked while receiving)
@@ -159,14 +162,15 @@ HttpVerdict judgeAnswer(const HttpAsk& ask, long status, const HttpAnswerHeaders
         }
         const auto range = parseContentRange(headers.contentRange);
         if (!range || range->first != offset || range->last != offset + size - 1) {
-            return {HttpVerdict::Fail, "the server answered with the range '" + headers.contentRange.substr(0, 80)
-                                           + "' instead of bytes " + bytesText(*ask.range)};
+            return {HttpVerdict::Fail,
+                    "the server answered with the range '" + headers.contentRange.substr(0, 80) + "' instead of bytes "
+                        + bytesText(*ask.range)};
         }
         return {HttpVerdict::Use, {}};
     }
     if (headers.contentLength && bodySize != *headers.contentLength) {
-        return {HttpVerdict::Retry, "received " + std::to_string(bodySize) + " of " + std::to_string(*headers.contentLength)
-                                        + " bytes"};
+        return {HttpVerdict::Retry,
+                "received " + std::to_string(bodySize) + " of " + std::to_string(*headers.contentLength) + " bytes"};
     }
     return {HttpVerdict::Use, {}};
 }

@@ -49,7 +49,11 @@ std::optional<ContentRange> parseContentRange(std::string_view text);
 // why (a server that ignores the Range and sends the whole file, more bytes than asked for or
 // announced, a resource larger than MAX_WHOLE_RESOURCE_BYTES).
 struct BodyDecision {
-    enum Kind { Keep, Discard, Refuse } kind = Keep;
+    enum Kind {
+        Keep,
+        Discard,
+        Refuse
+    } kind = Keep;
     std::string reason;
 };
 BodyDecision takeBody(const HttpAsk& ask, long status, const HttpAnswerHeaders& headers, std::uint64_t received,
@@ -59,7 +63,11 @@ BodyDecision takeBody(const HttpAsk& ask, long status, const HttpAnswerHeaders& 
 // pass), or fail at once (the server refused, or answered something other than what was asked). A
 // refused access (401, 403) says so.
 struct HttpVerdict {
-    enum Kind { Use, Retry, Fail } kind = Use;
+    enum Kind {
+        Use,
+        Retry,
+        Fail
+    } kind = Use;
     std::string reason;
 };
 HttpVerdict judgeAnswer(const HttpAsk& ask, long status, const HttpAnswerHeaders& headers, std::uint64_t bodySize);

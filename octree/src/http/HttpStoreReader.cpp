@@ -28,7 +28,6 @@ void useCurl()
 
 std::atomic<std::uint64_t> receivedByAllReaders{0};
 
-
 } // namespace
 
 // One reusable transfer: an easy handle in a multi handle of its own, whose connection cache keeps
@@ -61,7 +60,11 @@ struct HttpStoreReader::Request {
 // What one attempt came to: the body (or, for a HEAD, the length), or a failure that another
 // attempt may cure or not; `status` is the server's answer (0 without one).
 struct HttpStoreReader::Outcome {
-    enum Kind { Done, Retry, Fail } kind = Done;
+    enum Kind {
+        Done,
+        Retry,
+        Fail
+    } kind = Done;
     std::string result;
     std::string problem;
     long status = 0;
@@ -115,10 +118,8 @@ bool passes(CURLcode code)
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
     case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
-        return true;
-    default:
-        return false;
+    case CURLE_HTTP2_STREAM: return true;
+    default: return false;
     }
 }
 
@@ -149,30 +150,29 @@ struct StatusFailure : std::runtime_error {
 } // namespace
 
 HttpStoreReader::HttpStoreReader(RemoteEndpoint endpoint, HttpPolicy policy)
-    : m_endpoint(std::move(endpoint)), m_policy(policy)
+    : mEndpoint(std::move(endpoint)), mPolicy(policy)
 {
     useCurl();
 }
 
 HttpStoreReader::HttpStoreReader(std::string_view url, HttpPolicy policy)
     : HttpStoreReader(remoteEndpoint(WebLocation(url)), policy)
-{
-}
+{}
 
 HttpStoreReader::~HttpStoreReader() = default;
 
 std::string HttpStoreReader::describe(std::string_view name) const
 {
-    return m_endpoint.shown(name);
+    return mEndpoint.shown(name);
 }
 
 std::unique_ptr<HttpStoreReader::Connection> HttpStoreReader::takeConnection() const
 {
     {
-        const std::lock_guard lock(m_poolMutex);
-        if (!m_idle.empty()) {
-            std::unique_ptr<Connection> connection = std::move(m_idle.back());
-            m_idle.pop_back();
+        const std::lock_guard lock(mPoolMutex);
+        if (!mIdle.empty()) {
+            std::unique_ptr<Connection> connection = std::move(mIdle.back());
+            mIdle.pop_back();
             return connection;
         }
     }
@@ -181,41 +181,41 @@ std::unique_ptr<HttpStoreReader::Connection> HttpStoreReader::takeConnection() c
 
 void HttpStoreReader::returnConnection(std::unique_ptr<Connection> connection) const
 {
-    const std::lock_guard lock(m_poolMutex);
-    m_idle.push_back(std::move(connection));
+    const std::lock_guard lock(mPoolMutex);
+    mIdle.push_back(std::move(connection));
 }
 
 HttpStoreReader::Outcome HttpStoreReader::attempt(const Request& request, std::stop_token stop) const
 {
-    const std::string url = m_endpoint.url(request.name);
+    const std::string url = mEndpoint.url(request.name);
     const std::string range = request.range ? rangeText(*request.range) : std::string();
     std::unique_ptr<Connection> connection = takeConnection();
     CURL* easy = connection->easy;
     Transfer transfer;
     transfer.ask = HttpAsk{request.range, request.headOnly};
     transfer.easy = easy;
-    transfer.received = &m_bytesReceived;
-    const HeaderList headers(m_endpoint.headers);
+    transfer.received = &mBytesReceived;
+    const HeaderList headers(mEndpoint.headers);
     curl_easy_reset(easy);
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // HTTP/2 where the server offers it over TLS: requests of one store share a connection.
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(m_policy.connectTimeout.count()));
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, static_cast<long>(mPolicy.connectTimeout.count()));
     curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(m_policy.stallTimeout.count()));
+    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(mPolicy.stallTimeout.count()));
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onBody);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
     if (headers.list)
         curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers.list);
-    if (m_endpoint.netrc)
+    if (mEndpoint.netrc)
         curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
-    if (!m_endpoint.sigV4.empty()) {
-        curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, m_endpoint.sigV4.c_str());
-        curl_easy_setopt(easy, CURLOPT_USERPWD, m_endpoint.sigV4Keys.c_str());
+    if (!mEndpoint.sigV4.empty()) {
+        curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, mEndpoint.sigV4.c_str());
+        curl_easy_setopt(easy, CURLOPT_USERPWD, mEndpoint.sigV4Keys.c_str());
     }
     if (const char* bundle = std::getenv("CURL_CA_BUNDLE"); bundle && *bundle)
         curl_easy_setopt(easy, CURLOPT_CAINFO, bundle);
@@ -258,19 +258,24 @@ HttpStoreReader::Outcome HttpStoreReader::attempt(const Request& request, std::s
         return {passes(result) ? Outcome::Retry : Outcome::Fail, {}, curl_easy_strerror(result), outcome.status};
     const HttpVerdict verdict = judgeAnswer(transfer.ask, outcome.status, transfer.headers, transfer.body.size());
     if (verdict.kind != HttpVerdict::Use)
-        return {verdict.kind == HttpVerdict::Retry ? Outcome::Retry : Outcome::Fail, {}, verdict.reason, outcome.status};
+        return {
+            verdict.kind == HttpVerdict::Retry ? Outcome::Retry : Outcome::Fail, {}, verdict.reason, outcome.status};
     if (request.headOnly)
-        return {Outcome::Done, transfer.headers.contentLength ? std::to_string(*transfer.headers.contentLength) : "", {}, outcome.status};
+        return {Outcome::Done,
+                transfer.headers.contentLength ? std::to_string(*transfer.headers.contentLength) : "",
+                {},
+                outcome.status};
     return {Outcome::Done, std::move(transfer.body), {}, outcome.status};
 }
 
 std::string HttpStoreReader::perform(const Request& request, std::stop_token stop) const
 {
     // What failure messages lead with: the resource, and the bytes asked for.
-    const std::string what = describe(request.name) + (request.range ? " (bytes " + rangeText(*request.range) + ")" : "");
-    std::chrono::milliseconds delay = m_policy.firstRetryDelay;
+    const std::string what =
+        describe(request.name) + (request.range ? " (bytes " + rangeText(*request.range) + ")" : "");
+    std::chrono::milliseconds delay = mPolicy.firstRetryDelay;
     std::string lastProblem;
-    for (int attempt = 1; attempt <= m_policy.attempts; ++attempt) {
+    for (int attempt = 1; attempt <= mPolicy.attempts; ++attempt) {
         if (stop.stop_requested())
             throw OperationCancelled();
         Outcome outcome = this->attempt(request, stop);
@@ -279,7 +284,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
         if (outcome.kind == Outcome::Fail)
             throw StatusFailure(what + ": " + outcome.problem, outcome.status);
         lastProblem = outcome.problem;
-        if (attempt < m_policy.attempts) {
+        if (attempt < mPolicy.attempts) {
             // Waits for the next attempt, or for a stop.
             std::mutex mutex;
             std::condition_variable_any wakeUp;
@@ -288,7 +293,7 @@ std::string HttpStoreReader::perform(const Request& request, std::stop_token sto
             delay *= 2;
         }
     }
-    throw std::runtime_error(what + ": " + lastProblem + " (after " + std::to_string(m_policy.attempts) + " attempts)");
+    throw std::runtime_error(what + ": " + lastProblem + " (after " + std::to_string(mPolicy.attempts) + " attempts)");
 }
 
 std::uint64_t bytesReceivedOverHttp()

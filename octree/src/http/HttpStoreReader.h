@@ -46,7 +46,8 @@ public:
     HttpStoreReader& operator=(const HttpStoreReader&) = delete;
 
     std::string read(std::string_view name, std::stop_token stop) const override;
-    std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size, std::stop_token stop) const override;
+    std::string readRange(std::string_view name, std::uint64_t offset, std::uint64_t size,
+                          std::stop_token stop) const override;
     std::uint64_t size(std::string_view name, std::stop_token stop) const override;
     // False for a resource the server says is not there (404) or not to be had (403); other
     // failures throw.
@@ -54,7 +55,7 @@ public:
     std::string describe(std::string_view name) const override;
 
     // Body bytes received so far, over all requests (for measurements).
-    std::uint64_t bytesReceived() const { return m_bytesReceived.load(std::memory_order_relaxed); }
+    std::uint64_t bytesReceived() const { return mBytesReceived.load(std::memory_order_relaxed); }
 
     struct Connection;
     struct Request;
@@ -69,11 +70,11 @@ private:
     std::unique_ptr<Connection> takeConnection() const;
     void returnConnection(std::unique_ptr<Connection> connection) const;
 
-    RemoteEndpoint m_endpoint;
-    HttpPolicy m_policy;
-    mutable std::mutex m_poolMutex;
-    mutable std::vector<std::unique_ptr<Connection>> m_idle;
-    mutable std::atomic<std::uint64_t> m_bytesReceived{0};
+    RemoteEndpoint mEndpoint;
+    HttpPolicy mPolicy;
+    mutable std::mutex mPoolMutex;
+    mutable std::vector<std::unique_ptr<Connection>> mIdle;
+    mutable std::atomic<std::uint64_t> mBytesReceived{0};
 };
 
 } // namespace Octree

@@ -75,7 +75,8 @@ std::map<std::string, std::string> section(const std::filesystem::path& file, co
         }
         const std::size_t equals = text.find('=');
         if (inside && equals != std::string::npos)
-            settings[trimmed(std::string_view(text).substr(0, equals))] = trimmed(std::string_view(text).substr(equals + 1));
+            settings[trimmed(std::string_view(text).substr(0, equals))] =
+                trimmed(std::string_view(text).substr(equals + 1));
     }
     return settings;
 }
@@ -142,7 +143,8 @@ AwsSettings awsSettingsFromEnvironment()
     }
     auto config = section(awsFile("AWS_CONFIG_FILE", "config"), profile == "default" ? profile : "profile " + profile);
     settings.region = firstOf({environment("AWS_REGION"), environment("AWS_DEFAULT_REGION"), config["region"]});
-    settings.endpoint = firstOf({environment("AWS_ENDPOINT_URL_S3"), environment("AWS_ENDPOINT_URL"), config["endpoint_url"]});
+    settings.endpoint =
+        firstOf({environment("AWS_ENDPOINT_URL_S3"), environment("AWS_ENDPOINT_URL"), config["endpoint_url"]});
     return settings;
 }
 

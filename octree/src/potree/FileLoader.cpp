@@ -10,16 +10,15 @@ namespace PoTree {
 FileLoader::FileLoader(const Octree::Location& location) : FileLoader(Octree::StoreReader::open(location)) {}
 
 FileLoader::FileLoader(std::shared_ptr<Octree::StoreReader> reader)
-    : m_reader(std::move(reader)),
-      m_metadataPath(m_reader->describe("metadata.json")),
-      m_hierarchyPath(m_reader->describe("hierarchy.bin")),
-      m_octreePath(m_reader->describe("octree.bin"))
-{
-}
+    : mReader(std::move(reader)),
+      mMetadataPath(mReader->describe("metadata.json")),
+      mHierarchyPath(mReader->describe("hierarchy.bin")),
+      mOctreePath(mReader->describe("octree.bin"))
+{}
 
 Metadata FileLoader::loadMetadata() const
 {
-    return Metadata::parse(m_reader->read("metadata.json"), m_metadataPath);
+    return Metadata::parse(mReader->read("metadata.json"), mMetadataPath);
 }
 
 bool FileLoader::fetchHierarchyChunk(std::uint64_t offset, std::uint64_t size, std::string& bytes,
@@ -30,7 +29,7 @@ bool FileLoader::fetchHierarchyChunk(std::uint64_t offset, std::uint64_t size, s
         return false;
     }
     try {
-        bytes = m_reader->readRange("hierarchy.bin", offset, size, stop);
+        bytes = mReader->readRange("hierarchy.bin", offset, size, stop);
     } catch (const Octree::OperationCancelled&) {
         bytes.clear();
         return false;
@@ -48,7 +47,7 @@ std::future<std::string> FileLoader::fetchOctreeChunk(std::uint64_t offset, std:
         if (stop.stop_requested()) {
             throw Octree::OperationCancelled();
         }
-        promise.set_value(m_reader->readRange("octree.bin", offset, size, stop));
+        promise.set_value(mReader->readRange("octree.bin", offset, size, stop));
     } catch (...) {
         promise.set_exception(std::current_exception());
     }
@@ -62,7 +61,7 @@ std::string FileLoader::readNodeChunk(const Node& node, std::stop_token stop) co
     } catch (const Octree::OperationCancelled&) {
         throw;
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error(m_octreePath.string() + ": points of node " + node.id.name() + " at offset "
+        throw std::runtime_error(mOctreePath.string() + ": points of node " + node.id.name() + " at offset "
                                  + std::to_string(node.byteOffset) + ": " + error.what());
     }
 }

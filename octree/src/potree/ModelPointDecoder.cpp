@@ -54,8 +54,8 @@ void decodeModelColors(std::span<Math::Color> colors, const char* codes, bool co
 } // namespace
 
 NodePointData decodeModelPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node,
-                                std::stop_token stop, ::Octree::PointAttributes wanted,
-                                const ModelTransform& transform, bool colorsAre16Bit)
+                                std::stop_token stop, ::Octree::PointAttributes wanted, const ModelTransform& transform,
+                                bool colorsAre16Bit)
 {
     // Empty nodes and visibility taken from the node record are rare and cheap; they keep the
     // one implementation in decodeRawPoints.
@@ -78,11 +78,16 @@ NodePointData decodeModelPoints(const ChunkSource& chunks, const Metadata& metad
     if (data.hasColors()) {
         decodeModelColors(data.colors(), decoded.data() + *starts.rgb, colorsAre16Bit);
     }
-    if (data.hasIntensities()) copyColumnInto(data.intensities(), *starts.intensity, decoded);
-    if (data.hasClassifications()) copyColumnInto(data.classifications(), *starts.classification, decoded);
-    if (data.hasScanIndices()) copyColumnInto(data.scanIndices(), *starts.scanIndex, decoded);
-    if (data.hasVisibility()) copyColumnInto(data.visibilities(), *starts.visibility, decoded);
-    if (data.hasNormals()) decodeNormalsInto(data.normals(), starts, decoded);
+    if (data.hasIntensities())
+        copyColumnInto(data.intensities(), *starts.intensity, decoded);
+    if (data.hasClassifications())
+        copyColumnInto(data.classifications(), *starts.classification, decoded);
+    if (data.hasScanIndices())
+        copyColumnInto(data.scanIndices(), *starts.scanIndex, decoded);
+    if (data.hasVisibility())
+        copyColumnInto(data.visibilities(), *starts.visibility, decoded);
+    if (data.hasNormals())
+        decodeNormalsInto(data.normals(), starts, decoded);
     return data;
 }
 

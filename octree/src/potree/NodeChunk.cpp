@@ -69,8 +69,7 @@ bool visibilityShortCut(const Metadata& metadata, const Node& node, const NodeCo
 
 } // namespace
 
-void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeLayout& starts,
-                       std::string_view decoded)
+void decodeNormalsInto(std::span<std::array<float, 3>> normals, const AttributeLayout& starts, std::string_view decoded)
 {
     const std::size_t count = normals.size();
     if (starts.normalOct16) {
@@ -120,9 +119,9 @@ void requirePlausibleRecord(const Metadata& metadata, const Node& node, const st
 AttributeLayout columnStarts(const Metadata& metadata, std::size_t count)
 {
     AttributeLayout columns = AttributeLayout::of(metadata);
-    for (auto* start : {&columns.position, &columns.rgb, &columns.intensity, &columns.scanIndex,
-                        &columns.classification, &columns.visibility, &columns.normalOct16, &columns.normalX,
-                        &columns.normalY, &columns.normalZ}) {
+    for (auto* start :
+         {&columns.position, &columns.rgb, &columns.intensity, &columns.scanIndex, &columns.classification,
+          &columns.visibility, &columns.normalOct16, &columns.normalX, &columns.normalY, &columns.normalZ}) {
         if (*start) {
             **start *= count;
         }

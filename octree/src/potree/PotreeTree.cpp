@@ -50,29 +50,27 @@ std::shared_ptr<Node> readChunkChecked(const FileLoader& loader, const Node& nod
 
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale)
     : PotreeTree(location, unitScale, FileLoader(location))
-{
-}
+{}
 
-PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader)
+PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale,
+                       std::shared_ptr<::Octree::StoreReader> reader)
     : PotreeTree(location, unitScale, FileLoader(std::move(reader)))
-{
-}
+{}
 
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader)
     : PotreeTree(location, unitScale, loader, loader.loadMetadata())
-{
-}
+{}
 
 PotreeTree::PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader, Metadata metadata)
     : ::Octree::Octree(location, unitScale, boxOf(metadata.cubeMin, metadata.cubeMax),
                        boxOf(metadata.tightMin(), metadata.tightMax()), metadata.spacing),
-      m_metadata(std::move(metadata)),
-      m_loader(std::move(loader)),
-      m_available(AttributeLayout::of(m_metadata).available()),
-      m_root(std::make_shared<Node>(OctreeNodeId::root(), boxOf(m_metadata.cubeMin, m_metadata.cubeMax)))
+      mMetadata(std::move(metadata)),
+      mLoader(std::move(loader)),
+      mAvailable(AttributeLayout::of(mMetadata).available()),
+      mRoot(std::make_shared<Node>(OctreeNodeId::root(), boxOf(mMetadata.cubeMin, mMetadata.cubeMax)))
 {
-    *m_root = std::move(*readChunkChecked(m_loader, *m_root, 0, m_metadata.firstChunkSize, {}));
-    if (const std::optional<bool> declared = m_metadata.colorsAre16Bit()) {
+    *mRoot = std::move(*readChunkChecked(mLoader, *mRoot, 0, mMetadata.firstChunkSize, {}));
+    if (const std::optional<bool> declared = mMetadata.colorsAre16Bit()) {
         declareColorsAre16Bit(*declared);
     }
 }
@@ -84,8 +82,8 @@ std::shared_ptr<Node> PotreeTree::findNode(OctreeNodeId id, std::stop_token stop
         std::shared_ptr<Node> proxy;
         Node unexpanded(id, {});
         {
-            const std::lock_guard lock(m_hierarchyMutex);
-            std::shared_ptr<Node> node = m_root;
+            const std::lock_guard lock(mHierarchyMutex);
+            std::shared_ptr<Node> node = mRoot;
             for (std::size_t step = 1; step <= depth; ++step) {
                 const std::size_t index = static_cast<std::size_t>(id.value() >> (3 * (depth - step)) & 7u);
                 node = node->children[index];
@@ -102,8 +100,8 @@ std::shared_ptr<Node> PotreeTree::findNode(OctreeNodeId id, std::stop_token stop
         // The chunk is read without the lock; another thread may expand the same proxy meanwhile,
         // and the first to finish wins.
         const std::shared_ptr<Node> expanded =
-            readChunkChecked(m_loader, unexpanded, unexpanded.byteOffset, unexpanded.byteSize, stop);
-        const std::lock_guard lock(m_hierarchyMutex);
+            readChunkChecked(mLoader, unexpanded, unexpanded.byteOffset, unexpanded.byteSize, stop);
+        const std::lock_guard lock(mHierarchyMutex);
         if (proxy->isProxy()) {
             *proxy = std::move(*expanded);
         }
@@ -119,7 +117,7 @@ std::shared_ptr<const Node> PotreeTree::requireNode(OctreeNodeId id) const
 {
     auto found = node(id);
     if (!found) {
-        throw std::invalid_argument(m_loader.hierarchyPath().string() + ": the store has no node " + id.name());
+        throw std::invalid_argument(mLoader.hierarchyPath().string() + ": the store has no node " + id.name());
     }
     return found;
 }
@@ -138,7 +136,7 @@ std::vector<OctreeNodeId> PotreeTree::children(OctreeNodeId id, std::stop_token 
     if (!parent) {
         return result;
     }
-    const std::lock_guard lock(m_hierarchyMutex);
+    const std::lock_guard lock(mHierarchyMutex);
     for (const auto& child : parent->children) {
         if (child) {
             result.push_back(child->id);
@@ -154,7 +152,7 @@ bool PotreeTree::contains(OctreeNodeId id) const
 
 ::Octree::NodeVisibility PotreeTree::nodeVisibility(OctreeNodeId id) const
 {
-    if (!m_metadata.hasNodeVisibility) {
+    if (!mMetadata.hasNodeVisibility) {
         return ::Octree::NodeVisibility::PerPoint;
     }
     return requireNode(id)->visibility;
@@ -169,8 +167,8 @@ std::uint64_t PotreeTree::pointCount(OctreeNodeId id) const
 
 ChunkSource PotreeTree::chunks() const
 {
-    return {m_loader.octreePath(), [this](const Node& node, std::stop_token stop) {
-                return nodeBytes(node.id, [&] { return m_loader.readNodeChunk(node, stop); });
+    return {mLoader.octreePath(), [this](const Node& node, std::stop_token stop) {
+                return nodeBytes(node.id, [&] { return mLoader.readNodeChunk(node, stop); });
             }};
 }
 
@@ -192,7 +190,7 @@ std::optional<::Octree::RawPoints> PotreeTree::rawPoints(OctreeNodeId id, std::s
 {
     const auto found = requireNode(id);
     try {
-        return decodeRawPoints(chunks(), m_metadata, *found, stop, wanted);
+        return decodeRawPoints(chunks(), mMetadata, *found, stop, wanted);
     } catch (const ::Octree::OperationCancelled&) {
         return std::nullopt;
     }
@@ -205,7 +203,7 @@ std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id
     // Decided before decoding, and only when colours will be decoded: an undeclared colour range
     // is found by reading the root, which costs a whole node.
     bool wideColors = false;
-    if (wanted.contains(::Octree::PointAttribute::Color) && m_available.contains(::Octree::PointAttribute::Color)) {
+    if (wanted.contains(::Octree::PointAttribute::Color) && mAvailable.contains(::Octree::PointAttribute::Color)) {
         const auto decided = colorsAre16Bit(stop);
         if (!decided) {
             return std::nullopt;
@@ -213,8 +211,8 @@ std::optional<::Octree::NodePointData> PotreeTree::nodePointData(OctreeNodeId id
         wideColors = *decided;
     }
     try {
-        return decodeModelPoints(chunks(), m_metadata, *found, stop, wanted,
-                                 modelTransform(m_metadata.scale, m_metadata.offset), wideColors);
+        return decodeModelPoints(chunks(), mMetadata, *found, stop, wanted,
+                                 modelTransform(mMetadata.scale, mMetadata.offset), wideColors);
     } catch (const ::Octree::OperationCancelled&) {
         return std::nullopt;
     }

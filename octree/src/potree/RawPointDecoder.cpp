@@ -38,8 +38,8 @@ void dropIncompleteColumns(RawPoints& raw)
     check(raw.normals, PointAttribute::Normal);
 }
 
-RawPoints decodeBrotliPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node, std::stop_token stop,
-                             PointAttributes wanted)
+RawPoints decodeBrotliPoints(const ChunkSource& chunks, const Metadata& metadata, const Node& node,
+                             std::stop_token stop, PointAttributes wanted)
 {
     RawPoints raw;
     raw.attributes = wanted & AttributeLayout::of(metadata).available();
@@ -50,9 +50,8 @@ RawPoints decodeBrotliPoints(const ChunkSource& chunks, const Metadata& metadata
         return raw; // no points, every column empty
     }
     requirePlausibleRecord(metadata, node, chunks.file);
-    const std::optional<std::uint8_t> recordVisibility = raw.attributes.contains(PointAttribute::Visibility)
-        ? visibilityFromRecord(metadata, node)
-        : std::nullopt;
+    const std::optional<std::uint8_t> recordVisibility =
+        raw.attributes.contains(PointAttribute::Visibility) ? visibilityFromRecord(metadata, node) : std::nullopt;
     if (recordVisibility) {
         // The record speaks for every point; the chunk is read only for the other columns.
         raw.visibilities.assign(node.pointCount, *recordVisibility);
@@ -64,11 +63,16 @@ RawPoints decodeBrotliPoints(const ChunkSource& chunks, const Metadata& metadata
     // Positions and colours are decoded straight from the decompressed chunk; the other columns
     // are copied out as decodeNodeChunk does.
     NodeColumns columns;
-    if (raw.attributes.contains(PointAttribute::Intensity)) columns.intensities = &raw.intensities;
-    if (raw.attributes.contains(PointAttribute::Classification)) columns.classifications = &raw.classifications;
-    if (raw.attributes.contains(PointAttribute::ScanIndex)) columns.scanIndices = &raw.scanIndices;
-    if (raw.attributes.contains(PointAttribute::Visibility) && !recordVisibility) columns.visibilities = &raw.visibilities;
-    if (raw.attributes.contains(PointAttribute::Normal)) columns.normals = &raw.normals;
+    if (raw.attributes.contains(PointAttribute::Intensity))
+        columns.intensities = &raw.intensities;
+    if (raw.attributes.contains(PointAttribute::Classification))
+        columns.classifications = &raw.classifications;
+    if (raw.attributes.contains(PointAttribute::ScanIndex))
+        columns.scanIndices = &raw.scanIndices;
+    if (raw.attributes.contains(PointAttribute::Visibility) && !recordVisibility)
+        columns.visibilities = &raw.visibilities;
+    if (raw.attributes.contains(PointAttribute::Normal))
+        columns.normals = &raw.normals;
 
     const std::string compressed = chunks.read(node, stop);
     const DecompressedChunk decompressed = decompressNodeChunk(compressed, metadata, node, chunks.file);
@@ -104,8 +108,8 @@ void requireInterleavedSize(std::uint64_t bytes, const Metadata& metadata, const
     const std::uint64_t needed = std::uint64_t(node.pointCount) * metadata.bytesPerPoint();
     if (bytes != needed) {
         throw std::runtime_error(file.string() + ": node " + node.id.name() + " at offset "
-                                 + std::to_string(node.byteOffset) + " holds " + std::to_string(bytes)
-                                 + " bytes, but " + std::to_string(node.pointCount) + " points of "
+                                 + std::to_string(node.byteOffset) + " holds " + std::to_string(bytes) + " bytes, but "
+                                 + std::to_string(node.pointCount) + " points of "
                                  + std::to_string(metadata.bytesPerPoint()) + " bytes need " + std::to_string(needed));
     }
 }

@@ -58,7 +58,8 @@ TEST(RemoteStore, HttpsWithTheTestsOwnCertificateAuthority)
     GTEST_SKIP() << "HTTPS with a private authority is checked by the native build";
 #else
     ::setenv("CURL_CA_BUNDLE", webServer().ca.c_str(), 1);
-    const auto local = Octree::Octree::open(PoTree::FileSystemLocation(TestSupport::testStore("copc/1.2-with-color.copc.laz")));
+    const auto local =
+        Octree::Octree::open(PoTree::FileSystemLocation(TestSupport::testStore("copc/1.2-with-color.copc.laz")));
     const auto remote = Octree::Octree::open(Octree::WebLocation(webServer().https + "/copc/1.2-with-color.copc.laz"));
     expectSamePoints(*remote, *local);
     ::unsetenv("CURL_CA_BUNDLE");
@@ -75,8 +76,9 @@ TEST(RemoteStore, HttpsWithTheTestsOwnCertificateAuthority)
 TEST(RemoteLocation, TwoUrlsOfOneStoreAreOneLocation)
 {
     const Octree::WebLocation canonical("https://example.org/scans/site");
-    for (const char* same : {"HTTPS://Example.ORG/scans/site", "https://example.org:443/scans/site/",
-                             "https://example.org/scans/site/metadata.json", "https://example.org/scans/site/ept.json"}) {
+    for (const char* same :
+         {"HTTPS://Example.ORG/scans/site", "https://example.org:443/scans/site/",
+          "https://example.org/scans/site/metadata.json", "https://example.org/scans/site/ept.json"}) {
         EXPECT_EQ(Octree::WebLocation(same), canonical) << same;
         EXPECT_EQ(std::hash<Octree::Location>()(Octree::WebLocation(same)), std::hash<Octree::Location>()(canonical));
     }
@@ -95,7 +97,10 @@ struct Fault {
     const char* problem; // nullptr: the read succeeds
 };
 
-void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+void PrintTo(const Fault& fault, std::ostream* out)
+{
+    *out << fault.name;
+}
 
 class RemoteFault : public ::testing::TestWithParam<Fault> {};
 

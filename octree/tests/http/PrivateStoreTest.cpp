@@ -35,8 +35,14 @@ const nlohmann::json& servers()
     return json;
 }
 
-std::string secret(const char* name) { return servers()["private"][name].get<std::string>(); }
-std::string basic(const char* field) { return servers()["private"]["basic"][field].get<std::string>(); }
+std::string secret(const char* name)
+{
+    return servers()["private"][name].get<std::string>();
+}
+std::string basic(const char* field)
+{
+    return servers()["private"]["basic"][field].get<std::string>();
+}
 
 void setVariable(const char* name, const std::string& value)
 {
@@ -65,8 +71,7 @@ void clearAccess(const TestSupport::TemporaryFolder& home)
 std::string withUser(const std::string& base, const std::string& password)
 {
     const std::size_t slashes = base.find("//") + 2;
-    return base.substr(0, slashes) + basic("user") + ":" + password + "@"
-        + base.substr(slashes) + "/private";
+    return base.substr(0, slashes) + basic("user") + ":" + password + "@" + base.substr(slashes) + "/private";
 }
 
 // The permanent key without a token; the temporary key (which needs one) with a token.
@@ -86,8 +91,7 @@ struct Access {
 };
 
 const Access grantedAccess[] = {
-    {"basic authentication in the URL",
-     [](const auto&) { return withUser(servers()["http"], basic("password")); }},
+    {"basic authentication in the URL", [](const auto&) { return withUser(servers()["http"], basic("password")); }},
 #if !defined(_WIN32)
     // Wine's Schannel does not trust the tests' own certificate authority; OpenSSL's build does.
     {"basic authentication over HTTPS",
@@ -98,8 +102,7 @@ const Access grantedAccess[] = {
 #endif
     {"a password from .netrc",
      [](const TestSupport::TemporaryFolder& home) {
-         home.write(".netrc", "machine 127.0.0.1 login " + basic("user") + " password "
-                                  + basic("password") + "\n");
+         home.write(".netrc", "machine 127.0.0.1 login " + basic("user") + " password " + basic("password") + "\n");
          return servers()["http"].get<std::string>() + "/private";
      }},
     {"a bearer token from LUMARO_HTTP_HEADERS",
@@ -119,11 +122,13 @@ const Access grantedAccess[] = {
          useS3(secret("secret"), secret("region"), "");
          return "s3://" + secret("bucket");
      }},
-    {"an S3 bucket with a session token", [](const auto&) {
+    {"an S3 bucket with a session token",
+     [](const auto&) {
          useS3(secret("secret"), secret("region"), secret("token"));
          return "s3://" + secret("bucket");
      }},
-    {"an S3 bucket with keys and endpoint from the host", [](const auto&) {
+    {"an S3 bucket with keys and endpoint from the host",
+     [](const auto&) {
          Octree::RemoteAccess access;
          access.s3Credentials = Octree::S3Credentials{secret("access_key"), secret("secret"), ""};
          access.s3Region = secret("region");
@@ -183,14 +188,26 @@ TEST(PrivateStore, RefusedAccessFailsAtOnceNamingTheStoreAndNoSecret)
              return secret("bearer_url") + "/" + copc;
          },
          secret("bearer_url") + "/" + copc},
-        {"a wrong secret key", [&] { useS3("x" + secret("secret"), secret("region"), ""); return "s3://" + secret("bucket") + "/" + copc; },
+        {"a wrong secret key",
+         [&] {
+             useS3("x" + secret("secret"), secret("region"), "");
+             return "s3://" + secret("bucket") + "/" + copc;
+         },
          "s3://" + secret("bucket") + "/" + copc},
-        {"a wrong region", [&] { useS3(secret("secret"), "us-west-1", ""); return "s3://" + secret("bucket") + "/" + copc; },
+        {"a wrong region",
+         [&] {
+             useS3(secret("secret"), "us-west-1", "");
+             return "s3://" + secret("bucket") + "/" + copc;
+         },
          "s3://" + secret("bucket") + "/" + copc},
         {"a wrong session token",
-         [&] { useS3(secret("secret"), secret("region"), "x" + secret("token")); return "s3://" + secret("bucket") + "/" + copc; },
+         [&] {
+             useS3(secret("secret"), secret("region"), "x" + secret("token"));
+             return "s3://" + secret("bucket") + "/" + copc;
+         },
          "s3://" + secret("bucket") + "/" + copc},
-        {"no keys for a private bucket", [&] {
+        {"no keys for a private bucket",
+         [&] {
              setVariable("AWS_ENDPOINT_URL", secret("s3_endpoint"));
              setVariable("AWS_REGION", secret("region"));
              return "s3://" + secret("bucket") + "/" + copc;

@@ -30,13 +30,13 @@
  * from it by hosts.
  */
 #if defined(_WIN32)
-#  if defined(LUMARO_RENDER_BUILDING)
-#    define LUMARO_C_API __declspec(dllexport)
-#  else
-#    define LUMARO_C_API __declspec(dllimport)
-#  endif
+#if defined(LUMARO_RENDER_BUILDING)
+#define LUMARO_C_API __declspec(dllexport)
 #else
-#  define LUMARO_C_API __attribute__((visibility("default")))
+#define LUMARO_C_API __declspec(dllimport)
+#endif
+#else
+#define LUMARO_C_API __attribute__((visibility("default")))
 #endif
 
 #ifdef __cplusplus
@@ -76,7 +76,7 @@ LUMARO_C_API void lumaro_renderer_destroy(lumaro_renderer* renderer);
  * The cloud is owned by the renderer; NULL on failure.
  */
 LUMARO_C_API lumaro_cloud* lumaro_renderer_add_cloud(lumaro_renderer* renderer, const char* location_utf8,
-                                                    uint64_t point_budget);
+                                                     uint64_t point_budget);
 
 /**
  * The mode the points are coloured in, by the names lumaro render takes: "rgb" (the cloud's own
@@ -256,8 +256,8 @@ LUMARO_C_API int lumaro_set_http_headers(const char* header_lines);
  * to 16384) of the oblique overview on the background 0xRRGGBB, loaded down to octree level
  * `max_level`. An existing file is replaced.
  */
-LUMARO_C_API int lumaro_thumbnail(const char* location_utf8, const char* png_path_utf8, uint32_t width,
-                                  uint32_t height, uint32_t background_rgb, uint32_t max_level);
+LUMARO_C_API int lumaro_thumbnail(const char* location_utf8, const char* png_path_utf8, uint32_t width, uint32_t height,
+                                  uint32_t background_rgb, uint32_t max_level);
 
 #ifdef __cplusplus
 }

@@ -113,7 +113,8 @@ int lumaro_set_s3_access(const char* access_key_id, const char* secret_access_ke
         Octree::RemoteAccess access = Octree::remoteAccess();
         access.s3Credentials.reset();
         if (access_key_id)
-            access.s3Credentials = Octree::S3Credentials{access_key_id, secret_access_key, session_token ? session_token : ""};
+            access.s3Credentials =
+                Octree::S3Credentials{access_key_id, secret_access_key, session_token ? session_token : ""};
         access.s3Region = region ? region : "";
         access.s3Endpoint = endpoint_url ? endpoint_url : "";
         Octree::setRemoteAccess(std::move(access));
@@ -137,7 +138,8 @@ int lumaro_set_http_headers(const char* header_lines)
                 continue;
             const std::size_t colon = line.find(':');
             if (colon == std::string_view::npos || colon == 0)
-                throw std::invalid_argument("header_lines: line " + std::to_string(number) + " is not a header 'Name: value'");
+                throw std::invalid_argument("header_lines: line " + std::to_string(number)
+                                            + " is not a header 'Name: value'");
             std::string_view value = line.substr(colon + 1);
             while (!value.empty() && value.front() == ' ')
                 value.remove_prefix(1);

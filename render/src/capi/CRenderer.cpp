@@ -98,7 +98,7 @@ std::uint8_t classNumber(uint32_t classIndex)
 class Deadline {
 public:
     Deadline(std::stop_source stop, std::chrono::milliseconds timeout)
-        : m_thread([stop, timeout](std::stop_token cancelled) mutable {
+        : mThread([stop, timeout](std::stop_token cancelled) mutable {
               std::mutex mutex;
               std::condition_variable_any never;
               std::unique_lock lock(mutex);
@@ -106,20 +106,18 @@ public:
               if (!cancelled.stop_requested())
                   stop.request_stop();
           })
-    {
-    }
+    {}
 
 private:
-    std::jthread m_thread;
+    std::jthread mThread;
 };
 
 } // namespace
 
 lumaro_renderer* lumaro_renderer_create(uint32_t width, uint32_t height)
 {
-    return guarded<lumaro_renderer*>(nullptr, [&] {
-        return new lumaro_renderer(pictureSide(width, "width"), pictureSide(height, "height"));
-    });
+    return guarded<lumaro_renderer*>(
+        nullptr, [&] { return new lumaro_renderer(pictureSide(width, "width"), pictureSide(height, "height")); });
 }
 
 void lumaro_renderer_destroy(lumaro_renderer* renderer)
@@ -148,7 +146,8 @@ int lumaro_renderer_set_mode(lumaro_renderer* renderer, const char* mode)
     return withRenderer(renderer, [&](lumaro_renderer& self) {
         const Render::Coloring coloring = Render::coloringNamed(required(mode, "mode"));
         if (coloring == Render::Coloring::MeshDistance && !self.renderer.hasMeshForDistanceColorization())
-            throw std::invalid_argument("the mesh-distance mode needs a distance mesh (lumaro_renderer_set_distance_mesh)");
+            throw std::invalid_argument(
+                "the mesh-distance mode needs a distance mesh (lumaro_renderer_set_distance_mesh)");
         self.coloring = coloring;
         Render::applyColoring(self.renderer, coloring, self.renderer.boundingBox());
         return success;
@@ -236,13 +235,15 @@ int lumaro_renderer_view_top(lumaro_renderer* renderer)
     });
 }
 
-int lumaro_renderer_look_at(lumaro_renderer* renderer, const double eye[3], const double target[3], double fov_y_degrees)
+int lumaro_renderer_look_at(lumaro_renderer* renderer, const double eye[3], const double target[3],
+                            double fov_y_degrees)
 {
     return withRenderer(renderer, [&](lumaro_renderer& self) {
         const Eigen::Vector3d from = point(eye, "eye");
         const Eigen::Vector3d to = point(target, "target");
         if (!(fov_y_degrees > 0.0 && fov_y_degrees < 180.0))
-            throw std::invalid_argument("fov_y_degrees must lie between 0 and 180, not " + std::to_string(fov_y_degrees));
+            throw std::invalid_argument("fov_y_degrees must lie between 0 and 180, not "
+                                        + std::to_string(fov_y_degrees));
         const Eigen::Vector3d direction = to - from;
         if (!(direction.norm() > 0.0))
             throw std::invalid_argument("eye and target must differ");

@@ -48,7 +48,7 @@ Eigen::Vector3f leastAlignedAxis(const Eigen::Vector3f& direction)
 
 } // namespace
 
-Camera::Camera(bool isZBufferReversed) : zBufferReversed_(isZBufferReversed)
+Camera::Camera(bool isZBufferReversed) : mZBufferReversed(isZBufferReversed)
 {
     updateProducts();
     setPerspective(60.0f, 0.01f, 20000.0f, 0.0f, 0.0f);
@@ -56,12 +56,12 @@ Camera::Camera(bool isZBufferReversed) : zBufferReversed_(isZBufferReversed)
 
 float Camera::fovYDeg() const
 {
-    return fovY_ * 180.0f / pi;
+    return mFovY * 180.0f / pi;
 }
 
 bool Camera::isOrthographic() const
 {
-    return projectionMatrix_(3, 3) != 0.0f;
+    return mProjectionMatrix(3, 3) != 0.0f;
 }
 
 bool Camera::isPerspective() const
@@ -71,72 +71,72 @@ bool Camera::isPerspective() const
 
 float Camera::clearDepthValue() const
 {
-    return zBufferReversed_ ? viewport_.minDepth() : viewport_.maxDepth();
+    return mZBufferReversed ? mViewport.minDepth() : mViewport.maxDepth();
 }
 
 bool Camera::needsRedraw() const
 {
-    return needsRedrawFlag_.load();
+    return mNeedsRedrawFlag.load();
 }
 
 void Camera::setNeedsRedraw(bool needsRedraw)
 {
-    needsRedrawFlag_.exchange(needsRedraw);
+    mNeedsRedrawFlag.exchange(needsRedraw);
 }
 
 Math::Point<float, 3> Camera::eye() const
 {
-    const Eigen::Vector4f position = viewMatrix_.inverse().col(3);
+    const Eigen::Vector4f position = mViewMatrix.inverse().col(3);
     return position.hnormalized();
 }
 
 Eigen::Vector3f Camera::rightDirection() const
 {
-    return viewMatrix_.block<1, 3>(0, 0).transpose();
+    return mViewMatrix.block<1, 3>(0, 0).transpose();
 }
 
 Eigen::Vector3f Camera::upDirection() const
 {
-    return viewMatrix_.block<1, 3>(1, 0).transpose();
+    return mViewMatrix.block<1, 3>(1, 0).transpose();
 }
 
 Eigen::Vector3f Camera::viewDirection() const
 {
-    return -viewMatrix_.block<1, 3>(2, 0).transpose();
+    return -mViewMatrix.block<1, 3>(2, 0).transpose();
 }
 
 float Camera::viewportAspect() const
 {
-    return hasAspectRatio(viewport_.width(), viewport_.height()) ? static_cast<float>(viewport_.aspectRatio()) : 1.0f;
+    return hasAspectRatio(mViewport.width(), mViewport.height()) ? static_cast<float>(mViewport.aspectRatio()) : 1.0f;
 }
 
 void Camera::setViewport(std::size_t width, std::size_t height)
 {
-    const std::size_t oldWidth = viewport_.width();
-    const std::size_t oldHeight = viewport_.height();
-    viewport_.set(viewport_.x(), viewport_.y(), width, height);
+    const std::size_t oldWidth = mViewport.width();
+    const std::size_t oldHeight = mViewport.height();
+    mViewport.set(mViewport.x(), mViewport.y(), width, height);
     if (!hasAspectRatio(oldWidth, oldHeight) || !hasAspectRatio(width, height)) {
         return;
     }
     const double oldAspect = static_cast<double>(oldWidth) / static_cast<double>(oldHeight);
     const double newAspect = static_cast<double>(width) / static_cast<double>(height);
-    if (oldAspect == newAspect || !adaptProjectionToViewport_) {
+    if (oldAspect == newAspect || !mAdaptProjectionToViewport) {
         return;
     }
     // Only the horizontal scale depends on the aspect ratio (the offsets are in device units), so
     // scaling it is the same as rebuilding the projection from its parameters.
-    Eigen::Matrix4f adapted = projectionMatrix_;
+    Eigen::Matrix4f adapted = mProjectionMatrix;
     adapted(0, 0) = static_cast<float>(adapted(0, 0) * oldAspect / newAspect);
     if (isOrthographic()) {
-        horizontalExtent_ = static_cast<float>(horizontalExtent_ * newAspect / oldAspect);
+        mHorizontalExtent = static_cast<float>(mHorizontalExtent * newAspect / oldAspect);
     }
     storeProjection(adapted);
 }
 
 void Camera::setViewMatrix(const Eigen::Matrix4f& viewMatrix)
 {
-    if (viewMatrix != viewMatrix_) {
-        viewMatrix_ = viewMatrix;
+    if (viewMatrix != mViewMatrix) {
+        mViewMatrix = viewMatrix;
         updateProducts();
     }
 }
@@ -175,14 +175,14 @@ void Camera::setPose(const Math::Point<float, 3>& eye, const Math::Point<float, 
 
 void Camera::setPerspective(float fovYDeg, float zNear, float zFar, float offCenterX, float offCenterY)
 {
-    zNear_ = zNear;
-    zFar_ = zFar;
-    offCenterX_ = offCenterX;
-    offCenterY_ = offCenterY;
-    fovY_ = fovYDeg * pi / 180.0f;
-    adaptProjectionToViewport_ = true;
+    mZNear = zNear;
+    mZFar = zFar;
+    mOffCenterX = offCenterX;
+    mOffCenterY = offCenterY;
+    mFovY = fovYDeg * pi / 180.0f;
+    mAdaptProjectionToViewport = true;
 
-    const float yScale = std::cos(fovY_ / 2.0f) / std::sin(fovY_ / 2.0f);
+    const float yScale = std::cos(mFovY / 2.0f) / std::sin(mFovY / 2.0f);
     const float xScale = yScale / viewportAspect();
 
     Eigen::Matrix4f projection = Eigen::Matrix4f::Zero();
@@ -190,7 +190,7 @@ void Camera::setPerspective(float fovYDeg, float zNear, float zFar, float offCen
     projection(1, 1) = yScale;
     projection(0, 2) = offCenterX;
     projection(1, 2) = offCenterY;
-    setDepthRows(projection, zBufferReversed_ ? zFar : zNear, zBufferReversed_ ? zNear : zFar, true);
+    setDepthRows(projection, mZBufferReversed ? zFar : zNear, mZBufferReversed ? zNear : zFar, true);
     storeProjection(projection);
 }
 
@@ -203,34 +203,34 @@ void Camera::setPerspectiveOffCenter(float left, float right, float bottom, floa
                 << ", bottom " << bottom << ", top " << top << ", near " << zNear << ")";
         throw std::invalid_argument(message.str());
     }
-    zNear_ = zNear;
-    zFar_ = zFar;
-    offCenterX_ = (right + left) / (right - left);
-    offCenterY_ = (top + bottom) / (top - bottom);
-    fovY_ = 2.0f * std::atan((top - bottom) / (2.0f * zNear));
-    adaptProjectionToViewport_ = adaptToViewport;
+    mZNear = zNear;
+    mZFar = zFar;
+    mOffCenterX = (right + left) / (right - left);
+    mOffCenterY = (top + bottom) / (top - bottom);
+    mFovY = 2.0f * std::atan((top - bottom) / (2.0f * zNear));
+    mAdaptProjectionToViewport = adaptToViewport;
 
     Eigen::Matrix4f projection = Eigen::Matrix4f::Zero();
     projection(0, 0) = 2.0f * zNear / (right - left);
     projection(1, 1) = 2.0f * zNear / (top - bottom);
-    projection(0, 2) = offCenterX_;
-    projection(1, 2) = offCenterY_;
-    setDepthRows(projection, zBufferReversed_ ? zFar : zNear, zBufferReversed_ ? zNear : zFar, true);
+    projection(0, 2) = mOffCenterX;
+    projection(1, 2) = mOffCenterY;
+    setDepthRows(projection, mZBufferReversed ? zFar : zNear, mZBufferReversed ? zNear : zFar, true);
     storeProjection(projection);
 }
 
 void Camera::setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar)
 {
-    horizontalExtent_ = horizontalExtent;
-    verticalExtent_ = verticalExtent;
-    zNear_ = zNear;
-    zFar_ = zFar;
-    adaptProjectionToViewport_ = true;
+    mHorizontalExtent = horizontalExtent;
+    mVerticalExtent = verticalExtent;
+    mZNear = zNear;
+    mZFar = zFar;
+    mAdaptProjectionToViewport = true;
 
     Eigen::Matrix4f projection = Eigen::Matrix4f::Zero();
     projection(0, 0) = 2.0f / horizontalExtent;
     projection(1, 1) = 2.0f / verticalExtent;
-    setDepthRows(projection, zBufferReversed_ ? zFar : zNear, zBufferReversed_ ? zNear : zFar, false);
+    setDepthRows(projection, mZBufferReversed ? zFar : zNear, mZBufferReversed ? zNear : zFar, false);
     storeProjection(projection);
 }
 
@@ -241,9 +241,9 @@ void Camera::setOrthographic(float verticalExtent, float zNear, float zFar)
 
 void Camera::setProjection(const Eigen::Matrix4f& projection, float zNear, float zFar, bool adaptToViewport)
 {
-    zNear_ = zNear;
-    zFar_ = zFar;
-    adaptProjectionToViewport_ = adaptToViewport;
+    mZNear = zNear;
+    mZFar = zFar;
+    mAdaptProjectionToViewport = adaptToViewport;
     storeProjection(projection);
 }
 
@@ -263,40 +263,39 @@ void Camera::setZNearAndFarViaBoundingBox(const Math::NBoundingBox<float, 3>& bo
     if (isPerspective()) {
         nearZ = std::max(nearZ, smallestPerspectiveNear);
         farZ = std::max(farZ, nearZ + smallestPerspectiveDepthRange);
-        setPerspective(fovYDeg(), nearZ, farZ, offCenterX_, offCenterY_);
+        setPerspective(fovYDeg(), nearZ, farZ, mOffCenterX, mOffCenterY);
     } else {
-        setOrthographic(horizontalExtent_, verticalExtent_, nearZ, farZ);
+        setOrthographic(mHorizontalExtent, mVerticalExtent, nearZ, farZ);
     }
 }
 
 Math::Point<float, 3> Camera::unProject(std::size_t x, std::size_t y, float depth) const
 {
-    const float width = static_cast<float>(viewport_.width());
-    const float height = static_cast<float>(viewport_.height());
+    const float width = static_cast<float>(mViewport.width());
+    const float height = static_cast<float>(mViewport.height());
     const Eigen::Vector4f ndc(2.0f * static_cast<float>(x) / width - 1.0f,
                               2.0f * (height - static_cast<float>(y)) / height - 1.0f, depth, 1.0f);
-    const Eigen::Vector4f world = invViewProjectionMatrix_ * ndc;
+    const Eigen::Vector4f world = mInvViewProjectionMatrix * ndc;
     return world.hnormalized();
 }
 
 Math::Point<float, 3> Camera::project(const Math::Point<float, 3>& point) const
 {
-    const float width = static_cast<float>(viewport_.width());
-    const float height = static_cast<float>(viewport_.height());
-    const Eigen::Vector4f clip = viewProjectionMatrix_ * point.homogeneous();
+    const float width = static_cast<float>(mViewport.width());
+    const float height = static_cast<float>(mViewport.height());
+    const Eigen::Vector4f clip = mViewProjectionMatrix * point.homogeneous();
     const Eigen::Vector3f ndc = clip.hnormalized();
-    return Math::Point<float, 3>((ndc.x() + 1.0f) * width * 0.5f, height - (ndc.y() + 1.0f) * height * 0.5f,
-                                 point.z());
+    return Math::Point<float, 3>((ndc.x() + 1.0f) * width * 0.5f, height - (ndc.y() + 1.0f) * height * 0.5f, point.z());
 }
 
 Math::Frustum<float> Camera::frustum() const
 {
-    return Math::Frustum<float>(viewProjectionMatrix_);
+    return Math::Frustum<float>(mViewProjectionMatrix);
 }
 
 Math::Frustum<float> Camera::frustum(const Eigen::Matrix4f& modelMatrix) const
 {
-    return Math::Frustum<float>(viewProjectionMatrix_ * modelMatrix);
+    return Math::Frustum<float>(mViewProjectionMatrix * modelMatrix);
 }
 
 Math::Frustum<float> Camera::scaledFrustum(float scaleX, float scaleY, float scaleZ,
@@ -310,14 +309,14 @@ Math::Frustum<float> Camera::scaledFrustum(float scaleX, float scaleY, float sca
     }
     // Dividing the clip coordinates by the factors lets the unit clip volume take in that much more.
     const Eigen::Matrix4f shrink = Eigen::Vector4f(1.0f / scaleX, 1.0f / scaleY, 1.0f / scaleZ, 1.0f).asDiagonal();
-    return Math::Frustum<float>(shrink * viewProjectionMatrix_ * modelMatrix);
+    return Math::Frustum<float>(shrink * mViewProjectionMatrix * modelMatrix);
 }
 
 bool Camera::operator==(const Camera& other) const
 {
-    return viewport_ == other.viewport_ && viewMatrix_ == other.viewMatrix_
-        && projectionMatrix_ == other.projectionMatrix_ && zNear_ == other.zNear_ && zFar_ == other.zFar_
-        && zBufferReversed_ == other.zBufferReversed_;
+    return mViewport == other.mViewport && mViewMatrix == other.mViewMatrix
+        && mProjectionMatrix == other.mProjectionMatrix && mZNear == other.mZNear && mZFar == other.mZFar
+        && mZBufferReversed == other.mZBufferReversed;
 }
 
 bool Camera::operator!=(const Camera& other) const
@@ -327,16 +326,16 @@ bool Camera::operator!=(const Camera& other) const
 
 void Camera::storeProjection(const Eigen::Matrix4f& projection)
 {
-    if (projection != projectionMatrix_) {
-        projectionMatrix_ = projection;
+    if (projection != mProjectionMatrix) {
+        mProjectionMatrix = projection;
         updateProducts();
     }
 }
 
 void Camera::updateProducts()
 {
-    viewProjectionMatrix_ = projectionMatrix_ * viewMatrix_;
-    invViewProjectionMatrix_ = viewProjectionMatrix_.inverse();
+    mViewProjectionMatrix = mProjectionMatrix * mViewMatrix;
+    mInvViewProjectionMatrix = mViewProjectionMatrix.inverse();
 }
 
 } // namespace Render

@@ -21,7 +21,7 @@ bool ClipVolumes::Volume::contains(const Math::Point<double, 3>& point) const
         return box->contains(point);
     const ClipPrism& prism = std::get<ClipPrism>(shape);
     return point.z() >= prism.bottom && point.z() <= prism.top
-           && prism.footprint.contains(Math::Point<double, 2>(point.x(), point.y()));
+        && prism.footprint.contains(Math::Point<double, 2>(point.x(), point.y()));
 }
 
 Math::BoxTestResult ClipVolumes::Volume::testBox(const Math::NBoundingBox<double, 3>& box) const
@@ -51,26 +51,26 @@ bool ClipVolumes::Volume::operator==(const Volume& other) const
 
 void ClipVolumes::add(const Shape& shape, ClipEffect effect)
 {
-    if (m_volumes.size() >= maxVolumes)
+    if (mVolumes.size() >= maxVolumes)
         throw std::invalid_argument("at most " + std::to_string(maxVolumes) + " clip volumes can be drawn");
     std::size_t vertices = footprintVertices(shape);
-    for (const Volume& volume : m_volumes)
+    for (const Volume& volume : mVolumes)
         vertices += footprintVertices(volume.shape);
     if (vertices > maxFootprintVertices)
         throw std::invalid_argument("clip prisms can have at most " + std::to_string(maxFootprintVertices)
                                     + " polygon vertices together, not " + std::to_string(vertices));
     if (const auto* prism = std::get_if<ClipPrism>(&shape))
         if (!(prism->bottom <= prism->top))
-            throw std::invalid_argument("a clip prism's bottom " + std::to_string(prism->bottom) + " lies above its top "
-                                        + std::to_string(prism->top));
-    m_volumes.push_back({shape, effect});
+            throw std::invalid_argument("a clip prism's bottom " + std::to_string(prism->bottom)
+                                        + " lies above its top " + std::to_string(prism->top));
+    mVolumes.push_back({shape, effect});
 }
 
 bool ClipVolumes::draws(const Math::Point<double, 3>& point) const
 {
     bool showsInside = false;
     bool shown = false;
-    for (const Volume& volume : m_volumes) {
+    for (const Volume& volume : mVolumes) {
         if (volume.effect == ClipEffect::ShowInside) {
             showsInside = true;
             shown = shown || volume.contains(point);
@@ -85,7 +85,7 @@ bool ClipVolumes::highlights(const Math::Point<double, 3>& point) const
 {
     if (!draws(point))
         return false;
-    for (const Volume& volume : m_volumes)
+    for (const Volume& volume : mVolumes)
         if (volume.effect == ClipEffect::Highlight && volume.contains(point))
             return true;
     return false;
@@ -95,7 +95,7 @@ bool ClipVolumes::clipsAway(const Math::NBoundingBox<double, 3>& box) const
 {
     bool showsInside = false;
     bool mayBeShown = false;
-    for (const Volume& volume : m_volumes) {
+    for (const Volume& volume : mVolumes) {
         if (volume.effect == ClipEffect::ShowInside) {
             showsInside = true;
             mayBeShown = mayBeShown || volume.testBox(box) != Math::BoxTestResult::Outside;
@@ -108,7 +108,7 @@ bool ClipVolumes::clipsAway(const Math::NBoundingBox<double, 3>& box) const
 
 bool ClipVolumes::operator==(const ClipVolumes& other) const
 {
-    return m_volumes == other.m_volumes && m_highlight == other.m_highlight;
+    return mVolumes == other.mVolumes && mHighlight == other.mHighlight;
 }
 
 } // namespace Render

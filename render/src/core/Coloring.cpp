@@ -20,11 +20,20 @@ constexpr std::array<Named<Coloring>, 9> colorings{{
 
 } // namespace
 
-std::span<const Named<Coloring>> coloringNames() { return colorings; }
+std::span<const Named<Coloring>> coloringNames()
+{
+    return colorings;
+}
 
-Coloring coloringNamed(std::string_view name) { return valueNamed(coloringNames(), name, "mode"); }
+Coloring coloringNamed(std::string_view name)
+{
+    return valueNamed(coloringNames(), name, "mode");
+}
 
-std::string_view nameOf(Coloring coloring) { return nameIn(coloringNames(), coloring); }
+std::string_view nameOf(Coloring coloring)
+{
+    return nameIn(coloringNames(), coloring);
+}
 
 RenderMode renderModeOf(Coloring coloring)
 {

@@ -26,7 +26,8 @@ std::size_t walkDrawnPixels(const unsigned char* colors, std::size_t colorPitch,
     std::size_t count = 0;
     while (count < maxCount && cursor.row < height) {
         float position[4];
-        std::memcpy(position, positions + cursor.row * positionPitch + cursor.column * sizeof(position), sizeof(position));
+        std::memcpy(position, positions + cursor.row * positionPitch + cursor.column * sizeof(position),
+                    sizeof(position));
         if (position[3] > 0.0f) {
             Math::Color color;
             std::memcpy(&color, colors + cursor.row * colorPitch + cursor.column * sizeof(color), sizeof(color));

@@ -36,7 +36,8 @@ std::optional<RobustPlane> fitPlaneRobustly(const PickedPoints& points, double m
         const Math::NPlane<float, 3> candidate(normal, -normal.dot(p0));
         PickedPoints inliers;
         for (const Math::Point<float, 3>& point : points) {
-            const double distance = normal.cast<double>().dot(point.cast<double>()) + static_cast<double>(candidate.offset());
+            const double distance =
+                normal.cast<double>().dot(point.cast<double>()) + static_cast<double>(candidate.offset());
             if (distance * distance < limit)
                 inliers.push_back(point);
         }

@@ -9,23 +9,23 @@ namespace {
 constexpr std::array<Math::Color, 19> standardColors{{
     {128, 128, 128}, // 0 created, never classified
     {200, 200, 200}, // 1 unclassified
-    {160, 110, 50},  // 2 ground
+    {160, 110, 50}, // 2 ground
     {170, 230, 110}, // 3 low vegetation
-    {70, 180, 50},   // 4 medium vegetation
-    {20, 100, 30},   // 5 high vegetation
-    {225, 60, 45},   // 6 building
-    {255, 0, 255},   // 7 low point (noise)
-    {255, 220, 0},   // 8 model key point (reserved in LAS 1.4)
-    {30, 100, 230},  // 9 water
-    {130, 60, 170},  // 10 rail
-    {80, 80, 80},    // 11 road surface
+    {70, 180, 50}, // 4 medium vegetation
+    {20, 100, 30}, // 5 high vegetation
+    {225, 60, 45}, // 6 building
+    {255, 0, 255}, // 7 low point (noise)
+    {255, 220, 0}, // 8 model key point (reserved in LAS 1.4)
+    {30, 100, 230}, // 9 water
+    {130, 60, 170}, // 10 rail
+    {80, 80, 80}, // 11 road surface
     {255, 170, 200}, // 12 overlap (reserved in LAS 1.4)
     {255, 255, 150}, // 13 wire guard (shield)
-    {255, 140, 0},   // 14 wire conductor (phase)
-    {150, 40, 110},  // 15 transmission tower
-    {0, 200, 200},   // 16 wire-structure connector (insulator)
+    {255, 140, 0}, // 14 wire conductor (phase)
+    {150, 40, 110}, // 15 transmission tower
+    {0, 200, 200}, // 16 wire-structure connector (insulator)
     {160, 150, 230}, // 17 bridge deck
-    {120, 0, 0},     // 18 high noise
+    {120, 0, 0}, // 18 high noise
 }};
 
 // The classes above the standard ones step round the hue circle by the golden angle, so that
@@ -40,8 +40,8 @@ constexpr std::array<double, 5> saturations{0.95, 0.7, 0.85, 0.6, 0.8};
 PointClasses::PointClasses()
 {
     for (std::size_t c = 0; c < pointClassCount; ++c)
-        colors_[c] = defaultColor(static_cast<std::uint8_t>(c));
-    shown_.set();
+        mColors[c] = defaultColor(static_cast<std::uint8_t>(c));
+    mShown.set();
 }
 
 Math::Color PointClasses::defaultColor(std::uint8_t classIndex)
@@ -49,26 +49,26 @@ Math::Color PointClasses::defaultColor(std::uint8_t classIndex)
     if (classIndex < standardColors.size())
         return standardColors[classIndex];
     const std::size_t step = classIndex - standardColors.size();
-    return Math::Color::fromHslUv(goldenAngleDegrees * static_cast<double>(step), saturations[step % saturations.size()],
-                                  lightnesses[step % lightnesses.size()], 1.0);
+    return Math::Color::fromHslUv(goldenAngleDegrees * static_cast<double>(step),
+                                  saturations[step % saturations.size()], lightnesses[step % lightnesses.size()], 1.0);
 }
 
 void PointClasses::setColor(std::uint8_t classIndex, const Math::Color& color)
 {
-    colors_[classIndex] = color;
+    mColors[classIndex] = color;
 }
 
 void PointClasses::setShown(std::uint8_t classIndex, bool shown)
 {
-    shown_.set(classIndex, shown);
+    mShown.set(classIndex, shown);
 }
 
 void PointClasses::setAllShown(bool shown)
 {
     if (shown)
-        shown_.set();
+        mShown.set();
     else
-        shown_.reset();
+        mShown.reset();
 }
 
 } // namespace Render

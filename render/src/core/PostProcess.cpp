@@ -30,49 +30,48 @@ static_assert(sizeof(PostProcess::Constants) == 80, "constant buffers are whole 
 } // namespace
 
 PostProcess::PostProcess(const ComPtr<ID3D11Device>& device)
-    : vertexShader_(VertexShader::fromHlslResource(device, shaderName, {})),
-      pixelShader_(PixelShader::fromHlslResource(device, shaderName)),
-      constants_(device.Get(), Constants{})
-{
-}
+    : mVertexShader(VertexShader::fromHlslResource(device, shaderName, {})),
+      mPixelShader(PixelShader::fromHlslResource(device, shaderName)),
+      mConstants(device.Get(), Constants{})
+{}
 
 PostProcess::~PostProcess() = default;
 
 void PostProcess::setViewport(const Viewport& viewport)
 {
-    Constants& constants = constants_.modify();
+    Constants& constants = mConstants.modify();
     constants.width = static_cast<float>(viewport.width());
     constants.height = static_cast<float>(viewport.height());
 }
 
 void PostProcess::setBrightness(float brightness)
 {
-    constants_.modify().brightness = brightness;
+    mConstants.modify().brightness = brightness;
 }
 
 void PostProcess::setContrast(float contrast)
 {
-    constants_.modify().contrast = contrast;
+    mConstants.modify().contrast = contrast;
 }
 
 void PostProcess::setOpacity(float opacity)
 {
-    constants_.modify().opacity = opacity;
+    mConstants.modify().opacity = opacity;
 }
 
 void PostProcess::setBackgroundColor(const Math::Color& color)
 {
-    constants_.modify().backgroundColor = color.toFloats();
+    mConstants.modify().backgroundColor = color.toFloats();
 }
 
 void PostProcess::setRenderMode(RenderMode mode)
 {
-    constants_.modify().renderMode = static_cast<std::int32_t>(mode);
+    mConstants.modify().renderMode = static_cast<std::int32_t>(mode);
 }
 
 void PostProcess::setEyeDomeLighting(const EyeDomeLighting& lighting)
 {
-    Constants& constants = constants_.modify();
+    Constants& constants = mConstants.modify();
     constants.edlStrength = lighting.enabled ? lighting.strength : 0.0f;
     constants.edlRadius = lighting.radius;
 }
@@ -85,7 +84,7 @@ void PostProcess::setProjection(const Eigen::Matrix4f& projection)
     // Called every frame: only a change is uploaded.
     if (rows == constants().depthRows && orthographicScale == constants().edlOrthographicScale)
         return;
-    Constants& constants = constants_.modify();
+    Constants& constants = mConstants.modify();
     constants.depthRows = rows;
     constants.edlOrthographicScale = orthographicScale;
 }
@@ -94,23 +93,23 @@ void PostProcess::setNormalizeSplats(bool normalize)
 {
     if ((constants().normalizeSplats != 0) == normalize)
         return;
-    constants_.modify().normalizeSplats = normalize ? 1 : 0;
+    mConstants.modify().normalizeSplats = normalize ? 1 : 0;
 }
 
 void PostProcess::draw(ID3D11DeviceContext* context)
 {
-    vertexShader_.begin(context);
-    pixelShader_.begin(context);
+    mVertexShader.begin(context);
+    mPixelShader.begin(context);
     // Throws when still bound; uploads only constants that changed since the last draw.
-    constants_.begin(context, ShaderConfiguration::Pixel, constantBufferSlot);
+    mConstants.begin(context, ShaderConfiguration::Pixel, constantBufferSlot);
 
     // The vertex shader makes a screen-covering strip from SV_VertexID alone.
     context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
     context->DrawInstanced(4, 1, 0, 0);
 
-    vertexShader_.end(context);
-    pixelShader_.end(context);
-    constants_.end(context);
+    mVertexShader.end(context);
+    mPixelShader.end(context);
+    mConstants.end(context);
 }
 
 } // namespace Render

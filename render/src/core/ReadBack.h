@@ -17,26 +17,25 @@ namespace Render {
 class ScopedMap {
 public:
     ScopedMap(ID3D11DeviceContext* context, const Texture2d& texture)
-        : context_(context), texture_(texture), mapped_(texture.map(context, D3D11_MAP_READ, 0))
-    {
-    }
+        : mContext(context), mTexture(texture), mMapped(texture.map(context, D3D11_MAP_READ, 0))
+    {}
     ScopedMap(const ScopedMap&) = delete;
     ScopedMap& operator=(const ScopedMap&) = delete;
-    ~ScopedMap() { texture_.unMap(context_, 0); }
+    ~ScopedMap() { mTexture.unMap(mContext, 0); }
 
-    const D3D11_MAPPED_SUBRESOURCE& mapped() const { return mapped_; }
+    const D3D11_MAPPED_SUBRESOURCE& mapped() const { return mMapped; }
 
 private:
-    ID3D11DeviceContext* context_;
-    const Texture2d& texture_;
-    D3D11_MAPPED_SUBRESOURCE mapped_;
+    ID3D11DeviceContext* mContext;
+    const Texture2d& mTexture;
+    D3D11_MAPPED_SUBRESOURCE mMapped;
 };
 
 template <typename Read>
 void Renderer::readBack(const Texture2d& staging, const Texture2d& target, Read&& read)
 {
-    staging.copy(deviceContext_.Get(), target);
-    const ScopedMap map(deviceContext_.Get(), staging);
+    staging.copy(mDeviceContext.Get(), target);
+    const ScopedMap map(mDeviceContext.Get(), staging);
     read(map.mapped());
 }
 

@@ -36,32 +36,31 @@ constexpr unsigned maxRenderTargets = D3D11_SIMULTANEOUS_RENDER_TARGET_COUNT;
 } // namespace
 
 RenderPass::RenderPass(const ComPtr<ID3D11Device>& device, unsigned width, unsigned height)
-    : device_(device), width_(width), height_(height)
-{
-}
+    : mDevice(device), mWidth(width), mHeight(height)
+{}
 
 RenderPass::RenderPass(RenderPass&& other) noexcept
-    : targets_(std::move(other.targets_)),
-      renderTargetOrder_(std::move(other.renderTargetOrder_)),
-      depthBuffer_(std::move(other.depthBuffer_)),
-      width_(other.width_),
-      height_(other.height_)
+    : mTargets(std::move(other.mTargets)),
+      mRenderTargetOrder(std::move(other.mRenderTargetOrder)),
+      mDepthBuffer(std::move(other.mDepthBuffer)),
+      mWidth(other.mWidth),
+      mHeight(other.mHeight)
 {
-    moveComPtr(device_, other.device_);
-    other.depthBuffer_.reset();
+    moveComPtr(mDevice, other.mDevice);
+    other.mDepthBuffer.reset();
 }
 
 RenderPass& RenderPass::operator=(RenderPass&& other) noexcept
 {
     if (this == &other)
         return *this;
-    targets_ = std::move(other.targets_);
-    renderTargetOrder_ = std::move(other.renderTargetOrder_);
-    depthBuffer_ = std::move(other.depthBuffer_);
-    other.depthBuffer_.reset();
-    moveComPtr(device_, other.device_);
-    width_ = other.width_;
-    height_ = other.height_;
+    mTargets = std::move(other.mTargets);
+    mRenderTargetOrder = std::move(other.mRenderTargetOrder);
+    mDepthBuffer = std::move(other.mDepthBuffer);
+    other.mDepthBuffer.reset();
+    moveComPtr(mDevice, other.mDevice);
+    mWidth = other.mWidth;
+    mHeight = other.mHeight;
     return *this;
 }
 
@@ -74,23 +73,23 @@ std::size_t RenderPass::addRenderTarget(const std::string& name, DXGI_FORMAT for
 
 std::size_t RenderPass::addRenderTarget(const std::string& name, D3D11_TEXTURE2D_DESC desc)
 {
-    if (targets_.contains(name))
+    if (mTargets.contains(name))
         throw std::invalid_argument("RenderPass: a render target named \"" + name + "\" exists already");
-    if (renderTargetOrder_.size() == maxRenderTargets)
-        throw std::invalid_argument("RenderPass: no room for render target \"" + name + "\" (at most " +
-                                    std::to_string(maxRenderTargets) + ")");
+    if (mRenderTargetOrder.size() == maxRenderTargets)
+        throw std::invalid_argument("RenderPass: no room for render target \"" + name + "\" (at most "
+                                    + std::to_string(maxRenderTargets) + ")");
     desc.BindFlags |= D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE;
-    RenderTarget target{Texture2d(device_.Get(), desc, width_, height_, desc.ArraySize), {}, {}};
+    RenderTarget target{Texture2d(mDevice.Get(), desc, mWidth, mHeight, desc.ArraySize), {}, {}};
     createTargetViews(target, {0.0f, 0.0f, 0.0f, 0.0f});
-    targets_.emplace(name, std::move(target));
-    renderTargetOrder_.push_back(name);
-    return renderTargetOrder_.size() - 1;
+    mTargets.emplace(name, std::move(target));
+    mRenderTargetOrder.push_back(name);
+    return mRenderTargetOrder.size() - 1;
 }
 
 void RenderPass::addDepthBuffer(unsigned clearFlags, float clearDepth, unsigned char clearStencil)
 {
-    depthBuffer_.emplace();
-    depthBuffer_->texture = Texture2d(device_.Get(), depthBufferDesc(), width_, height_, 1);
+    mDepthBuffer.emplace();
+    mDepthBuffer->texture = Texture2d(mDevice.Get(), depthBufferDesc(), mWidth, mHeight, 1);
     createDepthViews(clearFlags, clearDepth, clearStencil);
 }
 
@@ -102,8 +101,8 @@ void RenderPass::createTargetViews(RenderTarget& target, const std::array<float,
         target.shaderResourceView = ShaderResourceView();
         return;
     }
-    target.renderTargetView = RenderTargetView(device_.Get(), target.texture.get(), clearValue);
-    target.shaderResourceView = ShaderResourceView(device_.Get(), target.texture.get(), nullptr);
+    target.renderTargetView = RenderTargetView(mDevice.Get(), target.texture.get(), clearValue);
+    target.shaderResourceView = ShaderResourceView(mDevice.Get(), target.texture.get(), nullptr);
 }
 
 void RenderPass::createDepthViews(unsigned clearFlags, float clearDepth, unsigned char clearStencil)
@@ -116,26 +115,26 @@ void RenderPass::createDepthViews(unsigned clearFlags, float clearDepth, unsigne
         return;
     }
     buffer.depthStencilView =
-        DepthStencilView(device_.Get(), buffer.texture.get(), clearFlags, clearDepth, clearStencil);
+        DepthStencilView(mDevice.Get(), buffer.texture.get(), clearFlags, clearDepth, clearStencil);
     D3D11_SHADER_RESOURCE_VIEW_DESC viewDesc{};
     viewDesc.Format = DXGI_FORMAT_R32_FLOAT;
     viewDesc.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
     viewDesc.Texture2D.MipLevels = 1;
-    buffer.shaderResourceView = ShaderResourceView(device_.Get(), buffer.texture.get(), &viewDesc);
+    buffer.shaderResourceView = ShaderResourceView(mDevice.Get(), buffer.texture.get(), &viewDesc);
 }
 
 void RenderPass::setViewport(unsigned width, unsigned height)
 {
     // A view still bound would keep its old texture in the context and lose its binding record.
     const auto isBound = [](const ShaderResourceView& view) { return view.stages() != ShaderConfiguration{}; };
-    const bool targetBound = std::any_of(targets_.begin(), targets_.end(),
+    const bool targetBound = std::any_of(mTargets.begin(), mTargets.end(),
                                          [&](const auto& entry) { return isBound(entry.second.shaderResourceView); });
-    if (targetBound || (depthBuffer_ && isBound(depthBuffer_->shaderResourceView)))
+    if (targetBound || (mDepthBuffer && isBound(mDepthBuffer->shaderResourceView)))
         throw std::logic_error("Error: end call is missing");
-    width_ = width;
-    height_ = height;
-    for (const std::string& name : renderTargetOrder_) {
-        RenderTarget& target = targets_.at(name);
+    mWidth = width;
+    mHeight = height;
+    for (const std::string& name : mRenderTargetOrder) {
+        RenderTarget& target = mTargets.at(name);
         const std::array<float, 4> clearValue = target.renderTargetView.clearValue();
         // Release the old views before their texture, and the texture before creating anew, so
         // that a large pass is never held twice.
@@ -143,16 +142,16 @@ void RenderPass::setViewport(unsigned width, unsigned height)
         target.renderTargetView = RenderTargetView();
         const D3D11_TEXTURE2D_DESC desc = target.texture.desc();
         target.texture = Texture2d();
-        target.texture = Texture2d(device_.Get(), desc, width, height, desc.ArraySize);
+        target.texture = Texture2d(mDevice.Get(), desc, width, height, desc.ArraySize);
         createTargetViews(target, clearValue);
     }
-    if (depthBuffer_) {
-        const DepthStencilView& view = depthBuffer_->depthStencilView;
+    if (mDepthBuffer) {
+        const DepthStencilView& view = mDepthBuffer->depthStencilView;
         const unsigned clearFlags = view.clearFlags();
         const float clearDepth = view.depthClearValue();
         const unsigned char clearStencil = view.stencilClearValue();
-        depthBuffer_.emplace();
-        depthBuffer_->texture = Texture2d(device_.Get(), depthBufferDesc(), width, height, 1);
+        mDepthBuffer.emplace();
+        mDepthBuffer->texture = Texture2d(mDevice.Get(), depthBufferDesc(), width, height, 1);
         createDepthViews(clearFlags, clearDepth, clearStencil);
     }
 }
@@ -180,18 +179,18 @@ void RenderPass::begin(ID3D11DeviceContext* context)
 void RenderPass::beginWithDepthOf(ID3D11DeviceContext* context, const RenderPass& depthSource)
 {
     ID3D11RenderTargetView* views[maxRenderTargets] = {};
-    for (std::size_t slot = 0; slot < renderTargetOrder_.size(); ++slot)
-        views[slot] = targets_.at(renderTargetOrder_[slot]).renderTargetView.get();
-    const std::optional<DepthBuffer>& depth = depthSource.depthBuffer_;
+    for (std::size_t slot = 0; slot < mRenderTargetOrder.size(); ++slot)
+        views[slot] = mTargets.at(mRenderTargetOrder[slot]).renderTargetView.get();
+    const std::optional<DepthBuffer>& depth = depthSource.mDepthBuffer;
     ID3D11DepthStencilView* depthView = depth ? depth->depthStencilView.get() : nullptr;
-    context->OMSetRenderTargets(static_cast<UINT>(renderTargetOrder_.size()), views, depthView);
+    context->OMSetRenderTargets(static_cast<UINT>(mRenderTargetOrder.size()), views, depthView);
 }
 
 void RenderPass::end(ID3D11DeviceContext* context)
 {
     context->Flush();
     ID3D11RenderTargetView* none[maxRenderTargets] = {};
-    context->OMSetRenderTargets(static_cast<UINT>(renderTargetOrder_.size()), none, nullptr);
+    context->OMSetRenderTargets(static_cast<UINT>(mRenderTargetOrder.size()), none, nullptr);
 }
 
 void RenderPass::clear(ID3D11DeviceContext* context, const std::string& name)
@@ -203,10 +202,10 @@ void RenderPass::clear(ID3D11DeviceContext* context, const std::string& name)
 
 void RenderPass::clearAllRenderTargets(ID3D11DeviceContext* context, bool clearDepth)
 {
-    for (const std::string& name : renderTargetOrder_)
+    for (const std::string& name : mRenderTargetOrder)
         clear(context, name);
-    if (clearDepth && depthBuffer_ && depthBuffer_->depthStencilView.get() != nullptr)
-        depthBuffer_->depthStencilView.clear(context);
+    if (clearDepth && mDepthBuffer && mDepthBuffer->depthStencilView.get() != nullptr)
+        mDepthBuffer->depthStencilView.clear(context);
 }
 
 void RenderPass::bindTexture(ID3D11DeviceContext* context, const std::string& name, ShaderConfiguration stages,
@@ -237,32 +236,32 @@ const Texture2d& RenderPass::texture(const std::string& name) const
 
 const Texture2d& RenderPass::depthTexture() const
 {
-    if (!depthBuffer_)
+    if (!mDepthBuffer)
         throw std::logic_error("RenderPass: the pass has no depth buffer");
-    return depthBuffer_->texture;
+    return mDepthBuffer->texture;
 }
 
 RenderPass::RenderTarget& RenderPass::target(const std::string& name)
 {
-    const auto found = targets_.find(name);
-    if (found == targets_.end())
+    const auto found = mTargets.find(name);
+    if (found == mTargets.end())
         throw std::invalid_argument("RenderPass: no render target named \"" + name + "\"");
     return found->second;
 }
 
 const RenderPass::RenderTarget& RenderPass::target(const std::string& name) const
 {
-    const auto found = targets_.find(name);
-    if (found == targets_.end())
+    const auto found = mTargets.find(name);
+    if (found == mTargets.end())
         throw std::invalid_argument("RenderPass: no render target named \"" + name + "\"");
     return found->second;
 }
 
 RenderPass::DepthBuffer& RenderPass::depth()
 {
-    if (!depthBuffer_)
+    if (!mDepthBuffer)
         throw std::logic_error("RenderPass: the pass has no depth buffer");
-    return *depthBuffer_;
+    return *mDepthBuffer;
 }
 
 } // namespace Render

@@ -40,7 +40,7 @@ float zAngleBetween(const Eigen::Vector3f& from, const Eigen::Vector3f& to)
 
 } // namespace
 
-Renderable::Renderable(std::string name) : name_(std::move(name)) {}
+Renderable::Renderable(std::string name) : mName(std::move(name)) {}
 
 Renderable::Renderable(const Renderable& other) = default;
 
@@ -86,7 +86,7 @@ void Renderable::renderSplats() {}
 
 void Renderable::render()
 {
-    needsRedrawFlag_.store(false);
+    mNeedsRedrawFlag.store(false);
 }
 
 std::optional<Math::Color> Renderable::backgroundColor()
@@ -107,82 +107,82 @@ void Renderable::brightnessAndContrast(float, float, float& brightness, float& c
 
 void Renderable::setMatrix(const Eigen::Matrix4f& matrix)
 {
-    if (matrix == matrix_)
+    if (matrix == mMatrix)
         return;
-    matrix_ = matrix;
+    mMatrix = matrix;
     invalidateWorldMatrix();
     setNeedsRedraw(true);
 }
 
 Eigen::Matrix4f Renderable::matrix()
 {
-    return matrix_;
+    return mMatrix;
 }
 
 Eigen::Matrix4f Renderable::worldMatrix()
 {
-    if (worldMatrixDirty_) {
-        if (const std::shared_ptr<Renderable> parent = parent_.lock())
-            worldMatrixCache_ = parent->worldMatrix() * matrix_;
+    if (mWorldMatrixDirty) {
+        if (const std::shared_ptr<Renderable> parent = mParent.lock())
+            mWorldMatrixCache = parent->worldMatrix() * mMatrix;
         else
-            worldMatrixCache_ = matrix_;
-        worldMatrixDirty_ = false;
+            mWorldMatrixCache = mMatrix;
+        mWorldMatrixDirty = false;
     }
-    return worldMatrixCache_;
+    return mWorldMatrixCache;
 }
 
 void Renderable::invalidateWorldMatrix()
 {
-    worldMatrixDirty_ = true;
+    mWorldMatrixDirty = true;
     setNeedsRedraw(true);
 }
 
 void Renderable::setVisible(bool visible)
 {
-    if (visible == visible_)
+    if (visible == mVisible)
         return;
-    visible_ = visible;
+    mVisible = visible;
     setNeedsRedraw(true);
 }
 
 void Renderable::setNeedsRedraw(bool needsRedraw)
 {
-    needsRedrawFlag_.store(needsRedraw);
+    mNeedsRedrawFlag.store(needsRedraw);
 }
 
 bool Renderable::needsRedraw() const
 {
-    return needsRedrawFlag_.load();
+    return mNeedsRedrawFlag.load();
 }
 
 void Renderable::setSelected(bool selected)
 {
-    if (selected == selected_)
+    if (selected == mSelected)
         return;
-    selected_ = selected;
+    mSelected = selected;
     setNeedsRedraw(true);
 }
 
 std::string Renderable::name() const
 {
-    return name_;
+    return mName;
 }
 
 void Renderable::setName(const std::string& name)
 {
-    name_ = name;
+    mName = name;
 }
 
 std::shared_ptr<Renderable> Renderable::parent() const
 {
-    return parent_.lock();
+    return mParent.lock();
 }
 
 void Renderable::setParent(std::weak_ptr<Renderable> parent)
 {
-    parent_ = std::move(parent);
+    mParent = std::move(parent);
     // The cached world matrix was composed with the old parent's.
-    worldMatrixDirty_ = true;
+    mWorldMatrixDirty = true;
 }
 
 Eigen::Matrix4f Renderable::invWorldMatrix()

@@ -76,14 +76,14 @@ D3D11_TEXTURE2D_DESC stagingDesc(DXGI_FORMAT format)
 } // namespace
 
 Renderer::Renderer(bool isZBufferReversed)
-    : camera_(std::make_shared<Camera>(isZBufferReversed)),
-      scenePass_(nullptr, initialWidth, initialHeight),
-      outputPass_(nullptr, initialWidth, initialHeight)
+    : mCamera(std::make_shared<Camera>(isZBufferReversed)),
+      mScenePass(nullptr, initialWidth, initialHeight),
+      mOutputPass(nullptr, initialWidth, initialHeight)
 {
     // No feature-level list: the runtime tries its own default levels, and we check the result.
     throwIfFailed(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
-                                    &device_, nullptr, &deviceContext_));
-    if (device_->GetFeatureLevel() < D3D_FEATURE_LEVEL_11_0)
+                                    &mDevice, nullptr, &mDeviceContext));
+    if (mDevice->GetFeatureLevel() < D3D_FEATURE_LEVEL_11_0)
         throw std::runtime_error("needs at least a DirectX 11.0 graphics card");
 
     setOrthographic(2.0f, 2.0f, -1.0f, 1.0f);
@@ -91,35 +91,35 @@ Renderer::Renderer(bool isZBufferReversed)
 
     const auto width = static_cast<unsigned>(viewport().width());
     const auto height = static_cast<unsigned>(viewport().height());
-    scenePass_ = RenderPass(device_, width, height);
-    scenePass_.addDepthBuffer(D3D11_CLEAR_DEPTH, camera_->clearDepthValue(), 0);
-    scenePass_.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
-    scenePass_.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
-    scenePass_.addRenderTarget("exactWorldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
-    scenePass_.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
-    scenePass_.setClearValue("exactWorldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
-    outputPass_ = RenderPass(device_, width, height);
-    outputPass_.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
-    outputPass_.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
-    outputPass_.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+    mScenePass = RenderPass(mDevice, width, height);
+    mScenePass.addDepthBuffer(D3D11_CLEAR_DEPTH, mCamera->clearDepthValue(), 0);
+    mScenePass.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
+    mScenePass.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    mScenePass.addRenderTarget("exactWorldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    mScenePass.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+    mScenePass.setClearValue("exactWorldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
+    mOutputPass = RenderPass(mDevice, width, height);
+    mOutputPass.addRenderTarget("color", DXGI_FORMAT_B8G8R8A8_UNORM);
+    mOutputPass.addRenderTarget("worldPosition", DXGI_FORMAT_R32G32B32A32_FLOAT);
+    mOutputPass.setClearValue("worldPosition", 0.0f, 0.0f, 0.0f, 0.0f);
 
-    const bool reversed = camera_->isZBufferReversed();
-    depthWriteState_ = DepthStencilState(device_.Get(), reversed, true, true);
-    depthReadOnlyState_ = DepthStencilState(device_.Get(), reversed, true, false);
-    alphaBlendState_ = BlendState(device_.Get(), alphaBlendDesc());
-    opaqueBlendState_ = BlendState(device_.Get(), opaqueBlendDesc());
-    additiveBlendState_ = BlendState(device_.Get(), additiveBlendDesc());
-    depthOnlyBlendState_ = BlendState(device_.Get(), depthOnlyBlendDesc());
-    rasterizerState_ = RasterizerState(device_.Get(), rasterizerDesc());
+    const bool reversed = mCamera->isZBufferReversed();
+    mDepthWriteState = DepthStencilState(mDevice.Get(), reversed, true, true);
+    mDepthReadOnlyState = DepthStencilState(mDevice.Get(), reversed, true, false);
+    mAlphaBlendState = BlendState(mDevice.Get(), alphaBlendDesc());
+    mOpaqueBlendState = BlendState(mDevice.Get(), opaqueBlendDesc());
+    mAdditiveBlendState = BlendState(mDevice.Get(), additiveBlendDesc());
+    mDepthOnlyBlendState = BlendState(mDevice.Get(), depthOnlyBlendDesc());
+    mRasterizerState = RasterizerState(mDevice.Get(), rasterizerDesc());
 
     createStagingTextures(viewport().width(), viewport().height());
-    postProcess_ = PostProcess(device_);
+    mPostProcess = PostProcess(mDevice);
 }
 
 Renderer::~Renderer()
 {
-    if (scene_)
-        scene_->deinit();
+    if (mScene)
+        mScene->deinit();
     forgetLoadingSettings(id());
 }
 
@@ -128,26 +128,26 @@ void Renderer::createStagingTextures(std::size_t width, std::size_t height)
     // A texture of zero width or height stays empty instead of failing.
     const auto w = static_cast<unsigned>(width);
     const auto h = static_cast<unsigned>(height);
-    colorStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_B8G8R8A8_UNORM), w, h, 1);
-    depthStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_D32_FLOAT), w, h, 1);
-    worldPositionStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
-    exactWorldPositionStaging_ = Texture2d(device_.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
+    mColorStaging = Texture2d(mDevice.Get(), stagingDesc(DXGI_FORMAT_B8G8R8A8_UNORM), w, h, 1);
+    mDepthStaging = Texture2d(mDevice.Get(), stagingDesc(DXGI_FORMAT_D32_FLOAT), w, h, 1);
+    mWorldPositionStaging = Texture2d(mDevice.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
+    mExactWorldPositionStaging = Texture2d(mDevice.Get(), stagingDesc(DXGI_FORMAT_R32G32B32A32_FLOAT), w, h, 1);
 }
 
 void Renderer::setScene(std::shared_ptr<Renderable> scene)
 {
     if (!scene)
         throw std::invalid_argument("Renderer::setScene: the scene must not be empty");
-    if (scene_)
-        scene_->deinit();
-    scene_ = std::move(scene);
-    scene_->init(id(), camera_, device_, deviceContext_);
-    scene_->onUpdateRenderMode(renderMode_);
-    scene_->onUpdateTomographicColor(tomographicColor_);
-    scene_->onUpdateColorMap(colorMap_);
-    scene_->onUpdateUseSignedDistance(useSignedDistance_);
-    scene_->onUpdateColorMapRange(minDistance_, maxDistance_);
-    scene_->onUpdatePointClasses(pointClasses_);
+    if (mScene)
+        mScene->deinit();
+    mScene = std::move(scene);
+    mScene->init(id(), mCamera, mDevice, mDeviceContext);
+    mScene->onUpdateRenderMode(mRenderMode);
+    mScene->onUpdateTomographicColor(mTomographicColor);
+    mScene->onUpdateColorMap(mColorMap);
+    mScene->onUpdateUseSignedDistance(mUseSignedDistance);
+    mScene->onUpdateColorMapRange(mMinDistance, mMaxDistance);
+    mScene->onUpdatePointClasses(mPointClasses);
 }
 
 void Renderer::setViewport(std::size_t width, std::size_t height)
@@ -156,27 +156,27 @@ void Renderer::setViewport(std::size_t width, std::size_t height)
         return;
     // Checked before anything changes, so that a refused size leaves the renderer as it was.
     if (width > D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION || height > D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION)
-        throw std::invalid_argument("Renderer::setViewport: " + std::to_string(width) + " x " +
-                                    std::to_string(height) + " exceeds the largest texture size of " +
-                                    std::to_string(D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION));
-    camera_->setViewport(width, height);
-    scenePass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
-    outputPass_.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
-    if (splatPass_)
-        splatPass_->setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+        throw std::invalid_argument("Renderer::setViewport: " + std::to_string(width) + " x " + std::to_string(height)
+                                    + " exceeds the largest texture size of "
+                                    + std::to_string(D3D11_REQ_TEXTURE2D_U_OR_V_DIMENSION));
+    mCamera->setViewport(width, height);
+    mScenePass.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+    mOutputPass.setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
+    if (mSplatPass)
+        mSplatPass->setViewport(static_cast<unsigned>(width), static_cast<unsigned>(height));
     createStagingTextures(width, height);
-    if (scene_) {
-        scene_->onUpdateViewport(camera_);
-        scene_->onUpdateProjectionMatrix(camera_);
+    if (mScene) {
+        mScene->onUpdateViewport(mCamera);
+        mScene->onUpdateProjectionMatrix(mCamera);
     }
-    postProcess_.setViewport(viewport());
-    postProcess_.markDirty();
+    mPostProcess.setViewport(viewport());
+    mPostProcess.markDirty();
     requestRedraw();
 }
 
 const Viewport& Renderer::viewport() const
 {
-    return std::as_const(*camera_).viewport();
+    return std::as_const(*mCamera).viewport();
 }
 
 double Renderer::aspectRatio() const
@@ -190,18 +190,17 @@ bool Renderer::changeSetting(Stored&& stored, const Value& value, NotifyScene&& 
     if (stored == value)
         return false;
     stored = value;
-    if (scene_)
-        notifyScene(*scene_);
+    if (mScene)
+        notifyScene(*mScene);
     requestRedraw();
     return true;
 }
 
-void Renderer::changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float),
-                                        float value)
+void Renderer::changePostProcessSetting(float (PostProcess::*get)() const, void (PostProcess::*set)(float), float value)
 {
-    if (value == (postProcess_.*get)())
+    if (value == (mPostProcess.*get)())
         return;
-    (postProcess_.*set)(value);
+    (mPostProcess.*set)(value);
     requestRedraw();
 }
 
@@ -213,68 +212,68 @@ void Renderer::setBackgroundColor(unsigned char r, unsigned char g, unsigned cha
 void Renderer::setBackgroundColor(const Math::Color& color)
 {
     // The scene is not told: the background reaches the frame through post-processing only.
-    if (changeSetting(backgroundColor_, color, [](Renderable&) {}))
-        postProcess_.setBackgroundColor(color);
+    if (changeSetting(mBackgroundColor, color, [](Renderable&) {}))
+        mPostProcess.setBackgroundColor(color);
 }
 
 template <class Change>
 void Renderer::changeView(Change&& change)
 {
-    const Eigen::Matrix4f before = camera_->viewMatrix();
+    const Eigen::Matrix4f before = mCamera->viewMatrix();
     change();
-    if (camera_->viewMatrix() == before)
+    if (mCamera->viewMatrix() == before)
         return;
     updateZRangeIfNeeded();
-    if (scene_)
-        scene_->onUpdateViewMatrix(camera_);
+    if (mScene)
+        mScene->onUpdateViewMatrix(mCamera);
     requestRedraw();
 }
 
 template <class Change>
 void Renderer::changeProjection(Change&& change, bool adjustZRange)
 {
-    const Eigen::Matrix4f before = camera_->projectionMatrix();
+    const Eigen::Matrix4f before = mCamera->projectionMatrix();
     change();
-    if (camera_->projectionMatrix() == before)
+    if (mCamera->projectionMatrix() == before)
         return;
     if (adjustZRange)
         updateZRangeIfNeeded();
-    if (scene_)
-        scene_->onUpdateProjectionMatrix(camera_);
+    if (mScene)
+        mScene->onUpdateProjectionMatrix(mCamera);
     requestRedraw();
 }
 
 void Renderer::setCameraPose(const Math::Point<float, 3>& eye, const Eigen::Vector3f& viewDirection,
                              const Eigen::Vector3f& up)
 {
-    changeView([&] { camera_->setPose(eye, viewDirection, up); });
+    changeView([&] { mCamera->setPose(eye, viewDirection, up); });
 }
 
 void Renderer::setCameraPose(const Math::Point<float, 3>& eye, const Math::Point<float, 3>& target,
                              const Eigen::Vector3f& up)
 {
-    changeView([&] { camera_->setPose(eye, target, up); });
+    changeView([&] { mCamera->setPose(eye, target, up); });
 }
 
 void Renderer::setViewMatrix(const Eigen::Matrix4f& viewMatrix)
 {
-    changeView([&] { camera_->setViewMatrix(viewMatrix); });
+    changeView([&] { mCamera->setViewMatrix(viewMatrix); });
 }
 
 void Renderer::setPerspective(float fovYDeg, float zNear, float zFar, float offCenterX, float offCenterY)
 {
-    changeProjection([&] { camera_->setPerspective(fovYDeg, zNear, zFar, offCenterX, offCenterY); }, true);
+    changeProjection([&] { mCamera->setPerspective(fovYDeg, zNear, zFar, offCenterX, offCenterY); }, true);
 }
 
 void Renderer::setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar,
                                        bool flag)
 {
-    changeProjection([&] { camera_->setPerspectiveOffCenter(left, right, bottom, top, zNear, zFar, flag); }, true);
+    changeProjection([&] { mCamera->setPerspectiveOffCenter(left, right, bottom, top, zNear, zFar, flag); }, true);
 }
 
 void Renderer::setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar)
 {
-    changeProjection([&] { camera_->setOrthographic(horizontalExtent, verticalExtent, zNear, zFar); }, true);
+    changeProjection([&] { mCamera->setOrthographic(horizontalExtent, verticalExtent, zNear, zFar); }, true);
 }
 
 void Renderer::setOrthographic(float verticalExtent, float zNear, float zFar)
@@ -286,52 +285,52 @@ void Renderer::setOrthographic(float verticalExtent, float zNear, float zFar)
 
 void Renderer::setProjection(const Eigen::Matrix4f& projection, float zNear, float zFar, bool flag)
 {
-    changeProjection([&] { camera_->setProjection(projection, zNear, zFar, flag); }, true);
+    changeProjection([&] { mCamera->setProjection(projection, zNear, zFar, flag); }, true);
 }
 
 void Renderer::setZNearAndFarViaBoundingBox(const Math::NBoundingBox<float, 3>& box)
 {
-    changeProjection([&] { camera_->setZNearAndFarViaBoundingBox(box); }, false);
+    changeProjection([&] { mCamera->setZNearAndFarViaBoundingBox(box); }, false);
 }
 
 Math::Point<float, 3> Renderer::eye()
 {
-    return camera_->eye();
+    return mCamera->eye();
 }
 
 Eigen::Vector3f Renderer::rightDirection()
 {
-    return camera_->rightDirection();
+    return mCamera->rightDirection();
 }
 
 Eigen::Vector3f Renderer::upDirection()
 {
-    return camera_->upDirection();
+    return mCamera->upDirection();
 }
 
 Eigen::Vector3f Renderer::viewDirection()
 {
-    return camera_->viewDirection();
+    return mCamera->viewDirection();
 }
 
 const Eigen::Matrix4f& Renderer::viewMatrix() const
 {
-    return camera_->viewMatrix();
+    return mCamera->viewMatrix();
 }
 
 const Eigen::Matrix4f& Renderer::projectionMatrix() const
 {
-    return camera_->projectionMatrix();
+    return mCamera->projectionMatrix();
 }
 
 Eigen::Matrix4f Renderer::modelViewProjectionMatrix()
 {
-    return camera_->viewProjectionMatrix() * modelMatrix_;
+    return mCamera->viewProjectionMatrix() * mModelMatrix;
 }
 
 bool Renderer::isOrthographic() const
 {
-    return camera_->projectionMatrix()(3, 3) != 0.0f;
+    return mCamera->projectionMatrix()(3, 3) != 0.0f;
 }
 
 bool Renderer::isPerspective() const
@@ -341,189 +340,188 @@ bool Renderer::isPerspective() const
 
 void Renderer::getZRange(float& zNear, float& zFar) const
 {
-    zNear = camera_->zNear();
-    zFar = camera_->zFar();
+    zNear = mCamera->zNear();
+    zFar = mCamera->zFar();
 }
 
 void Renderer::setModelMatrix(const Eigen::Matrix4f& matrix)
 {
-    changeSetting(modelMatrix_, matrix, [&](Renderable& scene) { scene.setMatrix(modelMatrix_); });
+    changeSetting(mModelMatrix, matrix, [&](Renderable& scene) { scene.setMatrix(mModelMatrix); });
 }
 
 void Renderer::setAutoAdjustZRange(bool enabled)
 {
-    changeSetting(autoAdjustZRange_, enabled, [&](Renderable& scene) { scene.onUpdateProjectionMatrix(camera_); });
+    changeSetting(mAutoAdjustZRange, enabled, [&](Renderable& scene) { scene.onUpdateProjectionMatrix(mCamera); });
 }
 
 void Renderer::updateZRangeIfNeeded()
 {
-    if (!autoAdjustZRange_)
+    if (!mAutoAdjustZRange)
         return;
-    camera_->setZNearAndFarViaBoundingBox(boundingBox());
-    if (scene_)
-        scene_->onUpdateZRange(camera_);
+    mCamera->setZNearAndFarViaBoundingBox(boundingBox());
+    if (mScene)
+        mScene->onUpdateZRange(mCamera);
 }
 
 Math::NBoundingBox<float, 3> Renderer::boundingBox()
 {
-    return scene_ ? scene_->boundingBoxWorld() : Math::NBoundingBox<float, 3>();
+    return mScene ? mScene->boundingBoxWorld() : Math::NBoundingBox<float, 3>();
 }
 
 void Renderer::requestRedraw()
 {
-    camera_->setNeedsRedraw(true);
+    mCamera->setNeedsRedraw(true);
 }
 
 const Texture2d& Renderer::outputColorTexture() const
 {
-    return outputPass_.texture("color");
+    return mOutputPass.texture("color");
 }
 
 bool Renderer::needsRedraw() const
 {
-    if (camera_->needsRedraw())
+    if (mCamera->needsRedraw())
         return true;
-    return scene_ && scene_->needsRedraw();
+    return mScene && mScene->needsRedraw();
 }
 
 void Renderer::render()
 {
-    ID3D11DeviceContext* context = deviceContext_.Get();
+    ID3D11DeviceContext* context = mDeviceContext.Get();
     viewport().set(context);
     // Near and far follow the scene even without camera movement: streamed data changes its bounds.
     updateZRangeIfNeeded();
 
-    scenePass_.begin(context);
-    Math::Color frameBackground = backgroundColor_;
-    if (scene_) {
-        if (const std::optional<Math::Color> sceneBackground = scene_->backgroundColor())
+    mScenePass.begin(context);
+    Math::Color frameBackground = mBackgroundColor;
+    if (mScene) {
+        if (const std::optional<Math::Color> sceneBackground = mScene->backgroundColor())
             frameBackground = *sceneBackground;
     }
     const std::array<float, 4> clear = frameBackground.toFloats();
-    scenePass_.setClearValue("color", clear[0], clear[1], clear[2], clear[3]);
-    const bool transparent = scene_ && scene_->isTransparent();
+    mScenePass.setClearValue("color", clear[0], clear[1], clear[2], clear[3]);
+    const bool transparent = mScene && mScene->isTransparent();
     if (transparent) {
-        alphaBlendState_.set(context, nullptr, allSamples);
-        depthReadOnlyState_.set(context, stencilReference);
+        mAlphaBlendState.set(context, nullptr, allSamples);
+        mDepthReadOnlyState.set(context, stencilReference);
     } else {
-        depthWriteState_.set(context, stencilReference);
+        mDepthWriteState.set(context, stencilReference);
     }
-    rasterizerState_.set(context);
-    scenePass_.clearAllRenderTargets(context, true);
-    const bool drawScene = scene_ && scene_->visible();
+    mRasterizerState.set(context);
+    mScenePass.clearAllRenderTargets(context, true);
+    const bool drawScene = mScene && mScene->visible();
     if (drawScene)
-        scene_->render();
-    if (drawScene && transparent && eyeDomeLighting_.enabled) {
+        mScene->render();
+    if (drawScene && transparent && mEyeDomeLighting.enabled) {
         // Blended points write no depth, and eye-dome lighting sees nothing else.
-        depthOnlyBlendState_.set(context, nullptr, allSamples);
-        depthWriteState_.set(context, stencilReference);
-        scene_->render();
+        mDepthOnlyBlendState.set(context, nullptr, allSamples);
+        mDepthWriteState.set(context, stencilReference);
+        mScene->render();
     }
-    scenePass_.end(context);
+    mScenePass.end(context);
     // Blended modes mix every point already.
-    const bool splats = drawScene && !transparent && splatQuality_ == SplatQuality::High;
+    const bool splats = drawScene && !transparent && mSplatQuality == SplatQuality::High;
     if (splats)
         drawSplats(context);
 
-    outputPass_.begin(context);
-    opaqueBlendState_.set(context, nullptr, allSamples);
-    depthReadOnlyState_.set(context, stencilReference);
-    outputPass_.setClearValue("color", backgroundColor_);
-    outputPass_.clearAllRenderTargets(context, true);
-    scenePass_.bindTexture(context, "color", ShaderConfiguration::Pixel, 0);
-    scenePass_.bindTexture(context, "worldPosition", ShaderConfiguration::Pixel, 1);
-    scenePass_.bindTexture(context, "exactWorldPosition", ShaderConfiguration::Pixel, 2);
-    scenePass_.bindDepthTexture(context, ShaderConfiguration::Pixel, 3);
+    mOutputPass.begin(context);
+    mOpaqueBlendState.set(context, nullptr, allSamples);
+    mDepthReadOnlyState.set(context, stencilReference);
+    mOutputPass.setClearValue("color", mBackgroundColor);
+    mOutputPass.clearAllRenderTargets(context, true);
+    mScenePass.bindTexture(context, "color", ShaderConfiguration::Pixel, 0);
+    mScenePass.bindTexture(context, "worldPosition", ShaderConfiguration::Pixel, 1);
+    mScenePass.bindTexture(context, "exactWorldPosition", ShaderConfiguration::Pixel, 2);
+    mScenePass.bindDepthTexture(context, ShaderConfiguration::Pixel, 3);
     if (splats)
-        splatPass_->bindTexture(context, "splats", ShaderConfiguration::Pixel, 4);
-    postProcess_.setProjection(camera_->projectionMatrix());
-    postProcess_.setNormalizeSplats(splats);
-    postProcess_.draw(context);
-    scenePass_.unbindTexture(context, "color");
-    scenePass_.unbindTexture(context, "worldPosition");
-    scenePass_.unbindTexture(context, "exactWorldPosition");
-    scenePass_.unbindDepthTexture(context);
+        mSplatPass->bindTexture(context, "splats", ShaderConfiguration::Pixel, 4);
+    mPostProcess.setProjection(mCamera->projectionMatrix());
+    mPostProcess.setNormalizeSplats(splats);
+    mPostProcess.draw(context);
+    mScenePass.unbindTexture(context, "color");
+    mScenePass.unbindTexture(context, "worldPosition");
+    mScenePass.unbindTexture(context, "exactWorldPosition");
+    mScenePass.unbindDepthTexture(context);
     if (splats)
-        splatPass_->unbindTexture(context, "splats");
-    outputPass_.end(context);
+        mSplatPass->unbindTexture(context, "splats");
+    mOutputPass.end(context);
 
-    camera_->setNeedsRedraw(false);
-    pointChunkColumn_ = 0;
-    pointChunkRow_ = 0;
+    mCamera->setNeedsRedraw(false);
+    mPointChunkColumn = 0;
+    mPointChunkRow = 0;
 }
 
 void Renderer::drawSplats(ID3D11DeviceContext* context)
 {
-    if (!splatPass_) {
-        splatPass_.emplace(device_, scenePass_.width(), scenePass_.height());
+    if (!mSplatPass) {
+        mSplatPass.emplace(mDevice, mScenePass.width(), mScenePass.height());
         // Half floats keep sums of many weights to three digits, at half the memory of floats.
-        splatPass_->addRenderTarget("splats", DXGI_FORMAT_R16G16B16A16_FLOAT);
-        splatPass_->setClearValue("splats", 0.0f, 0.0f, 0.0f, 0.0f);
+        mSplatPass->addRenderTarget("splats", DXGI_FORMAT_R16G16B16A16_FLOAT);
+        mSplatPass->setClearValue("splats", 0.0f, 0.0f, 0.0f, 0.0f);
     }
-    splatPass_->beginWithDepthOf(context, scenePass_);
-    splatPass_->clearAllRenderTargets(context, false);
-    additiveBlendState_.set(context, nullptr, allSamples);
-    depthReadOnlyState_.set(context, stencilReference);
-    scene_->renderSplats();
-    splatPass_->end(context);
+    mSplatPass->beginWithDepthOf(context, mScenePass);
+    mSplatPass->clearAllRenderTargets(context, false);
+    mAdditiveBlendState.set(context, nullptr, allSamples);
+    mDepthReadOnlyState.set(context, stencilReference);
+    mScene->renderSplats();
+    mSplatPass->end(context);
 }
 
 void Renderer::setRenderMode(RenderMode mode)
 {
-    if (changeSetting(renderMode_, mode, [&](Renderable& scene) { scene.onUpdateRenderMode(mode); }))
-        postProcess_.setRenderMode(mode);
+    if (changeSetting(mRenderMode, mode, [&](Renderable& scene) { scene.onUpdateRenderMode(mode); }))
+        mPostProcess.setRenderMode(mode);
 }
 
 void Renderer::setColorMap(ColorMap map)
 {
-    changeSetting(colorMap_, map, [&](Renderable& scene) { scene.onUpdateColorMap(map); });
+    changeSetting(mColorMap, map, [&](Renderable& scene) { scene.onUpdateColorMap(map); });
 }
 
 void Renderer::setColorMapRange(float minDistance, float maxDistance)
 {
-    changeSetting(std::tie(minDistance_, maxDistance_), std::tuple(minDistance, maxDistance),
+    changeSetting(std::tie(mMinDistance, mMaxDistance), std::tuple(minDistance, maxDistance),
                   [&](Renderable& scene) { scene.onUpdateColorMapRange(minDistance, maxDistance); });
 }
 
 void Renderer::setPassFailDistanceRange(float minDistance, float maxDistance)
 {
-    changeSetting(std::tie(minDistancePassFail_, maxDistancePassFail_), std::tuple(minDistance, maxDistance),
+    changeSetting(std::tie(mMinDistancePassFail, mMaxDistancePassFail), std::tuple(minDistance, maxDistance),
                   [&](Renderable& scene) { scene.onUpdatePassFailDistanceRange(minDistance, maxDistance); });
 }
 
 void Renderer::setWarnDistanceRange(float minDistance, float maxDistance)
 {
-    changeSetting(std::tie(minDistanceWarn_, maxDistanceWarn_), std::tuple(minDistance, maxDistance),
+    changeSetting(std::tie(mMinDistanceWarn, mMaxDistanceWarn), std::tuple(minDistance, maxDistance),
                   [&](Renderable& scene) { scene.onUpdateWarnDistanceRange(minDistance, maxDistance); });
 }
 
 void Renderer::setUseSignedDistance(bool useSignedDistance)
 {
-    changeSetting(useSignedDistance_, useSignedDistance,
+    changeSetting(mUseSignedDistance, useSignedDistance,
                   [&](Renderable& scene) { scene.onUpdateUseSignedDistance(useSignedDistance); });
 }
 
 void Renderer::setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane)
 {
-    changeSetting(planeForDistanceColorization_, plane,
+    changeSetting(mPlaneForDistanceColorization, plane,
                   [&](Renderable& scene) { scene.onUpdatePlaneForDistanceColorization(plane); });
 }
 
 void Renderer::setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh)
 {
-    changeSetting(meshForDistanceColorization_, mesh, [&](Renderable& scene) {
-        scene.onUpdateMeshForDistanceColorization(meshForDistanceColorization_);
-    });
+    changeSetting(mMeshForDistanceColorization, mesh,
+                  [&](Renderable& scene) { scene.onUpdateMeshForDistanceColorization(mMeshForDistanceColorization); });
 }
 
 void Renderer::setTomographicColor(Math::Color color)
 {
-    changeSetting(tomographicColor_, color, [&](Renderable& scene) { scene.onUpdateTomographicColor(color); });
+    changeSetting(mTomographicColor, color, [&](Renderable& scene) { scene.onUpdateTomographicColor(color); });
 }
 
 void Renderer::setUseCloudColorsInTomographicRenderModes(bool useCloudColors)
 {
-    changeSetting(useCloudColorsInTomographicRenderModes_, useCloudColors,
+    changeSetting(mUseCloudColorsInTomographicRenderModes, useCloudColors,
                   [&](Renderable& scene) { scene.onUpdateUseCloudColorsInTomographicRenderModes(useCloudColors); });
 }
 
@@ -545,33 +543,33 @@ void Renderer::setOpacity(float opacity)
 void Renderer::setEyeDomeLighting(const EyeDomeLighting& lighting)
 {
     checkEyeDomeLighting(lighting);
-    if (lighting == eyeDomeLighting_)
+    if (lighting == mEyeDomeLighting)
         return;
-    eyeDomeLighting_ = lighting;
-    postProcess_.setEyeDomeLighting(lighting);
+    mEyeDomeLighting = lighting;
+    mPostProcess.setEyeDomeLighting(lighting);
     requestRedraw();
 }
 
 void Renderer::setSplatQuality(SplatQuality quality)
 {
-    changeSetting(splatQuality_, quality, [](Renderable&) {});
+    changeSetting(mSplatQuality, quality, [](Renderable&) {});
 }
 
 void Renderer::setPointClasses(const PointClasses& classes)
 {
-    changeSetting(pointClasses_, classes, [&](Renderable& scene) { scene.onUpdatePointClasses(classes); });
+    changeSetting(mPointClasses, classes, [&](Renderable& scene) { scene.onUpdatePointClasses(classes); });
 }
 
 void Renderer::setClassColor(std::uint8_t classIndex, const Math::Color& color)
 {
-    PointClasses classes = pointClasses_;
+    PointClasses classes = mPointClasses;
     classes.setColor(classIndex, color);
     setPointClasses(classes);
 }
 
 void Renderer::setClassVisible(std::uint8_t classIndex, bool visible)
 {
-    PointClasses classes = pointClasses_;
+    PointClasses classes = mPointClasses;
     classes.setShown(classIndex, visible);
     setPointClasses(classes);
 }
@@ -588,14 +586,14 @@ void Renderer::setColorizationRange(const Math::Point<float, 3>& from, const Mat
 
 void Renderer::autoAdjustBrightnessAndContrast(float lowerBound, float upperBound)
 {
-    if (!scene_)
+    if (!mScene)
         return;
     float brightness = 0.0f;
     float contrast = 1.0f;
-    scene_->brightnessAndContrast(lowerBound, upperBound, brightness, contrast);
-    postProcess_.setBrightness(brightness);
-    postProcess_.setContrast(contrast);
-    postProcess_.markDirty();
+    mScene->brightnessAndContrast(lowerBound, upperBound, brightness, contrast);
+    mPostProcess.setBrightness(brightness);
+    mPostProcess.setContrast(contrast);
+    mPostProcess.markDirty();
     requestRedraw();
 }
 

@@ -19,7 +19,7 @@ bool Renderer::pickPoint(std::size_t x, std::size_t y, Math::Point<float, 3>& po
     if (x >= viewport().width() || y >= viewport().height())
         return false;
     bool drawn = false;
-    readBack(exactWorldPositionStaging_, scenePass_.texture("exactWorldPosition"),
+    readBack(mExactWorldPositionStaging, mScenePass.texture("exactWorldPosition"),
              [&](const D3D11_MAPPED_SUBRESOURCE& mapped) {
                  const Eigen::Vector4f texel = worldTexel(mapped, x, y);
                  point = Math::Point<float, 3>(texel.head<3>());
@@ -29,13 +29,13 @@ bool Renderer::pickPoint(std::size_t x, std::size_t y, Math::Point<float, 3>& po
 }
 
 std::optional<std::vector<Math::Point<float, 3>>> Renderer::drawnPointsAround(std::size_t x, std::size_t y,
-                                                                               std::size_t tolerance)
+                                                                              std::size_t tolerance)
 {
     const SearchSquare square = searchSquare(x, y, tolerance, viewport().width(), viewport().height());
     if (square.empty())
         return std::nullopt;
     std::vector<Math::Point<float, 3>> points;
-    readBack(exactWorldPositionStaging_, scenePass_.texture("exactWorldPosition"),
+    readBack(mExactWorldPositionStaging, mScenePass.texture("exactWorldPosition"),
              [&](const D3D11_MAPPED_SUBRESOURCE& mapped) {
                  for (int i = square.x0; i < square.x1; ++i)
                      for (int j = square.y0; j < square.y1; ++j)
@@ -51,7 +51,7 @@ bool Renderer::pickClosestPointWithTolerance(std::size_t x, std::size_t y, std::
     const auto points = drawnPointsAround(x, y, tolerance);
     if (!points)
         return false;
-    const Math::Point<float, 3> eye = camera_->eye();
+    const Math::Point<float, 3> eye = mCamera->eye();
     float best = std::numeric_limits<float>::max();
     for (const Math::Point<float, 3>& candidate : *points) {
         const float distance = (candidate - eye).squaredNorm();
@@ -66,22 +66,22 @@ bool Renderer::pickClosestPointWithTolerance(std::size_t x, std::size_t y, std::
 bool Renderer::pickPointWithDistanceToColorizationMesh(std::size_t x, std::size_t y, std::size_t tolerance,
                                                        Math::Point<float, 3>& point, float& distance)
 {
-    if (!meshForDistanceColorization_ || !pickClosestPointWithTolerance(x, y, tolerance, point))
+    if (!mMeshForDistanceColorization || !pickClosestPointWithTolerance(x, y, tolerance, point))
         return false;
-    const std::optional<float> signedDistance = signedDistanceToMesh(*meshForDistanceColorization_, point);
+    const std::optional<float> signedDistance = signedDistanceToMesh(*mMeshForDistanceColorization, point);
     if (!signedDistance)
         return false;
-    distance = useSignedDistance_ ? *signedDistance : std::abs(*signedDistance);
+    distance = mUseSignedDistance ? *signedDistance : std::abs(*signedDistance);
     return true;
 }
 
 bool Renderer::pickPointWithDistanceToColorizationPlane(std::size_t x, std::size_t y, std::size_t tolerance,
                                                         Math::Point<float, 3>& point, float& distance)
 {
-    if (!meshForDistanceColorization_ || !pickClosestPointWithTolerance(x, y, tolerance, point))
+    if (!mMeshForDistanceColorization || !pickClosestPointWithTolerance(x, y, tolerance, point))
         return false;
-    const float signedDistance = planeForDistanceColorization_.signedDistance(point);
-    distance = useSignedDistance_ ? signedDistance : std::abs(signedDistance);
+    const float signedDistance = mPlaneForDistanceColorization.signedDistance(point);
+    distance = mUseSignedDistance ? signedDistance : std::abs(signedDistance);
     return true;
 }
 
@@ -99,9 +99,10 @@ bool Renderer::pickPlane(std::size_t x, std::size_t y, std::size_t tolerance, Ma
     const std::optional<Math::NPlane<float, 3>> fitted = fitPlaneLeastSquares(robust->inliers);
     if (!fitted)
         return false;
-    const Math::Point<float, 3> eye = camera_->eye();
+    const Math::Point<float, 3> eye = mCamera->eye();
     plane = fitted->signedDistance(eye) < 0.0f ? fitted->flipped() : *fitted;
-    const std::optional<Math::Point<float, 3>> hit = rayPlaneIntersection(eye, camera_->unProject(x, y, 0.0f) - eye, plane);
+    const std::optional<Math::Point<float, 3>> hit =
+        rayPlaneIntersection(eye, mCamera->unProject(x, y, 0.0f) - eye, plane);
     if (!hit)
         return false;
     point = *hit;
@@ -110,12 +111,12 @@ bool Renderer::pickPlane(std::size_t x, std::size_t y, std::size_t tolerance, Ma
 
 Math::Point<float, 3> Renderer::unProject(std::size_t x, std::size_t y, float depth)
 {
-    return camera_->unProject(x, y, depth);
+    return mCamera->unProject(x, y, depth);
 }
 
 Math::Point<float, 3> Renderer::project(const Math::Point<float, 3>& point)
 {
-    return camera_->project(point);
+    return mCamera->project(point);
 }
 
 } // namespace Render

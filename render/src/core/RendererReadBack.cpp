@@ -17,21 +17,21 @@ namespace Render {
 
 void Renderer::getColorImage(Graphics::ColorImage& image)
 {
-    if (!colorStaging_.get()) { // a viewport without width or height has no picture
+    if (!mColorStaging.get()) { // a viewport without width or height has no picture
         image.resize(viewport().width(), viewport().height(), viewport().width() * sizeof(Math::Color));
         return;
     }
-    readBack(colorStaging_, outputPass_.texture("color"),
+    readBack(mColorStaging, mOutputPass.texture("color"),
              [&](const D3D11_MAPPED_SUBRESOURCE& mapped) { copyMapped(mapped, viewport(), image); });
 }
 
 void Renderer::getDepthImage(Graphics::DepthImage& image)
 {
-    if (!depthStaging_.get()) {
+    if (!mDepthStaging.get()) {
         image.resize(viewport().width(), viewport().height(), viewport().width() * sizeof(float));
         return;
     }
-    readBack(depthStaging_, scenePass_.depthTexture(),
+    readBack(mDepthStaging, mScenePass.depthTexture(),
              [&](const D3D11_MAPPED_SUBRESOURCE& mapped) { copyMapped(mapped, viewport(), image); });
 }
 
@@ -46,19 +46,19 @@ void Renderer::writePngImage(const std::filesystem::path& path)
 template <typename Emit>
 std::size_t Renderer::walkPoints(std::size_t maxCount, Emit&& emit)
 {
-    if (!colorStaging_.get())
+    if (!mColorStaging.get())
         return 0;
-    colorStaging_.copy(deviceContext_.Get(), outputPass_.texture("color"));
-    worldPositionStaging_.copy(deviceContext_.Get(), outputPass_.texture("worldPosition"));
-    const ScopedMap colors(deviceContext_.Get(), colorStaging_);
-    const ScopedMap positions(deviceContext_.Get(), worldPositionStaging_);
-    PixelCursor cursor{pointChunkColumn_, pointChunkRow_};
-    const std::size_t count = walkDrawnPixels(
-        static_cast<const unsigned char*>(colors.mapped().pData), colors.mapped().RowPitch,
-        static_cast<const unsigned char*>(positions.mapped().pData), positions.mapped().RowPitch, viewport().width(),
-        viewport().height(), cursor, maxCount, std::forward<Emit>(emit));
-    pointChunkColumn_ = cursor.column;
-    pointChunkRow_ = cursor.row;
+    mColorStaging.copy(mDeviceContext.Get(), mOutputPass.texture("color"));
+    mWorldPositionStaging.copy(mDeviceContext.Get(), mOutputPass.texture("worldPosition"));
+    const ScopedMap colors(mDeviceContext.Get(), mColorStaging);
+    const ScopedMap positions(mDeviceContext.Get(), mWorldPositionStaging);
+    PixelCursor cursor{mPointChunkColumn, mPointChunkRow};
+    const std::size_t count =
+        walkDrawnPixels(static_cast<const unsigned char*>(colors.mapped().pData), colors.mapped().RowPitch,
+                        static_cast<const unsigned char*>(positions.mapped().pData), positions.mapped().RowPitch,
+                        viewport().width(), viewport().height(), cursor, maxCount, std::forward<Emit>(emit));
+    mPointChunkColumn = cursor.column;
+    mPointChunkRow = cursor.row;
     return count;
 }
 
@@ -81,8 +81,8 @@ std::size_t Renderer::getNextPointChunk(double* xyz, int* rgb, std::size_t maxCo
 
 void Renderer::resetPointChunkPosition()
 {
-    pointChunkColumn_ = 0;
-    pointChunkRow_ = 0;
+    mPointChunkColumn = 0;
+    mPointChunkRow = 0;
 }
 
 void Renderer::getPoints(std::vector<VertexPosColor>& points)

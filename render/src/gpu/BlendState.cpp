@@ -7,18 +7,18 @@ namespace Render {
 
 BlendState::BlendState(ID3D11Device* device, const D3D11_BLEND_DESC& desc)
 {
-    throwIfFailed(device->CreateBlendState(&desc, &state_));
+    throwIfFailed(device->CreateBlendState(&desc, &mState));
 }
 
 BlendState& BlendState::operator=(BlendState&& other) noexcept
 {
-    moveComPtr(state_, other.state_);
+    moveComPtr(mState, other.mState);
     return *this;
 }
 
 void BlendState::set(ID3D11DeviceContext* context, float* blendFactor, unsigned sampleMask) const
 {
-    context->OMSetBlendState(state_.Get(), blendFactor, sampleMask);
+    context->OMSetBlendState(mState.Get(), blendFactor, sampleMask);
 }
 
 } // namespace Render

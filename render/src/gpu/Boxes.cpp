@@ -28,81 +28,81 @@ D3D11_BUFFER_DESC instanceBufferDesc(std::size_t count, D3D11_USAGE usage, UINT 
 
 Boxes::Boxes(const ComPtr<ID3D11Device>& device, const D3D11_BUFFER_DESC& desc, const void* initialBoxes,
              std::size_t capacity, std::size_t count)
-    : m_vertexShader(VertexShader::fromHlslResource(device, "shaders/box.hlsl", boxInputLayout())),
-      m_pixelShader(PixelShader::fromHlslResource(device, "shaders/box.hlsl")),
-      m_modelViewProjection(device.Get(), Eigen::Matrix4f::Identity()), m_instanceCapacity(capacity),
-      m_boxCount(count)
+    : mVertexShader(VertexShader::fromHlslResource(device, "shaders/box.hlsl", boxInputLayout())),
+      mPixelShader(PixelShader::fromHlslResource(device, "shaders/box.hlsl")),
+      mModelViewProjection(device.Get(), Eigen::Matrix4f::Identity()),
+      mInstanceCapacity(capacity),
+      mBoxCount(count)
 {
     const D3D11_SUBRESOURCE_DATA initial{initialBoxes, 0, 0};
-    throwIfFailed(device->CreateBuffer(&desc, initialBoxes ? &initial : nullptr, &m_instanceBuffer));
+    throwIfFailed(device->CreateBuffer(&desc, initialBoxes ? &initial : nullptr, &mInstanceBuffer));
 }
 
 Boxes::Boxes(const ComPtr<ID3D11Device>& device, std::vector<BoxWithColor> boxes)
-    : Boxes(device, instanceBufferDesc(boxes.size(), D3D11_USAGE_IMMUTABLE, 0),
-            boxes.data(), boxes.size(), boxes.size())
-{
-}
+    : Boxes(device, instanceBufferDesc(boxes.size(), D3D11_USAGE_IMMUTABLE, 0), boxes.data(), boxes.size(),
+            boxes.size())
+{}
 
 Boxes::Boxes(const ComPtr<ID3D11Device>& device, std::size_t capacity)
     : Boxes(device, instanceBufferDesc(capacity, D3D11_USAGE_DYNAMIC, D3D11_CPU_ACCESS_WRITE), nullptr, capacity, 0)
-{
-}
+{}
 
 Boxes::Boxes(const ComPtr<ID3D11Device>& device, const Math::NBoundingBox<float, 3>& box, const Math::Color& color)
     : Boxes(device, std::vector<BoxWithColor>{BoxWithColor{box.min(), box.max(), color}})
-{
-}
+{}
 
 Boxes::Boxes(Boxes&& other) noexcept
-    : m_vertexShader(std::move(other.m_vertexShader)), m_pixelShader(std::move(other.m_pixelShader)),
-      m_modelViewProjection(std::move(other.m_modelViewProjection)), m_instanceCapacity(other.m_instanceCapacity),
-      m_boxCount(other.m_boxCount)
+    : mVertexShader(std::move(other.mVertexShader)),
+      mPixelShader(std::move(other.mPixelShader)),
+      mModelViewProjection(std::move(other.mModelViewProjection)),
+      mInstanceCapacity(other.mInstanceCapacity),
+      mBoxCount(other.mBoxCount)
 {
-    m_instanceBuffer.Swap(other.m_instanceBuffer);
+    mInstanceBuffer.Swap(other.mInstanceBuffer);
 }
 
 Boxes& Boxes::operator=(Boxes&& other) noexcept
 {
-    m_vertexShader = std::move(other.m_vertexShader);
-    m_pixelShader = std::move(other.m_pixelShader);
-    m_modelViewProjection = std::move(other.m_modelViewProjection);
-    moveComPtr(m_instanceBuffer, other.m_instanceBuffer);
-    m_instanceCapacity = other.m_instanceCapacity;
-    m_boxCount = other.m_boxCount;
+    mVertexShader = std::move(other.mVertexShader);
+    mPixelShader = std::move(other.mPixelShader);
+    mModelViewProjection = std::move(other.mModelViewProjection);
+    moveComPtr(mInstanceBuffer, other.mInstanceBuffer);
+    mInstanceCapacity = other.mInstanceCapacity;
+    mBoxCount = other.mBoxCount;
     return *this;
 }
 
 void Boxes::update(ID3D11DeviceContext* context, const std::vector<BoxWithColor>& boxes)
 {
     D3D11_MAPPED_SUBRESOURCE mapped{};
-    throwIfFailed(context->Map(m_instanceBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
+    throwIfFailed(context->Map(mInstanceBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
     if (!boxes.empty())
         std::memcpy(mapped.pData, boxes.data(), boxes.size() * boxStride);
-    context->Unmap(m_instanceBuffer.Get(), 0);
-    m_boxCount = boxes.size();
+    context->Unmap(mInstanceBuffer.Get(), 0);
+    mBoxCount = boxes.size();
 }
 
 void Boxes::setModelViewProjection(const Eigen::Matrix4f& matrix)
 {
-    m_modelViewProjection.set(matrix);
+    mModelViewProjection.set(matrix);
 }
 
 void Boxes::draw(ID3D11DeviceContext* context)
 {
-    m_vertexShader.begin(context);
-    m_pixelShader.begin(context);
+    mVertexShader.begin(context);
+    mPixelShader.begin(context);
     context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_LINELIST);
-    m_modelViewProjection.begin(context, ShaderConfiguration::Vertex, 0);
-    ID3D11Buffer* buffer = m_instanceBuffer.Get();
+    mModelViewProjection.begin(context, ShaderConfiguration::Vertex, 0);
+    ID3D11Buffer* buffer = mInstanceBuffer.Get();
     const UINT stride = boxStride;
     const UINT offset = 0;
     context->IASetVertexBuffers(0, 1, &buffer, &stride, &offset);
-    context->DrawInstanced(24, static_cast<UINT>(m_boxCount), 0, 0);
+    context->DrawInstanced(24, static_cast<UINT>(mBoxCount), 0, 0);
 
-    m_vertexShader.end(context);
-    m_pixelShader.end(context);
+    mVertexShader.end(context);
+    mPixelShader.end(context);
     context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_UNDEFINED);
-    m_modelViewProjection.end(context);
+    mModelViewProjection.end(context);
     context->IASetVertexBuffers(0, 0, nullptr, nullptr, nullptr);
 }
 

@@ -24,9 +24,15 @@ constexpr std::array<Named<ColorMap>, 13> colorMaps{{
 
 } // namespace
 
-std::span<const Named<ColorMap>> colorMapNames() { return colorMaps; }
+std::span<const Named<ColorMap>> colorMapNames()
+{
+    return colorMaps;
+}
 
-ColorMap colorMapNamed(std::string_view name) { return valueNamed(colorMapNames(), name, "colour map"); }
+ColorMap colorMapNamed(std::string_view name)
+{
+    return valueNamed(colorMapNames(), name, "colour map");
+}
 
 std::string_view nameOf(ColorMap colorMap)
 {

@@ -13,10 +13,10 @@ namespace {
 std::string messageOf(std::int32_t result)
 {
     char* systemText = nullptr;
-    const DWORD length = FormatMessageA(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-        static_cast<DWORD>(result), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<LPSTR>(&systemText),
-        0, nullptr);
+    const DWORD length =
+        FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                       nullptr, static_cast<DWORD>(result), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
+                       reinterpret_cast<LPSTR>(&systemText), 0, nullptr);
     if (systemText != nullptr && length > 0) {
         std::string text(systemText, length);
         LocalFree(systemText);
@@ -41,11 +41,11 @@ std::string messageOf(std::int32_t result)
 
 } // namespace
 
-ComException::ComException(std::int32_t result) : result_(result), message_(messageOf(result)) {}
+ComException::ComException(std::int32_t result) : mResult(result), mMessage(messageOf(result)) {}
 
 const char* ComException::what() const noexcept
 {
-    return message_.c_str();
+    return mMessage.c_str();
 }
 
 } // namespace Render

@@ -14,7 +14,7 @@ namespace {
 constexpr ShaderCompiler::EntryPoint entryPoint{"cs_main", "cs_5_0"};
 } // namespace
 
-ComputeShader::ComputeShader(ComPtr<ID3D11ComputeShader> shader) : shader_(std::move(shader)) {}
+ComputeShader::ComputeShader(ComPtr<ID3D11ComputeShader> shader) : mShader(std::move(shader)) {}
 
 ComputeShader ComputeShader::fromHlslResource(const ComPtr<ID3D11Device>& device, const std::string& name)
 {
@@ -43,7 +43,7 @@ ComputeShader ComputeShader::fromCsoString(const ComPtr<ID3D11Device>& device, c
 
 void ComputeShader::begin(ID3D11DeviceContext* context) const
 {
-    context->CSSetShader(shader_.Get(), nullptr, 0);
+    context->CSSetShader(mShader.Get(), nullptr, 0);
 }
 
 void ComputeShader::end(ID3D11DeviceContext* context) const

@@ -12,7 +12,7 @@ namespace Render {
 // A device method that makes one kind of shader from byte code (CreatePixelShader, ...).
 template <class Shader>
 using CreateShaderMethod = HRESULT (STDMETHODCALLTYPE ID3D11Device::*)(const void*, SIZE_T, ID3D11ClassLinkage*,
-                                                                          Shader**);
+                                                                       Shader**);
 
 // The common end of every shader factory: byte code to shader object, without class linkage.
 // Throws ComException when the device rejects the byte code.

@@ -25,23 +25,22 @@ D3D11_DEPTH_STENCIL_DESC DepthStencilState::depthTestDesc(bool reversedDepth, bo
 
 DepthStencilState::DepthStencilState(ID3D11Device* device, const D3D11_DEPTH_STENCIL_DESC& desc)
 {
-    throwIfFailed(device->CreateDepthStencilState(&desc, &state_));
+    throwIfFailed(device->CreateDepthStencilState(&desc, &mState));
 }
 
 DepthStencilState::DepthStencilState(ID3D11Device* device, bool reversedDepth, bool depthEnable, bool depthWrite)
     : DepthStencilState(device, depthTestDesc(reversedDepth, depthEnable, depthWrite))
-{
-}
+{}
 
 DepthStencilState& DepthStencilState::operator=(DepthStencilState&& other) noexcept
 {
-    moveComPtr(state_, other.state_);
+    moveComPtr(mState, other.mState);
     return *this;
 }
 
 void DepthStencilState::set(ID3D11DeviceContext* context, unsigned stencilRef) const
 {
-    context->OMSetDepthStencilState(state_.Get(), stencilRef);
+    context->OMSetDepthStencilState(mState.Get(), stencilRef);
 }
 
 } // namespace Render

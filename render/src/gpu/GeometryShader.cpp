@@ -16,7 +16,7 @@ constexpr ShaderCompiler::EntryPoint resourceEntryPoint{"ps_main", "ps_5_0"};
 constexpr ShaderCompiler::EntryPoint fileEntryPoint{"gs_main", "gs_5_0"};
 } // namespace
 
-GeometryShader::GeometryShader(ComPtr<ID3D11GeometryShader> shader) : shader_(std::move(shader)) {}
+GeometryShader::GeometryShader(ComPtr<ID3D11GeometryShader> shader) : mShader(std::move(shader)) {}
 
 GeometryShader GeometryShader::fromHlslResource(const ComPtr<ID3D11Device>& device, const std::string& name)
 {
@@ -45,7 +45,7 @@ GeometryShader GeometryShader::fromCsoString(const ComPtr<ID3D11Device>& device,
 
 void GeometryShader::begin(ID3D11DeviceContext* context) const
 {
-    context->GSSetShader(shader_.Get(), nullptr, 0);
+    context->GSSetShader(mShader.Get(), nullptr, 0);
 }
 
 void GeometryShader::end(ID3D11DeviceContext* context) const

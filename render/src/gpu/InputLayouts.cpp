@@ -21,12 +21,9 @@ D3D11_INPUT_ELEMENT_DESC perVertex(const char* semantic, DXGI_FORMAT format, UIN
 const std::vector<D3D11_INPUT_ELEMENT_DESC>& pointCloudInputLayout()
 {
     static const std::vector<D3D11_INPUT_ELEMENT_DESC> layout{
-        perInstance("POS", DXGI_FORMAT_R32G32B32_FLOAT, 0),
-        perInstance("COL", DXGI_FORMAT_B8G8R8A8_UNORM, append),
-        perInstance("INTENSITY", DXGI_FORMAT_R8_UNORM, append),
-        perInstance("CLASSINDEX", DXGI_FORMAT_R8_UINT, append),
-        perInstance("SCANINDEX", DXGI_FORMAT_R16_UINT, append),
-        perInstance("DISTANCE", DXGI_FORMAT_R32_FLOAT, append),
+        perInstance("POS", DXGI_FORMAT_R32G32B32_FLOAT, 0),     perInstance("COL", DXGI_FORMAT_B8G8R8A8_UNORM, append),
+        perInstance("INTENSITY", DXGI_FORMAT_R8_UNORM, append), perInstance("CLASSINDEX", DXGI_FORMAT_R8_UINT, append),
+        perInstance("SCANINDEX", DXGI_FORMAT_R16_UINT, append), perInstance("DISTANCE", DXGI_FORMAT_R32_FLOAT, append),
     };
     return layout;
 }

@@ -14,7 +14,7 @@ namespace {
 constexpr ShaderCompiler::EntryPoint entryPoint{"ps_main", "ps_5_0"};
 } // namespace
 
-PixelShader::PixelShader(ComPtr<ID3D11PixelShader> shader) : shader_(std::move(shader)) {}
+PixelShader::PixelShader(ComPtr<ID3D11PixelShader> shader) : mShader(std::move(shader)) {}
 
 PixelShader PixelShader::fromHlslResource(const ComPtr<ID3D11Device>& device, const std::string& name)
 {
@@ -43,7 +43,7 @@ PixelShader PixelShader::fromCsoString(const ComPtr<ID3D11Device>& device, const
 
 void PixelShader::begin(ID3D11DeviceContext* context) const
 {
-    context->PSSetShader(shader_.Get(), nullptr, 0);
+    context->PSSetShader(mShader.Get(), nullptr, 0);
 }
 
 void PixelShader::end(ID3D11DeviceContext* context) const

@@ -7,18 +7,18 @@ namespace Render {
 
 RasterizerState::RasterizerState(ID3D11Device* device, const D3D11_RASTERIZER_DESC& desc)
 {
-    throwIfFailed(device->CreateRasterizerState(&desc, &state_));
+    throwIfFailed(device->CreateRasterizerState(&desc, &mState));
 }
 
 RasterizerState& RasterizerState::operator=(RasterizerState&& other) noexcept
 {
-    moveComPtr(state_, other.state_);
+    moveComPtr(mState, other.mState);
     return *this;
 }
 
 void RasterizerState::set(ID3D11DeviceContext* context) const
 {
-    context->RSSetState(state_.Get());
+    context->RSSetState(mState.Get());
 }
 
 } // namespace Render

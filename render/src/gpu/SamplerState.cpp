@@ -18,26 +18,26 @@ SamplerState::SamplerState(ID3D11Device* device, const D3D11_SAMPLER_DESC& desc)
 {
     // Here rather than at namespace scope because the fields are private.
     static_assert(std::is_standard_layout_v<SamplerState>);
-    static_assert(offsetof(SamplerState, state_) < offsetof(SamplerState, binding_));
-    static_assert(std::is_same_v<decltype(binding_), StageBinding>);
-    throwIfFailed(device->CreateSamplerState(&desc, &state_));
+    static_assert(offsetof(SamplerState, mState) < offsetof(SamplerState, mBinding));
+    static_assert(std::is_same_v<decltype(mBinding), StageBinding>);
+    throwIfFailed(device->CreateSamplerState(&desc, &mState));
 }
 
 SamplerState& SamplerState::operator=(SamplerState&& other) noexcept
 {
-    moveComPtr(state_, other.state_);
-    binding_ = other.binding_;
+    moveComPtr(mState, other.mState);
+    mBinding = other.mBinding;
     return *this;
 }
 
 void SamplerState::begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
 {
-    binding_.begin(context, stages, slot, samplerSetters, state_.Get());
+    mBinding.begin(context, stages, slot, samplerSetters, mState.Get());
 }
 
 void SamplerState::end(ID3D11DeviceContext* context)
 {
-    binding_.end(context, samplerSetters);
+    mBinding.end(context, samplerSetters);
 }
 
 } // namespace Render

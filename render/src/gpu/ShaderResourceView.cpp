@@ -19,26 +19,26 @@ ShaderResourceView::ShaderResourceView(ID3D11Device* device, ID3D11Resource* res
 {
     // Here rather than at namespace scope because the fields are private.
     static_assert(std::is_standard_layout_v<ShaderResourceView>);
-    static_assert(offsetof(ShaderResourceView, view_) < offsetof(ShaderResourceView, binding_));
-    static_assert(std::is_same_v<decltype(binding_), SlotFirstStageBinding>);
-    throwIfFailed(device->CreateShaderResourceView(resource, desc, &view_));
+    static_assert(offsetof(ShaderResourceView, mView) < offsetof(ShaderResourceView, mBinding));
+    static_assert(std::is_same_v<decltype(mBinding), SlotFirstStageBinding>);
+    throwIfFailed(device->CreateShaderResourceView(resource, desc, &mView));
 }
 
 ShaderResourceView& ShaderResourceView::operator=(ShaderResourceView&& other) noexcept
 {
-    moveComPtr(view_, other.view_);
-    binding_ = other.binding_;
+    moveComPtr(mView, other.mView);
+    mBinding = other.mBinding;
     return *this;
 }
 
 void ShaderResourceView::begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
 {
-    binding_.begin(context, stages, slot, viewSetters, view_.Get());
+    mBinding.begin(context, stages, slot, viewSetters, mView.Get());
 }
 
 void ShaderResourceView::end(ID3D11DeviceContext* context)
 {
-    binding_.end(context, viewSetters);
+    mBinding.end(context, viewSetters);
 }
 
 } // namespace Render

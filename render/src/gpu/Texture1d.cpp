@@ -7,30 +7,30 @@ namespace Render {
 
 Texture1d::Texture1d(ID3D11Device* device, const D3D11_TEXTURE1D_DESC& desc)
 {
-    throwIfFailed(device->CreateTexture1D(&desc, nullptr, &texture_));
+    throwIfFailed(device->CreateTexture1D(&desc, nullptr, &mTexture));
 }
 
 Texture1d& Texture1d::operator=(Texture1d&& other) noexcept
 {
-    moveComPtr(texture_, other.texture_);
+    moveComPtr(mTexture, other.mTexture);
     return *this;
 }
 
 D3D11_MAPPED_SUBRESOURCE Texture1d::map(ID3D11DeviceContext* context, D3D11_MAP mapType) const
 {
     D3D11_MAPPED_SUBRESOURCE mapped{};
-    throwIfFailed(context->Map(texture_.Get(), 0, mapType, 0, &mapped));
+    throwIfFailed(context->Map(mTexture.Get(), 0, mapType, 0, &mapped));
     return mapped;
 }
 
 void Texture1d::unMap(ID3D11DeviceContext* context) const
 {
-    context->Unmap(texture_.Get(), 0);
+    context->Unmap(mTexture.Get(), 0);
 }
 
 void Texture1d::copy(ID3D11DeviceContext* context, const Texture1d& source) const
 {
-    context->CopyResource(texture_.Get(), source.texture_.Get());
+    context->CopyResource(mTexture.Get(), source.mTexture.Get());
 }
 
 } // namespace Render

@@ -38,27 +38,27 @@ std::vector<D3D11_SUBRESOURCE_DATA> repeatedSlices(const char* data, std::size_t
 
 } // namespace
 
-Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc) : desc_(desc)
+Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc) : mDesc(desc)
 {
-    if (hasSize(desc_))
+    if (hasSize(mDesc))
         create(device, nullptr);
 }
 
 Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc, unsigned width, unsigned height,
                      unsigned arraySize)
-    : desc_(desc)
+    : mDesc(desc)
 {
-    setSize(desc_, width, height, arraySize);
-    if (hasSize(desc_))
+    setSize(mDesc, width, height, arraySize);
+    if (hasSize(mDesc))
         create(device, nullptr);
 }
 
 Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc, unsigned width, unsigned height,
                      float value, unsigned arraySize)
-    : desc_(desc)
+    : mDesc(desc)
 {
-    setSize(desc_, width, height, arraySize);
-    if (!hasSize(desc_))
+    setSize(mDesc, width, height, arraySize);
+    if (!hasSize(mDesc))
         return;
     Graphics::DepthImage image(width, height);
     image.fill(value);
@@ -68,10 +68,10 @@ Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc, uns
 
 Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc, unsigned width, unsigned height,
                      const Math::Color& value, unsigned arraySize)
-    : desc_(desc)
+    : mDesc(desc)
 {
-    setSize(desc_, width, height, arraySize);
-    if (!hasSize(desc_))
+    setSize(mDesc, width, height, arraySize);
+    if (!hasSize(mDesc))
         return;
     Graphics::ColorImage image(width, height);
     image.fill(value);
@@ -81,26 +81,26 @@ Texture2d::Texture2d(ID3D11Device* device, const D3D11_TEXTURE2D_DESC& desc, uns
 
 Texture2d& Texture2d::operator=(Texture2d&& other) noexcept
 {
-    moveComPtr(texture_, other.texture_);
-    desc_ = other.desc_;
+    moveComPtr(mTexture, other.mTexture);
+    mDesc = other.mDesc;
     return *this;
 }
 
 void Texture2d::create(ID3D11Device* device, const D3D11_SUBRESOURCE_DATA* initialData)
 {
     // Released before creating so that a failed creation leaves the object empty, not stale.
-    texture_.Reset();
+    mTexture.Reset();
     // Initial data is one entry per array slice; with more mip levels the device would read entries
     // that do not exist.
-    if (initialData != nullptr && desc_.MipLevels != 1)
-        throw std::invalid_argument("A texture created with initial data needs exactly one mip level, not " +
-                                    std::to_string(desc_.MipLevels));
-    throwIfFailed(device->CreateTexture2D(&desc_, initialData, &texture_));
+    if (initialData != nullptr && mDesc.MipLevels != 1)
+        throw std::invalid_argument("A texture created with initial data needs exactly one mip level, not "
+                                    + std::to_string(mDesc.MipLevels));
+    throwIfFailed(device->CreateTexture2D(&mDesc, initialData, &mTexture));
 }
 
 void Texture2d::resize(ID3D11Device* device, unsigned width, unsigned height, unsigned arraySize)
 {
-    setSize(desc_, width, height, arraySize);
+    setSize(mDesc, width, height, arraySize);
     create(device, nullptr);
 }
 
@@ -112,7 +112,7 @@ void Texture2d::load(ID3D11Device* device, unsigned width, unsigned height, unsi
 void Texture2d::load(ID3D11Device* device, unsigned width, unsigned height, unsigned stride,
                      const std::vector<const char*>& slices)
 {
-    setSize(desc_, width, height, static_cast<unsigned>(slices.size()));
+    setSize(mDesc, width, height, static_cast<unsigned>(slices.size()));
     std::vector<D3D11_SUBRESOURCE_DATA> entries;
     entries.reserve(slices.size());
     for (const char* slice : slices)
@@ -162,13 +162,13 @@ void Texture2d::loadSlices(ID3D11Device* device, const std::vector<Image>& image
 D3D11_MAPPED_SUBRESOURCE Texture2d::map(ID3D11DeviceContext* context, D3D11_MAP mapType, unsigned) const
 {
     D3D11_MAPPED_SUBRESOURCE mapped{};
-    throwIfFailed(context->Map(texture_.Get(), 0, mapType, 0, &mapped));
+    throwIfFailed(context->Map(mTexture.Get(), 0, mapType, 0, &mapped));
     return mapped;
 }
 
 void Texture2d::unMap(ID3D11DeviceContext* context, unsigned) const
 {
-    context->Unmap(texture_.Get(), 0);
+    context->Unmap(mTexture.Get(), 0);
 }
 
 void Texture2d::drawImageTile(ID3D11DeviceContext* context, const Graphics::ColorImage& image, D3D11_MAP mapType,
@@ -210,13 +210,13 @@ void Texture2d::drawRows(ID3D11DeviceContext* context, std::size_t x, std::size_
 
 void Texture2d::copy(ID3D11DeviceContext* context, const Texture2d& source) const
 {
-    context->CopyResource(texture_.Get(), source.texture_.Get());
+    context->CopyResource(mTexture.Get(), source.mTexture.Get());
 }
 
 void Texture2d::copySubRegion(ID3D11DeviceContext* context, const Texture2d& source, unsigned dstX, unsigned dstY,
                               unsigned dstZ, unsigned dstSubresource, unsigned srcSubresource) const
 {
-    context->CopySubresourceRegion(texture_.Get(), dstSubresource, dstX, dstY, dstZ, source.texture_.Get(),
+    context->CopySubresourceRegion(mTexture.Get(), dstSubresource, dstX, dstY, dstZ, source.mTexture.Get(),
                                    srcSubresource, nullptr);
 }
 

@@ -16,9 +16,8 @@ constexpr ShaderCompiler::EntryPoint entryPoint{"vs_main", "vs_5_0"};
 } // namespace
 
 VertexShader::VertexShader(ComPtr<ID3D11VertexShader> shader, ComPtr<ID3D11InputLayout> inputLayout)
-    : shader_(std::move(shader)), inputLayout_(std::move(inputLayout))
-{
-}
+    : mShader(std::move(shader)), mInputLayout(std::move(inputLayout))
+{}
 
 VertexShader VertexShader::fromHlslResource(const ComPtr<ID3D11Device>& device, const std::string& name,
                                             const Layout& layout)
@@ -57,9 +56,9 @@ VertexShader VertexShader::fromCsoString(const ComPtr<ID3D11Device>& device, con
 
 void VertexShader::begin(ID3D11DeviceContext* context) const
 {
-    if (inputLayout_)
-        context->IASetInputLayout(inputLayout_.Get());
-    context->VSSetShader(shader_.Get(), nullptr, 0);
+    if (mInputLayout)
+        context->IASetInputLayout(mInputLayout.Get());
+    context->VSSetShader(mShader.Get(), nullptr, 0);
 }
 
 void VertexShader::end(ID3D11DeviceContext* context) const

@@ -2,18 +2,17 @@
 
 namespace Render {
 
-Viewport::Viewport(int x, int y, std::size_t width, std::size_t height) : x_(x), y_(y), width_(width), height_(height)
-{
-}
+Viewport::Viewport(int x, int y, std::size_t width, std::size_t height) : mX(x), mY(y), mWidth(width), mHeight(height)
+{}
 
-Viewport::Viewport(std::size_t width, std::size_t height) : width_(width), height_(height) {}
+Viewport::Viewport(std::size_t width, std::size_t height) : mWidth(width), mHeight(height) {}
 
 void Viewport::set(int x, int y, std::size_t width, std::size_t height)
 {
-    x_ = x;
-    y_ = y;
-    width_ = width;
-    height_ = height;
+    mX = x;
+    mY = y;
+    mWidth = width;
+    mHeight = height;
 }
 
 void Viewport::set(std::size_t width, std::size_t height)
@@ -23,19 +22,19 @@ void Viewport::set(std::size_t width, std::size_t height)
 
 void Viewport::setDepthRange(float minDepth, float maxDepth)
 {
-    minDepth_ = minDepth;
-    maxDepth_ = maxDepth;
+    mMinDepth = minDepth;
+    mMaxDepth = maxDepth;
 }
 
 double Viewport::aspectRatio() const
 {
-    const float quotient = static_cast<float>(width_) / static_cast<float>(height_);
+    const float quotient = static_cast<float>(mWidth) / static_cast<float>(mHeight);
     return static_cast<double>(quotient);
 }
 
 bool Viewport::operator==(const Viewport& other) const
 {
-    return x_ == other.x_ && y_ == other.y_ && width_ == other.width_ && height_ == other.height_;
+    return mX == other.mX && mY == other.mY && mWidth == other.mWidth && mHeight == other.mHeight;
 }
 
 bool Viewport::operator!=(const Viewport& other) const

@@ -55,13 +55,17 @@ D3D11_TEXTURE1D_DESC classTableDesc()
 class Direct3DPointCloudDrawer final : public PointCloudDrawer {
 public:
     Direct3DPointCloudDrawer(const ComPtr<ID3D11Device>& device, const ComPtr<ID3D11DeviceContext>& context)
-        : mDevice(device), mContext(context),
+        : mDevice(device),
+          mContext(context),
           mVertexShader(VertexShader::fromHlslResource(device, shaderName, pointCloudInputLayout())),
           mPixelShader(PixelShader::fromHlslResource(device, shaderName)),
           mFrameConstants(device.Get(), PointCloudFrameConstants{}),
-          mNodeConstants(device.Get(), PointCloudNodeConstants{}), mClipConstants(device.Get(), ClipVolumeConstants{}),
-          mNodeTable(device.Get(), nodeTableDesc()), mNodeTableView(device.Get(), mNodeTable.get(), nullptr),
-          mClassTable(device.Get(), classTableDesc()), mClassTableView(device.Get(), mClassTable.get(), nullptr)
+          mNodeConstants(device.Get(), PointCloudNodeConstants{}),
+          mClipConstants(device.Get(), ClipVolumeConstants{}),
+          mNodeTable(device.Get(), nodeTableDesc()),
+          mNodeTableView(device.Get(), mNodeTable.get(), nullptr),
+          mClassTable(device.Get(), classTableDesc()),
+          mClassTableView(device.Get(), mClassTable.get(), nullptr)
     {
         setPointClasses(PointClasses());
     }
@@ -91,8 +95,8 @@ public:
         if (!mSplatVertexShader) {
             mSplatVertexShader = VertexShader::fromCsoString(
                 mDevice, ShaderCompiler::compileEmbedded(shaderName, {"vs_splat", "vs_5_0"}), pointCloudInputLayout());
-            mSplatPixelShader =
-                PixelShader::fromCsoString(mDevice, ShaderCompiler::compileEmbedded(shaderName, {"ps_splat", "ps_5_0"}));
+            mSplatPixelShader = PixelShader::fromCsoString(
+                mDevice, ShaderCompiler::compileEmbedded(shaderName, {"ps_splat", "ps_5_0"}));
         }
         drawNodes(buffers, *mSplatVertexShader, *mSplatPixelShader);
     }
@@ -180,7 +184,8 @@ private:
         mVertexCount = count;
     }
 
-    void drawBoxes(const PointCloudBuffers& buffers, const PointCloudFrameConstants& constants, const Math::Color& color)
+    void drawBoxes(const PointCloudBuffers& buffers, const PointCloudFrameConstants& constants,
+                   const Math::Color& color)
     {
         if (!mBoxes)
             mBoxes.emplace(mDevice, maxNodesPerUpdate);

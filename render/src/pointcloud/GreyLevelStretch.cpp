@@ -14,8 +14,8 @@ constexpr float maxProposedBrightness = 0.5f;
 
 } // namespace
 
-GreyLevelStretch proposeGreyLevelStretch(const std::vector<PointCloudBuffers::Vertex>& points,
-                                         bool byIntensity, float lowerFraction, float upperFraction)
+GreyLevelStretch proposeGreyLevelStretch(const std::vector<PointCloudBuffers::Vertex>& points, bool byIntensity,
+                                         float lowerFraction, float upperFraction)
 {
     lowerFraction = std::clamp(lowerFraction, 0.0f, 1.0f);
     upperFraction = std::clamp(upperFraction, 0.0f, 1.0f);
@@ -25,10 +25,12 @@ GreyLevelStretch proposeGreyLevelStretch(const std::vector<PointCloudBuffers::Ve
     levels.reserve(points.size());
     for (const auto& point : points) {
         const Math::Color& color = point.color;
-        levels.push_back(byIntensity ? point.intensity / 255.0f : (color.r() + color.g() + color.b()) / (3.0f * 255.0f));
+        levels.push_back(byIntensity ? point.intensity / 255.0f
+                                     : (color.r() + color.g() + color.b()) / (3.0f * 255.0f));
     }
     const auto levelAt = [&](float fraction) {
-        const auto position = levels.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<float>(levels.size() - 1));
+        const auto position =
+            levels.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<float>(levels.size() - 1));
         std::nth_element(levels.begin(), position, levels.end());
         return *position;
     };

@@ -18,7 +18,7 @@ struct GreyLevelStretch {
 // least 1 and at most 4, and brightness moves the middle of the two to mid-grey, at most 0.5
 // either way. Without points, or with fractions or levels that leave nothing between them,
 // brightness 0 and contrast 1.
-GreyLevelStretch proposeGreyLevelStretch(const std::vector<PointCloudBuffers::Vertex>& points,
-                                         bool byIntensity, float lowerFraction, float upperFraction);
+GreyLevelStretch proposeGreyLevelStretch(const std::vector<PointCloudBuffers::Vertex>& points, bool byIntensity,
+                                         float lowerFraction, float upperFraction);
 
 } // namespace Render

@@ -19,9 +19,8 @@ std::optional<float> signedDistanceToMesh(const Math::TriangleMesh<float>& mesh,
     return normal.dot(point - nearest->point) < 0.0f ? -distance : distance;
 }
 
-std::optional<std::vector<float>> meshDistances(const VertexContainer& vertices,
-                                                const Math::TriangleMesh<float>& mesh, float scale,
-                                                std::stop_token stop)
+std::optional<std::vector<float>> meshDistances(const VertexContainer& vertices, const Math::TriangleMesh<float>& mesh,
+                                                float scale, std::stop_token stop)
 {
     // Checked every so many points: a node's worth of queries takes milliseconds.
     constexpr std::size_t stopCheckInterval = 1024;

@@ -18,8 +18,7 @@ std::optional<float> signedDistanceToMesh(const Math::TriangleMesh<float>& mesh,
 // The signed distance of each vertex to the mesh (both in the same model coordinates), times
 // `scale` to make world units of them; the largest float where the mesh has no triangles.
 // std::nullopt when `stop` ended the work.
-std::optional<std::vector<float>> meshDistances(const VertexContainer& vertices,
-                                                const Math::TriangleMesh<float>& mesh, float scale,
-                                                std::stop_token stop);
+std::optional<std::vector<float>> meshDistances(const VertexContainer& vertices, const Math::TriangleMesh<float>& mesh,
+                                                float scale, std::stop_token stop);
 
 } // namespace Render

@@ -8,8 +8,8 @@ using Octree::PointAttribute;
 
 Octree::PointAttributes vertexAttributes()
 {
-    return PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity
-        | PointAttribute::Classification | PointAttribute::ScanIndex | PointAttribute::Visibility;
+    return PointAttribute::Position | PointAttribute::Color | PointAttribute::Intensity | PointAttribute::Classification
+        | PointAttribute::ScanIndex | PointAttribute::Visibility;
 }
 
 VertexContainer makeVertexContainer(const Octree::NodePointData& points, std::uint16_t fullIntensity)

@@ -38,10 +38,10 @@ public:
     // Starts loading the node, which stores `points` points, unless it was requested before. A
     // node without points is only marked: there is nothing to load.
     void request(Octree::OctreeNodeId node, std::size_t points);
-    bool wasRequested(Octree::OctreeNodeId node) const { return m_requested.contains(node); }
+    bool wasRequested(Octree::OctreeNodeId node) const { return mRequested.contains(node); }
     // The points of the nodes requested that the walk has neither taken nor forgotten: what the
     // budget must still take for them.
-    std::size_t promisedPoints() const { return m_promisedPoints; }
+    std::size_t promisedPoints() const { return mPromisedPoints; }
     // The node's vertices: the load requested before, run on this thread if no loader started it
     // yet, or else the source's own load.
     std::optional<VertexContainer> fetchNodeVertices(Octree::OctreeNodeId node, std::stop_token stop) override;
@@ -57,15 +57,15 @@ private:
         std::exception_ptr error;
     };
 
-    NodeVertexSource& m_source;
-    std::shared_ptr<Core::TaskPool> m_pool;
-    std::size_t m_maxInFlight;
-    std::stop_token m_stop;
-    std::unordered_map<Octree::OctreeNodeId, std::shared_ptr<Load>> m_loads;
+    NodeVertexSource& mSource;
+    std::shared_ptr<Core::TaskPool> mPool;
+    std::size_t mMaxInFlight;
+    std::stop_token mStop;
+    std::unordered_map<Octree::OctreeNodeId, std::shared_ptr<Load>> mLoads;
     // Loads the walk forgot while a loader ran them.
-    std::vector<std::shared_ptr<Core::TaskPool::Ticket>> m_abandoned;
-    std::unordered_set<Octree::OctreeNodeId> m_requested;
-    std::size_t m_promisedPoints = 0;
+    std::vector<std::shared_ptr<Core::TaskPool::Ticket>> mAbandoned;
+    std::unordered_set<Octree::OctreeNodeId> mRequested;
+    std::size_t mPromisedPoints = 0;
 };
 
 } // namespace Render

@@ -12,7 +12,10 @@ namespace Render {
 namespace {
 
 // Heap order with the least important node at the front.
-bool moreImportant(const PrioritizedNode& a, const PrioritizedNode& b) { return b.priority < a.priority; }
+bool moreImportant(const PrioritizedNode& a, const PrioritizedNode& b)
+{
+    return b.priority < a.priority;
+}
 
 std::optional<VertexContainer> fetch(NodeVertexSource& source, Octree::OctreeNodeId node, std::stop_token stop)
 {
@@ -27,10 +30,8 @@ std::optional<VertexContainer> fetch(NodeVertexSource& source, Octree::OctreeNod
 
 } // namespace
 
-NodePrioritizer::NodePrioritizer(std::size_t totalMaxPointCount)
-    : mResident(8), mTotalMaxPointCount(totalMaxPointCount)
-{
-}
+NodePrioritizer::NodePrioritizer(std::size_t totalMaxPointCount) : mResident(8), mTotalMaxPointCount(totalMaxPointCount)
+{}
 
 NodePrioritizer::~NodePrioritizer() = default;
 
@@ -258,10 +259,10 @@ void NodePrioritizer::updateOctreeTextureData(const std::vector<const Prioritize
     buffer.nodeTexels.assign(nodes.size() * texelSize, 0);
     const auto texelOf = [&](Octree::OctreeNodeId node, std::size_t before) -> std::optional<std::size_t> {
         const auto end = nodes.begin() + static_cast<std::ptrdiff_t>(before);
-        const auto found = std::lower_bound(nodes.begin(), end, node.value(), [](const PrioritizedNode* entry,
-                                                                                  std::uint64_t value) {
-            return entry->id.nodeId.value() < value;
-        });
+        const auto found =
+            std::lower_bound(nodes.begin(), end, node.value(), [](const PrioritizedNode* entry, std::uint64_t value) {
+                return entry->id.nodeId.value() < value;
+            });
         if (found == end || (*found)->id.nodeId != node)
             return std::nullopt;
         return static_cast<std::size_t>(found - nodes.begin());
@@ -299,7 +300,8 @@ void NodePrioritizer::updateVertexBuffer(const std::vector<const PrioritizedNode
         buffer.nodes.push_back(PointCloudBuffers::DrawNode{
             node.boundingCube, static_cast<std::uint32_t>(texel), static_cast<std::uint32_t>(node.id.nodeId.level()),
             static_cast<std::uint32_t>(buffer.vertices.size()), static_cast<std::uint32_t>(node.vertices.size())});
-        buffer.vertices.insert(buffer.vertices.end(), node.vertices.data(), node.vertices.data() + node.vertices.size());
+        buffer.vertices.insert(buffer.vertices.end(), node.vertices.data(),
+                               node.vertices.data() + node.vertices.size());
     }
 }
 

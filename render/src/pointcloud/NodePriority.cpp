@@ -33,7 +33,8 @@ float boundingSphereRadius(const Math::NBoundingBox<float, 3>& box)
     return (0.5f * box.size()).cwiseMax(0.0f).norm();
 }
 
-Eigen::Vector2f toPixels(const Eigen::Matrix4f& projection, const Math::Point<float, 3>& point, const Viewport& viewport)
+Eigen::Vector2f toPixels(const Eigen::Matrix4f& projection, const Math::Point<float, 3>& point,
+                         const Viewport& viewport)
 {
     const Eigen::Vector3f ndc = (projection * point.homogeneous()).hnormalized();
     return {(ndc.x() + 1.0f) * static_cast<float>(viewport.width()) / 2.0f,
@@ -42,9 +43,15 @@ Eigen::Vector2f toPixels(const Eigen::Matrix4f& projection, const Math::Point<fl
 
 } // namespace
 
-NodePriority NodePriority::keep() { return {largest, 0.0f}; }
+NodePriority NodePriority::keep()
+{
+    return {largest, 0.0f};
+}
 
-NodePriority NodePriority::discard() { return {0.0f, largest}; }
+NodePriority NodePriority::discard()
+{
+    return {0.0f, largest};
+}
 
 NodePriority NodePriority::perspective(const Math::NBoundingBox<float, 3>& box, const Math::Frustum<float>& frustum,
                                        const Math::ConvexPolytope<float, 3>& clippingVolume,
@@ -129,13 +136,19 @@ bool operator<=(const NodePriority& a, const NodePriority& b)
     return !(b.distanceToEye() > a.distanceToEye());
 }
 
-bool operator>=(const NodePriority& a, const NodePriority& b) { return b <= a; }
+bool operator>=(const NodePriority& a, const NodePriority& b)
+{
+    return b <= a;
+}
 
 bool operator==(const NodePriority& a, const NodePriority& b)
 {
     return std::abs(a.priority() - b.priority()) < NodePriority::tolerance && a.distanceToEye() == b.distanceToEye();
 }
 
-bool operator!=(const NodePriority& a, const NodePriority& b) { return !(a == b); }
+bool operator!=(const NodePriority& a, const NodePriority& b)
+{
+    return !(a == b);
+}
 
 } // namespace Render

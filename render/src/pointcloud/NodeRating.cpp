@@ -6,8 +6,7 @@
 
 namespace Render {
 
-std::optional<std::pair<float, float>> drawnUnsignedDistances(float minDistance, float maxDistance,
-                                                              bool signedDistance)
+std::optional<std::pair<float, float>> drawnUnsignedDistances(float minDistance, float maxDistance, bool signedDistance)
 {
     if (!(minDistance <= maxDistance) || (!signedDistance && maxDistance < 0.0f))
         return std::nullopt;
@@ -75,7 +74,8 @@ bool NodeRating::needsPlaneDistanceColorization(const Math::NBoundingBox<float, 
         highest = std::max(highest, distance);
     }
     if (!signedDistance) {
-        const float nearest = (lowest <= 0.0f && highest >= 0.0f) ? 0.0f : std::min(std::abs(lowest), std::abs(highest));
+        const float nearest =
+            (lowest <= 0.0f && highest >= 0.0f) ? 0.0f : std::min(std::abs(lowest), std::abs(highest));
         highest = std::max(std::abs(lowest), std::abs(highest));
         lowest = nearest;
     }

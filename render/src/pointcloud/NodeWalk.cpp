@@ -20,22 +20,22 @@ bool lessImportant(const Pending& a, const Pending& b)
 
 NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating, std::size_t maxLevel,
                    std::stop_token stop, NodeLoaders loaders)
-    : m_cloud(cloud),
-      m_prioritizer(prioritizer),
-      m_rating(std::move(rating)),
-      m_maxLevel(maxLevel),
-      m_stop(std::move(stop)),
-      m_heap{{Octree::OctreeNodeId::root(), NodePriority::keep()}}
+    : mCloud(cloud),
+      mPrioritizer(prioritizer),
+      mRating(std::move(rating)),
+      mMaxLevel(maxLevel),
+      mStop(std::move(stop)),
+      mHeap{{Octree::OctreeNodeId::root(), NodePriority::keep()}}
 {
     if (loaders.pool && loaders.nodesAhead > 0)
-        m_prefetcher.emplace(m_cloud.source, std::move(loaders.pool), loaders.nodesAhead, m_stop);
+        mPrefetcher.emplace(mCloud.source, std::move(loaders.pool), loaders.nodesAhead, mStop);
 }
 
 bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish)
 {
     auto lastPublication = std::chrono::steady_clock::now();
     bool changed = changedBefore;
-    while (!m_heap.empty()) {
+    while (!mHeap.empty()) {
         if (changed && std::chrono::steady_clock::now() - lastPublication > interval) {
             publish();
             lastPublication = std::chrono::steady_clock::now();
@@ -43,25 +43,25 @@ bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const 
         }
         const Pending next = takeBest();
         const bool descend = visit(next, changed);
-        if (m_stop.stop_requested())
+        if (mStop.stop_requested())
             return false;
-        if (descend && next.node.level() < m_maxLevel)
+        if (descend && next.node.level() < mMaxLevel)
             addChildren(next);
-        if (m_stop.stop_requested())
+        if (mStop.stop_requested())
             return false;
     }
     if (changed)
         publish();
-    if (m_firstError)
-        std::rethrow_exception(m_firstError);
+    if (mFirstError)
+        std::rethrow_exception(mFirstError);
     return true;
 }
 
 NodeWalk::Pending NodeWalk::takeBest()
 {
-    std::pop_heap(m_heap.begin(), m_heap.end(), lessImportant<Pending>);
-    const Pending best = m_heap.back();
-    m_heap.pop_back();
+    std::pop_heap(mHeap.begin(), mHeap.end(), lessImportant<Pending>);
+    const Pending best = mHeap.back();
+    mHeap.pop_back();
     return best;
 }
 
@@ -76,21 +76,21 @@ bool NodeWalk::visit(const Pending& next, bool& changed)
             if (prefetcher)
                 prefetcher->forget(node);
         }
-    } forget{m_prefetcher, next.node};
+    } forget{mPrefetcher, next.node};
     try {
-        const std::size_t points = m_cloud.octree.pointCount(next.node);
+        const std::size_t points = mCloud.octree.pointCount(next.node);
         prefetchBest(next, points);
         const std::vector<Octree::OctreeNodeId> children = prefetchChildren(next, points);
         const bool descend = offer(next, points, changed);
         // The walk does not go below the node: its children will never be offered.
         if (!descend)
             for (const Octree::OctreeNodeId child : children)
-                m_prefetcher->forget(child);
+                mPrefetcher->forget(child);
         return descend;
     } catch (const Octree::OperationCancelled&) {
         return false;
     } catch (...) {
-        if (m_stop.stop_requested())
+        if (mStop.stop_requested())
             return false;
         remember();
         return true; // its children may be intact
@@ -104,11 +104,11 @@ bool NodeWalk::offer(const Pending& next, std::size_t points, bool& changed)
         return true;
     // The budget cannot take it even in place of every node that matters less: it is not read,
     // and, as below a node the budget refuses, the walk ends here.
-    if (!m_prioritizer.couldAdmit(next.priority, points))
+    if (!mPrioritizer.couldAdmit(next.priority, points))
         return false;
-    NodeVertexSource& source = m_prefetcher ? static_cast<NodeVertexSource&>(*m_prefetcher) : m_cloud.source;
-    const NodePrioritizer::OfferResult offered = m_prioritizer.offer(
-        {m_cloud.instance, next.node}, m_cloud.octree.boundingCube(next.node), next.priority, source, m_stop);
+    NodeVertexSource& source = mPrefetcher ? static_cast<NodeVertexSource&>(*mPrefetcher) : mCloud.source;
+    const NodePrioritizer::OfferResult offered = mPrioritizer.offer(
+        {mCloud.instance, next.node}, mCloud.octree.boundingCube(next.node), next.priority, source, mStop);
     changed = changed || offered.changed;
     return offered.resident || offered.empty;
 }
@@ -117,47 +117,47 @@ void NodeWalk::addChildren(const Pending& parent)
 {
     const std::size_t level = parent.node.level() + 1;
     try {
-        for (const Octree::OctreeNodeId child : m_cloud.octree.children(parent.node, m_stop)) {
-            if (m_cloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
+        for (const Octree::OctreeNodeId child : mCloud.octree.children(parent.node, mStop)) {
+            if (mCloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
                 continue;
-            const NodePriority priority = m_rating.rate(level, m_cloud.octree.boundingCube(child));
+            const NodePriority priority = mRating.rate(level, mCloud.octree.boundingCube(child));
             if (priority > NodePriority::discard()) {
-                m_heap.push_back({child, priority});
-                std::push_heap(m_heap.begin(), m_heap.end(), lessImportant<Pending>);
+                mHeap.push_back({child, priority});
+                std::push_heap(mHeap.begin(), mHeap.end(), lessImportant<Pending>);
             }
         }
     } catch (const Octree::OperationCancelled&) {
     } catch (...) {
-        if (!m_stop.stop_requested())
+        if (!mStop.stop_requested())
             remember();
     }
 }
 
 void NodeWalk::prefetchBest(const Pending& next, std::size_t nextPoints)
 {
-    if (!m_prefetcher)
+    if (!mPrefetcher)
         return;
     // Only nodes that the budget can still take are fetched ahead: `next`, the node being
     // offered now, and those requested before it take their share of the budget first.
-    std::size_t ahead = m_prefetcher->promisedPoints() + (m_prefetcher->wasRequested(next.node) ? 0 : nextPoints);
-    while (m_prefetcher->hasRoom()) {
+    std::size_t ahead = mPrefetcher->promisedPoints() + (mPrefetcher->wasRequested(next.node) ? 0 : nextPoints);
+    while (mPrefetcher->hasRoom()) {
         const Pending* best = nullptr;
-        for (const Pending& pending : m_heap)
-            if (!m_prefetcher->wasRequested(pending.node) && (!best || lessImportant(*best, pending)))
+        for (const Pending& pending : mHeap)
+            if (!mPrefetcher->wasRequested(pending.node) && (!best || lessImportant(*best, pending)))
                 best = &pending;
         if (!best)
             return;
         std::size_t points = 0;
         try {
-            points = m_cloud.octree.pointCount(best->node);
+            points = mCloud.octree.pointCount(best->node);
         } catch (...) {
             // The walk reaches the node itself and reports what is wrong with it.
-            m_prefetcher->request(best->node, 0);
+            mPrefetcher->request(best->node, 0);
             continue;
         }
-        if (points > 0 && !m_prioritizer.couldAdmit(best->priority, ahead + points))
+        if (points > 0 && !mPrioritizer.couldAdmit(best->priority, ahead + points))
             return;
-        m_prefetcher->request(best->node, points);
+        mPrefetcher->request(best->node, points);
         ahead += points;
     }
 }
@@ -165,39 +165,38 @@ void NodeWalk::prefetchBest(const Pending& next, std::size_t nextPoints)
 std::vector<Octree::OctreeNodeId> NodeWalk::prefetchChildren(const Pending& next, std::size_t nextPoints)
 {
     std::vector<Octree::OctreeNodeId> requested;
-    if (!m_prefetcher || next.node.level() >= m_maxLevel || !m_prefetcher->hasRoom())
+    if (!mPrefetcher || next.node.level() >= mMaxLevel || !mPrefetcher->hasRoom())
         return requested;
     // Only below a node the budget can take: the walk goes no further below the others.
-    std::size_t ahead = m_prefetcher->promisedPoints() + (m_prefetcher->wasRequested(next.node) ? 0 : nextPoints);
-    if (nextPoints > 0 && !m_prioritizer.couldAdmit(next.priority, ahead))
+    std::size_t ahead = mPrefetcher->promisedPoints() + (mPrefetcher->wasRequested(next.node) ? 0 : nextPoints);
+    if (nextPoints > 0 && !mPrioritizer.couldAdmit(next.priority, ahead))
         return requested;
     std::vector<Pending> children;
     try {
-        for (const Octree::OctreeNodeId child : m_cloud.octree.children(next.node, m_stop)) {
-            if (m_prefetcher->wasRequested(child)
-                || m_cloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
+        for (const Octree::OctreeNodeId child : mCloud.octree.children(next.node, mStop)) {
+            if (mPrefetcher->wasRequested(child)
+                || mCloud.octree.nodeVisibility(child) == Octree::NodeVisibility::AllHidden)
                 continue;
-            const NodePriority priority = m_rating.rate(child.level(), m_cloud.octree.boundingCube(child));
+            const NodePriority priority = mRating.rate(child.level(), mCloud.octree.boundingCube(child));
             if (priority > NodePriority::discard())
                 children.push_back({child, priority});
         }
     } catch (...) {
         return requested; // the walk reaches the children itself and reports what is wrong
     }
-    std::sort(children.begin(), children.end(),
-              [](const Pending& a, const Pending& b) { return lessImportant(b, a); });
+    std::sort(children.begin(), children.end(), [](const Pending& a, const Pending& b) { return lessImportant(b, a); });
     for (const Pending& child : children) {
-        if (!m_prefetcher->hasRoom())
+        if (!mPrefetcher->hasRoom())
             break;
         std::size_t points = 0;
         try {
-            points = m_cloud.octree.pointCount(child.node);
+            points = mCloud.octree.pointCount(child.node);
         } catch (...) {
             continue;
         }
-        if (points > 0 && !m_prioritizer.couldAdmit(child.priority, ahead + points))
+        if (points > 0 && !mPrioritizer.couldAdmit(child.priority, ahead + points))
             break;
-        m_prefetcher->request(child.node, points);
+        mPrefetcher->request(child.node, points);
         requested.push_back(child.node);
         ahead += points;
     }
@@ -206,8 +205,8 @@ std::vector<Octree::OctreeNodeId> NodeWalk::prefetchChildren(const Pending& next
 
 void NodeWalk::remember()
 {
-    if (!m_firstError)
-        m_firstError = std::current_exception();
+    if (!mFirstError)
+        mFirstError = std::current_exception();
 }
 
 } // namespace Render

@@ -76,15 +76,15 @@ private:
     std::vector<Octree::OctreeNodeId> prefetchChildren(const Pending& next, std::size_t nextPoints);
     void remember();
 
-    Cloud m_cloud;
-    NodePrioritizer& m_prioritizer;
-    NodeRating m_rating;
-    std::size_t m_maxLevel;
-    std::stop_token m_stop;
+    Cloud mCloud;
+    NodePrioritizer& mPrioritizer;
+    NodeRating mRating;
+    std::size_t mMaxLevel;
+    std::stop_token mStop;
     // A max-heap in a vector, so that the prefetcher can look beyond its top.
-    std::vector<Pending> m_heap;
-    std::optional<NodePrefetcher> m_prefetcher;
-    std::exception_ptr m_firstError;
+    std::vector<Pending> mHeap;
+    std::optional<NodePrefetcher> mPrefetcher;
+    std::exception_ptr mFirstError;
 };
 
 } // namespace Render

@@ -41,7 +41,9 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
     // leave the drawn set: that alone is reason to publish.
     const bool redrawn = prioritizer.reprioritize(
         id(),
-        [&](Octree::OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) { return rating.rate(node.level(), cube); },
+        [&](Octree::OctreeNodeId node, const Math::NBoundingBox<float, 3>& cube) {
+            return rating.rate(node.level(), cube);
+        },
         stop);
     // So is a node that left the resident set since this cloud last published (a lower budget,
     // another cloud's more important nodes): it is drawn until the next publication.

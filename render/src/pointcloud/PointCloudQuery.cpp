@@ -11,9 +11,11 @@
 namespace Render {
 
 PointCloudQuery::PointCloudQuery(std::shared_ptr<Octree::Octree> octree, std::shared_ptr<NodePointDataCache> cache,
-                                 const Eigen::Matrix4f& world, IFilter* filter, std::size_t maxLevel,
-                                 float minSpacing, std::chrono::nanoseconds fetchTimeLimit)
-    : mOctree(std::move(octree)), mCache(std::move(cache)), mFilter(maxLevel, minSpacing, filter),
+                                 const Eigen::Matrix4f& world, IFilter* filter, std::size_t maxLevel, float minSpacing,
+                                 std::chrono::nanoseconds fetchTimeLimit)
+    : mOctree(std::move(octree)),
+      mCache(std::move(cache)),
+      mFilter(maxLevel, minSpacing, filter),
       mFetchTimeLimit(fetchTimeLimit)
 {
     if (!mOctree)
@@ -27,12 +29,13 @@ PointCloudQuery& PointCloudQuery::operator=(PointCloudQuery&&) noexcept = defaul
 PointCloudQuery::~PointCloudQuery() = default;
 
 std::shared_ptr<NodePointDataCache> PointCloudQuery::createOrGetSharedCache(const Octree::Location& location,
-                                                                           double unitScale, std::size_t capacity,
-                                                                           std::size_t expectedEntries)
+                                                                            double unitScale, std::size_t capacity,
+                                                                            std::size_t expectedEntries)
 {
     return sharedCacheOf<NodePointDataCache>(location, unitScale, [&] {
-        return std::make_shared<NodePointDataCache>(capacity, expectedEntries, nodeCacheMemory(),
-                                                    [](const Octree::NodePointData& points) { return bytesOf(points); });
+        return std::make_shared<NodePointDataCache>(
+            capacity, expectedEntries, nodeCacheMemory(),
+            [](const Octree::NodePointData& points) { return bytesOf(points); });
     });
 }
 

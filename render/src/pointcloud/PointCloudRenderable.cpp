@@ -50,8 +50,7 @@ std::shared_ptr<PointCloudRenderable> PointCloudRenderable::create(std::shared_p
 PointCloudRenderable::PointCloudRenderable(Private tag, const Octree::Location& location, const std::string& name,
                                            std::size_t budget, double unitScale)
     : PointCloudRenderable(tag, Octree::Octree::open(location, unitScale), name, budget)
-{
-}
+{}
 
 PointCloudRenderable::PointCloudRenderable(Private, std::shared_ptr<Octree::Octree> octree, const std::string& name,
                                            std::size_t budget)
@@ -69,34 +68,36 @@ PointCloudRenderable::~PointCloudRenderable()
     PointCloudRenderable::deinit();
 }
 
-
 void PointCloudRenderable::attachCaches()
 {
     const Octree::Location& location = mOctree->location();
     const double scale = mOctree->unitScale();
-    mVertexCache = createOrGetSharedVertexContainerCache(location, scale, vertexCacheCapacity, vertexCacheExpectedEntries);
+    mVertexCache =
+        createOrGetSharedVertexContainerCache(location, scale, vertexCacheCapacity, vertexCacheExpectedEntries);
     mMeshDistanceCache = createOrGetSharedMeshDistanceCache(location, scale, meshDistanceCacheCapacity);
-    mQueryCache = PointCloudQuery::createOrGetSharedCache(location, scale, queryCacheCapacity, queryCacheExpectedEntries);
+    mQueryCache =
+        PointCloudQuery::createOrGetSharedCache(location, scale, queryCacheCapacity, queryCacheExpectedEntries);
 }
 
-std::shared_ptr<VertexContainerCache> PointCloudRenderable::createOrGetSharedVertexContainerCache(
-    const Octree::Location& location, double unitScale, std::size_t capacity, std::size_t expectedEntries)
+std::shared_ptr<VertexContainerCache>
+PointCloudRenderable::createOrGetSharedVertexContainerCache(const Octree::Location& location, double unitScale,
+                                                            std::size_t capacity, std::size_t expectedEntries)
 {
     return sharedCacheOf<VertexContainerCache>(location, unitScale, [&] {
-        return std::make_shared<VertexContainerCache>(capacity, expectedEntries, nodeCacheMemory(),
-                                                      [](const VertexContainer& vertices) { return bytesOf(vertices); });
+        return std::make_shared<VertexContainerCache>(
+            capacity, expectedEntries, nodeCacheMemory(),
+            [](const VertexContainer& vertices) { return bytesOf(vertices); });
     });
 }
 
-std::shared_ptr<MeshDistanceCache> PointCloudRenderable::createOrGetSharedMeshDistanceCache(
-    const Octree::Location& location, double unitScale, std::size_t capacity)
+std::shared_ptr<MeshDistanceCache>
+PointCloudRenderable::createOrGetSharedMeshDistanceCache(const Octree::Location& location, double unitScale,
+                                                         std::size_t capacity)
 {
-    return sharedCacheOf<MeshDistanceCache>(location, unitScale,
-                                            [&] {
-                                                return std::make_shared<MeshDistanceCache>(
-                                                    capacity, nodeCacheMemory(),
-                                                    [](const std::vector<float>& distances) { return bytesOf(distances); });
-                                            });
+    return sharedCacheOf<MeshDistanceCache>(location, unitScale, [&] {
+        return std::make_shared<MeshDistanceCache>(
+            capacity, nodeCacheMemory(), [](const std::vector<float>& distances) { return bytesOf(distances); });
+    });
 }
 
 void PointCloudRenderable::init(std::size_t rendererId, std::shared_ptr<Camera> camera, ComPtr<ID3D11Device> device,

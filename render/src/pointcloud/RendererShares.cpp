@@ -130,9 +130,8 @@ void setPointBudget(std::size_t rendererId, std::size_t points)
 
 std::size_t pointBudget(std::size_t rendererId)
 {
-    const auto [budget, prioritizer] = registry().with(rendererId, [](Shares& shares) {
-        return std::pair{shares.budget, shares.prioritizer.lock()};
-    });
+    const auto [budget, prioritizer] =
+        registry().with(rendererId, [](Shares& shares) { return std::pair{shares.budget, shares.prioritizer.lock()}; });
     if (budget)
         return *budget;
     return prioritizer ? prioritizer->totalMaxPointCount() : 0;

@@ -46,8 +46,8 @@ std::uint64_t bytesOf(const std::vector<float>& distances)
 std::uint64_t bytesOf(const Octree::NodePointData& points)
 {
     return points.positions().size_bytes() + points.colors().size_bytes() + points.intensities().size_bytes()
-        + points.classifications().size_bytes() + points.scanIndices().size_bytes()
-        + points.visibilities().size_bytes() + points.normals().size_bytes();
+        + points.classifications().size_bytes() + points.scanIndices().size_bytes() + points.visibilities().size_bytes()
+        + points.normals().size_bytes();
 }
 
 bool CacheIdentifierOrder::operator()(const Octree::CacheIdentifier& a, const Octree::CacheIdentifier& b) const

@@ -20,12 +20,13 @@ class Direct3DMeshDrawer final : public MeshDrawer {
 public:
     Direct3DMeshDrawer(const ComPtr<ID3D11Device>& device, const ComPtr<ID3D11DeviceContext>& context,
                        const MeshConstants& constants)
-        : mDevice(device), mContext(context),
+        : mDevice(device),
+          mContext(context),
           mVertexShader(VertexShader::fromHlslResource(device, "shaders/mesh.hlsl", meshInputLayout())),
           mPixelShader(PixelShader::fromHlslResource(device, "shaders/mesh.hlsl")),
-          mConstants(device.Get(), constants), mClipConstants(device.Get(), ClipVolumeConstants{})
-    {
-    }
+          mConstants(device.Get(), constants),
+          mClipConstants(device.Get(), ClipVolumeConstants{})
+    {}
 
     void addPart(const MeshLoader::Part& vertices) override
     {
@@ -92,8 +93,7 @@ private:
 } // namespace
 
 std::unique_ptr<MeshDrawer> createMeshDrawer(const ComPtr<ID3D11Device>& device,
-                                             const ComPtr<ID3D11DeviceContext>& context,
-                                             const MeshConstants& constants)
+                                             const ComPtr<ID3D11DeviceContext>& context, const MeshConstants& constants)
 {
     if (!device || !context)
         return nullptr;

@@ -60,9 +60,11 @@ class Direct3DPanoDrawer final : public PanoDrawer {
 public:
     Direct3DPanoDrawer(const ComPtr<ID3D11Device>& device, const ComPtr<ID3D11DeviceContext>& context,
                        const Graphics::PanoramaLoader* loader, const PanoConstants& constants)
-        : mContext(context), mVertexShader(VertexShader::fromHlslResource(device, "shaders/pano.hlsl", {})),
+        : mContext(context),
+          mVertexShader(VertexShader::fromHlslResource(device, "shaders/pano.hlsl", {})),
           mPixelShader(PixelShader::fromHlslResource(device, "shaders/pano.hlsl")),
-          mConstants(device.Get(), constants), mSampler(device.Get(), pointSampler())
+          mConstants(device.Get(), constants),
+          mSampler(device.Get(), pointSampler())
     {
         if (!loader)
             return;

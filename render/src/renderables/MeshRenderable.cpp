@@ -35,11 +35,12 @@ std::shared_ptr<MeshRenderable> MeshRenderable::create(std::shared_ptr<MeshLoade
 
 MeshRenderable::MeshRenderable(Private, const std::filesystem::path& path, double unitScale, std::string name)
     : MeshRenderable(Private(), std::make_shared<ObjMeshLoader>(path), unitScale, std::move(name))
-{
-}
+{}
 
 MeshRenderable::MeshRenderable(Private, std::shared_ptr<MeshLoader> loader, double unitScale, std::string name)
-    : Renderable(std::move(name)), mConstants(std::make_unique<MeshConstants>()), mUnitScale(unitScale),
+    : Renderable(std::move(name)),
+      mConstants(std::make_unique<MeshConstants>()),
+      mUnitScale(unitScale),
       mLoader(std::move(loader))
 {
     if (!mLoader)
@@ -155,7 +156,8 @@ void MeshRenderable::storeClippingPlanes()
     MeshConstants& constants = modifyConstants();
     const std::vector<Math::HalfSpace<float, 3>>& planes = mClippingVolume.halfSpaces();
     for (std::size_t i = 0; i < maxClippingPlanes; ++i) {
-        const Eigen::Vector4f coefficients = i < planes.size() ? planes[i].plane().coefficients() : Eigen::Vector4f::Zero();
+        const Eigen::Vector4f coefficients =
+            i < planes.size() ? planes[i].plane().coefficients() : Eigen::Vector4f::Zero();
         std::copy_n(coefficients.data(), 4, constants.clippingPlanes[i]);
     }
 }

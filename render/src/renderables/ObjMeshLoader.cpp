@@ -75,7 +75,8 @@ private:
             return;
         }
         if (++mLineBytes > MAX_OBJ_LINE_BYTES)
-            refuse("line " + std::to_string(mLine + 1) + " is longer than " + std::to_string(MAX_OBJ_LINE_BYTES) + " bytes");
+            refuse("line " + std::to_string(mLine + 1) + " is longer than " + std::to_string(MAX_OBJ_LINE_BYTES)
+                   + " bytes");
         if (mComment)
             return;
         if (c == '#') {
@@ -136,8 +137,7 @@ class PartBuilder {
 public:
     PartBuilder(const tinyobj::attrib_t& attributes, const std::filesystem::path& path)
         : mAttributes(attributes), mPath(path)
-    {
-    }
+    {}
 
     MeshLoader::Part build(const tinyobj::shape_t& shape) const
     {
@@ -156,7 +156,8 @@ public:
                                                         mAttributes.vertices[3 * v + 2]);
                 if (!vertex.position.array().isFinite().all())
                     throw std::runtime_error(mPath.string() + ": triangle " + std::to_string(face) + " uses vertex "
-                                             + std::to_string(v + 1) + ", which is not finite (or too large for a float)");
+                                             + std::to_string(v + 1)
+                                             + ", which is not finite (or too large for a float)");
                 if (index.normal_index >= 0) {
                     const std::size_t n = checked(index.normal_index, mAttributes.normals.size() / 3, "normal", face);
                     vertex.normal = Eigen::Vector3f(mAttributes.normals[3 * n], mAttributes.normals[3 * n + 1],
@@ -168,7 +169,8 @@ public:
                 if (index.texcoord_index >= 0) {
                     const std::size_t t =
                         checked(index.texcoord_index, mAttributes.texcoords.size() / 2, "texture coordinate", face);
-                    vertex.texCoord = Math::Point<float, 2>(mAttributes.texcoords[2 * t], mAttributes.texcoords[2 * t + 1]);
+                    vertex.texCoord =
+                        Math::Point<float, 2>(mAttributes.texcoords[2 * t], mAttributes.texcoords[2 * t + 1]);
                 } else {
                     vertex.texCoord = Math::Point<float, 2>(0.0f, 0.0f);
                 }
@@ -204,7 +206,8 @@ private:
     static void giveFaceNormal(VertexPosNormalTexCoordColor* corners)
     {
         const Eigen::Vector3f p0 = corners[0].position;
-        Eigen::Vector3f normal = (Eigen::Vector3f(corners[1].position) - p0).cross(Eigen::Vector3f(corners[2].position) - p0);
+        Eigen::Vector3f normal =
+            (Eigen::Vector3f(corners[1].position) - p0).cross(Eigen::Vector3f(corners[2].position) - p0);
         if (normal.squaredNorm() > 0.0f)
             normal.normalize();
         for (int corner = 0; corner < 3; ++corner)

@@ -22,7 +22,10 @@ namespace Render {
 
 namespace {
 
-enum class TileKind : std::uint32_t { Color = 0, Depth = 1 };
+enum class TileKind : std::uint32_t {
+    Color = 0,
+    Depth = 1
+};
 
 struct TileRequest {
     std::uint64_t tileId = 0;
@@ -59,8 +62,7 @@ std::shared_ptr<PanoRenderable> PanoRenderable::create(const std::shared_ptr<Gra
 
 PanoRenderable::PanoRenderable(Private, std::shared_ptr<Graphics::PanoramaLoader> loader, std::string name)
     : Renderable(std::move(name)), mConstants(std::make_unique<PanoConstants>()), mLoader(std::move(loader))
-{
-}
+{}
 
 PanoRenderable::~PanoRenderable()
 {
@@ -73,12 +75,12 @@ void PanoRenderable::init(std::size_t, std::shared_ptr<Camera> camera, ComPtr<ID
     if (mLoader) {
         constexpr std::size_t shaderLevels = PanoConstants::shaderLevels;
         if (mLoader->numColorLevels() > shaderLevels || mLoader->numDepthLevels() > shaderLevels)
-            throw std::invalid_argument("A panorama of " + std::to_string(mLoader->numColorLevels()) + " colour and " +
-                                        std::to_string(mLoader->numDepthLevels()) +
-                                        " depth levels has more than the 4 of each that can be drawn");
+            throw std::invalid_argument("A panorama of " + std::to_string(mLoader->numColorLevels()) + " colour and "
+                                        + std::to_string(mLoader->numDepthLevels())
+                                        + " depth levels has more than the 4 of each that can be drawn");
         if (mLoader->tilesPerLevel() > static_cast<std::size_t>(MAX_TILES_PER_LEVEL))
-            throw std::invalid_argument("A panorama of " + std::to_string(mLoader->tilesPerLevel()) +
-                                        " tiles per level has more than the 48 that can be drawn");
+            throw std::invalid_argument("A panorama of " + std::to_string(mLoader->tilesPerLevel())
+                                        + " tiles per level has more than the 48 that can be drawn");
     }
     mCamera = std::move(camera);
     takeWorldMatrix();
@@ -208,7 +210,8 @@ Core::JobState PanoRenderable::loadPanoramaTiles(std::stop_token stop, const std
         std::vector<TileRequest> requests;
         const auto request = [&](std::uint64_t tile, TileKind kind) {
             const std::array<float, 3> direction = mLoader->tileDirection(tile);
-            requests.push_back({tile, mLoader->level(tile), Eigen::Vector3f(direction[0], direction[1], direction[2]), kind});
+            requests.push_back(
+                {tile, mLoader->level(tile), Eigen::Vector3f(direction[0], direction[1], direction[2]), kind});
         };
         for (const std::uint64_t tile : mLoader->colorTiles())
             request(tile, TileKind::Color);
@@ -260,7 +263,7 @@ void PanoRenderable::updatePanoramaTextures()
         depthTiles.swap(mPendingDepthTiles);
     }
     // A coarser level arriving after a finer one is stored but does not replace it on screen.
-    const auto take = [this](std::uint64_t tile, PanoConstants::Level (&levels)[PanoConstants::maxTilesPerLevel]) {
+    const auto take = [this](std::uint64_t tile, PanoConstants::Level(&levels)[PanoConstants::maxTilesPerLevel]) {
         const std::size_t slice = mLoader->tileIndexWithinLevel(tile);
         const auto level = static_cast<std::uint32_t>(mLoader->level(tile));
         if (slice < PanoConstants::maxTilesPerLevel && levels[slice].value < level) {

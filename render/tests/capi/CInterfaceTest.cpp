@@ -73,7 +73,8 @@ double distanceToSource(const double xyz[3])
     static const TestSupport::LasFile las = TestSupport::readLas(TestSupport::testStore("las/autzen_trim.las"));
     double nearest = std::numeric_limits<double>::max();
     for (const auto& point : las.points)
-        nearest = std::min(nearest, std::hypot(point.position[0] - xyz[0], point.position[1] - xyz[1], point.position[2] - xyz[2]));
+        nearest = std::min(
+            nearest, std::hypot(point.position[0] - xyz[0], point.position[1] - xyz[1], point.position[2] - xyz[2]));
     return nearest;
 }
 
@@ -99,54 +100,83 @@ TEST(CInterface, EveryBadArgumentFailsWithAMessage)
     const auto pointer = [](const void* result) { return result == nullptr ? -1 : 0; };
 
     const BadCall calls[] = {
-        {"zero width", [&] { return pointer(lumaro_renderer_create(0, 10)); }, "width must be 1 to 16384 pixels, not 0"},
-        {"huge height", [&] { return pointer(lumaro_renderer_create(10, 16385)); }, "height must be 1 to 16384 pixels, not 16385"},
-        {"cloud of no renderer", [&] { return pointer(lumaro_renderer_add_cloud(nullptr, autzen.c_str(), 10)); }, "renderer must not be NULL"},
-        {"cloud of no location", [&] { return pointer(lumaro_renderer_add_cloud(r, nullptr, 10)); }, "location_utf8 must not be NULL"},
-        {"cloud of an empty location", [&] { return pointer(lumaro_renderer_add_cloud(r, "", 10)); }, "location_utf8 must not be empty"},
+        {"zero width", [&] { return pointer(lumaro_renderer_create(0, 10)); },
+         "width must be 1 to 16384 pixels, not 0"},
+        {"huge height", [&] { return pointer(lumaro_renderer_create(10, 16385)); },
+         "height must be 1 to 16384 pixels, not 16385"},
+        {"cloud of no renderer", [&] { return pointer(lumaro_renderer_add_cloud(nullptr, autzen.c_str(), 10)); },
+         "renderer must not be NULL"},
+        {"cloud of no location", [&] { return pointer(lumaro_renderer_add_cloud(r, nullptr, 10)); },
+         "location_utf8 must not be NULL"},
+        {"cloud of an empty location", [&] { return pointer(lumaro_renderer_add_cloud(r, "", 10)); },
+         "location_utf8 must not be empty"},
         {"missing store", [&] { return pointer(lumaro_renderer_add_cloud(r, missing.c_str(), 10)); }, "missing"},
         {"budget of 0", [&] { return pointer(lumaro_renderer_add_cloud(r, autzen.c_str(), 0)); }, "point budget"},
         {"mode of no renderer", [&] { return lumaro_renderer_set_mode(nullptr, "rgb"); }, "renderer must not be NULL"},
         {"no mode", [&] { return lumaro_renderer_set_mode(r, nullptr); }, "mode must not be NULL"},
         {"unknown mode", [&] { return lumaro_renderer_set_mode(r, "height"); }, "unknown mode 'height' (known: rgb,"},
-        {"mesh distance without a mesh", [&] { return lumaro_renderer_set_mode(r, "mesh-distance"); }, "needs a distance mesh"},
-        {"unknown colour map", [&] { return lumaro_renderer_set_color_map(r, "rainbow"); }, "unknown colour map 'rainbow'"},
+        {"mesh distance without a mesh", [&] { return lumaro_renderer_set_mode(r, "mesh-distance"); },
+         "needs a distance mesh"},
+        {"unknown colour map", [&] { return lumaro_renderer_set_color_map(r, "rainbow"); },
+         "unknown colour map 'rainbow'"},
         {"background beyond RGB", [&] { return lumaro_renderer_set_background(r, 0x1000000); }, "0xRRGGBB"},
-        {"class beyond a byte", [&] { return lumaro_renderer_set_class_visible(r, 256, 0); }, "class_index must lie between 0 and 255, not 256"},
-        {"class colour beyond RGB", [&] { return lumaro_renderer_set_class_color(r, 2, 0x1000000); }, "rgb must be 0xRRGGBB"},
-        {"negative lighting", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, -1.0, 1.0); }, "strength must be a number of at least 0"},
-        {"lighting radius 0", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 0.0); }, "radius must lie between 1 and 16"},
+        {"class beyond a byte", [&] { return lumaro_renderer_set_class_visible(r, 256, 0); },
+         "class_index must lie between 0 and 255, not 256"},
+        {"class colour beyond RGB", [&] { return lumaro_renderer_set_class_color(r, 2, 0x1000000); },
+         "rgb must be 0xRRGGBB"},
+        {"negative lighting", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, -1.0, 1.0); },
+         "strength must be a number of at least 0"},
+        {"lighting radius 0", [&] { return lumaro_renderer_set_eye_dome_lighting(r, 1, 1.0, 0.0); },
+         "radius must lie between 1 and 16"},
         {"size of 0", [&] { return lumaro_renderer_set_size(r, 0, 5); }, "width must be 1 to 16384"},
-        {"overview of no renderer", [&] { return lumaro_renderer_view_overview(nullptr); }, "renderer must not be NULL"},
+        {"overview of no renderer", [&] { return lumaro_renderer_view_overview(nullptr); },
+         "renderer must not be NULL"},
         {"top view of no renderer", [&] { return lumaro_renderer_view_top(nullptr); }, "renderer must not be NULL"},
         {"no eye", [&] { return lumaro_renderer_look_at(r, nullptr, eye, 60.0); }, "eye must not be NULL"},
-        {"eye not a number", [&] { return lumaro_renderer_look_at(r, nan, eye, 60.0); }, "eye must be three finite numbers"},
+        {"eye not a number", [&] { return lumaro_renderer_look_at(r, nan, eye, 60.0); },
+         "eye must be three finite numbers"},
         {"eye on the target", [&] { return lumaro_renderer_look_at(r, eye, eye, 60.0); }, "eye and target must differ"},
         {"field of view 0", [&] { return lumaro_renderer_look_at(r, eye, xyz, 0.0); }, "fov_y_degrees"},
         {"field of view 180", [&] { return lumaro_renderer_look_at(r, eye, xyz, 180.0); }, "fov_y_degrees"},
         {"load of no renderer", [&] { return lumaro_renderer_load(nullptr, 0); }, "renderer must not be NULL"},
-        {"threads of no renderer", [&] { return lumaro_renderer_set_loader_threads(nullptr, 2); }, "renderer must not be NULL"},
-        {"budget of no renderer", [&] { return lumaro_renderer_set_point_budget(nullptr, 10); }, "renderer must not be NULL"},
-        {"shared budget of 0", [&] { return lumaro_renderer_set_point_budget(r, 0); }, "point_budget must be at least 1"},
+        {"threads of no renderer", [&] { return lumaro_renderer_set_loader_threads(nullptr, 2); },
+         "renderer must not be NULL"},
+        {"budget of no renderer", [&] { return lumaro_renderer_set_point_budget(nullptr, 10); },
+         "renderer must not be NULL"},
+        {"shared budget of 0", [&] { return lumaro_renderer_set_point_budget(r, 0); },
+         "point_budget must be at least 1"},
         {"render of no renderer", [&] { return lumaro_renderer_render(nullptr); }, "renderer must not be NULL"},
-        {"colours into nothing", [&] { return lumaro_renderer_read_color(r, nullptr, 4 * width); }, "rgba must not be NULL"},
-        {"colour rows too short", [&] { return lumaro_renderer_read_color(r, pixels.data(), 4 * width - 1); }, "stride must be at least"},
-        {"depths into nothing", [&] { return lumaro_renderer_read_depth(r, nullptr, 4 * width); }, "depths must not be NULL"},
-        {"depth rows too short", [&] { return lumaro_renderer_read_depth(r, depths.data(), 3); }, "stride must be at least"},
-        {"pick beside the picture", [&] { return lumaro_renderer_pick(r, width, 0, 0, xyz); }, "lies outside the picture of 96 x 64"},
+        {"colours into nothing", [&] { return lumaro_renderer_read_color(r, nullptr, 4 * width); },
+         "rgba must not be NULL"},
+        {"colour rows too short", [&] { return lumaro_renderer_read_color(r, pixels.data(), 4 * width - 1); },
+         "stride must be at least"},
+        {"depths into nothing", [&] { return lumaro_renderer_read_depth(r, nullptr, 4 * width); },
+         "depths must not be NULL"},
+        {"depth rows too short", [&] { return lumaro_renderer_read_depth(r, depths.data(), 3); },
+         "stride must be at least"},
+        {"pick beside the picture", [&] { return lumaro_renderer_pick(r, width, 0, 0, xyz); },
+         "lies outside the picture of 96 x 64"},
         {"pick into nothing", [&] { return lumaro_renderer_pick(r, 0, 0, 0, nullptr); }, "xyz must not be NULL"},
         {"PNG of no path", [&] { return lumaro_renderer_write_png(r, nullptr); }, "path_utf8 must not be NULL"},
         {"PNG in no folder", [&] { return lumaro_renderer_write_png(r, noFolder.c_str()); }, "file.png"},
-        {"points in no folder", [&] { return lumaro_renderer_write_points(r, noFolder.c_str()); }, "cannot write the points to"},
+        {"points in no folder", [&] { return lumaro_renderer_write_points(r, noFolder.c_str()); },
+         "cannot write the points to"},
         {"missing mesh", [&] { return lumaro_renderer_add_mesh(r, missing.c_str()); }, "missing"},
         {"missing distance mesh", [&] { return lumaro_renderer_set_distance_mesh(r, missing.c_str()); }, "missing"},
-        {"distance range upside down", [&] { return lumaro_renderer_set_distance_range(r, 1.0, 0.0); }, "min below max"},
-        {"thumbnail of nothing", [&] { return lumaro_thumbnail(nullptr, "t.png", 8, 8, 0, 3); }, "location_utf8 must not be NULL"},
-        {"thumbnail to nowhere", [&] { return lumaro_thumbnail(autzen.c_str(), nullptr, 8, 8, 0, 3); }, "png_path_utf8 must not be NULL"},
-        {"thumbnail of 0 pixels", [&] { return lumaro_thumbnail(autzen.c_str(), "t.png", 8, 0, 0, 3); }, "height must be 1 to 16384"},
-        {"thumbnail of a missing store", [&] { return lumaro_thumbnail(missing.c_str(), "t.png", 8, 8, 0, 3); }, "no point-cloud store at"},
-        {"thumbnail background beyond RGB", [&] { return lumaro_thumbnail(autzen.c_str(), "t.png", 8, 8, 0xFFFFFFFF, 3); }, "0xRRGGBB"},
-        {"points of no cloud", [&] { return lumaro_cloud_loaded_points(nullptr) == 0 ? -1 : 0; }, "cloud must not be NULL"},
+        {"distance range upside down", [&] { return lumaro_renderer_set_distance_range(r, 1.0, 0.0); },
+         "min below max"},
+        {"thumbnail of nothing", [&] { return lumaro_thumbnail(nullptr, "t.png", 8, 8, 0, 3); },
+         "location_utf8 must not be NULL"},
+        {"thumbnail to nowhere", [&] { return lumaro_thumbnail(autzen.c_str(), nullptr, 8, 8, 0, 3); },
+         "png_path_utf8 must not be NULL"},
+        {"thumbnail of 0 pixels", [&] { return lumaro_thumbnail(autzen.c_str(), "t.png", 8, 0, 0, 3); },
+         "height must be 1 to 16384"},
+        {"thumbnail of a missing store", [&] { return lumaro_thumbnail(missing.c_str(), "t.png", 8, 8, 0, 3); },
+         "no point-cloud store at"},
+        {"thumbnail background beyond RGB",
+         [&] { return lumaro_thumbnail(autzen.c_str(), "t.png", 8, 8, 0xFFFFFFFF, 3); }, "0xRRGGBB"},
+        {"points of no cloud", [&] { return lumaro_cloud_loaded_points(nullptr) == 0 ? -1 : 0; },
+         "cloud must not be NULL"},
     };
     for (const BadCall& bad : calls) {
         EXPECT_EQ(bad.call(), -1) << bad.what;
@@ -207,7 +237,9 @@ TEST(CInterface, RendersReadsBackAndPicksARealStoreInItsOwnCoordinates)
         ASSERT_NE(cloud, nullptr);
         EXPECT_EQ(lumaro_renderer_view_top(counted.get()), 0);
         EXPECT_EQ(lumaro_renderer_load(counted.get(), 0), 0);
-        EXPECT_EQ(lumaro_cloud_total_points(cloud), TestSupport::storeFacts(TestSupport::testStore("potree2/autzen_trim-brotli"))["points_metadata"].get<uint64_t>());
+        EXPECT_EQ(lumaro_cloud_total_points(cloud),
+                  TestSupport::storeFacts(TestSupport::testStore("potree2/autzen_trim-brotli"))["points_metadata"]
+                      .get<uint64_t>());
         EXPECT_GT(lumaro_cloud_loaded_points(cloud), 0u);
         EXPECT_LE(lumaro_cloud_loaded_points(cloud), 5000u);
     }
@@ -291,7 +323,9 @@ TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
     const std::vector<uint8_t> coloured = readColor(elevation.get());
     std::size_t notGrey = 0;
     for (std::size_t pixel = 0; pixel < std::size_t(width) * height; ++pixel)
-        notGrey += coloured[4 * pixel] != coloured[4 * pixel + 1] || coloured[4 * pixel + 1] != coloured[4 * pixel + 2] ? 1 : 0;
+        notGrey += coloured[4 * pixel] != coloured[4 * pixel + 1] || coloured[4 * pixel + 1] != coloured[4 * pixel + 2]
+            ? 1
+            : 0;
     EXPECT_GT(notGrey, std::size_t(width) * height / 4);
     const TestSupport::LasFile las = TestSupport::readLas(TestSupport::testStore("las/autzen_trim.las"));
     double centre[3] = {0.0, 0.0, 0.0};
@@ -299,8 +333,9 @@ TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
         for (int axis = 0; axis < 3; ++axis)
             centre[axis] += point.position[axis] / static_cast<double>(las.points.size());
     const double above[3] = {centre[0], centre[1], centre[2] + 1500.0};
-    for (const auto& view : {std::function<int()>([&] { return lumaro_renderer_view_overview(elevation.get()); }),
-                             std::function<int()>([&] { return lumaro_renderer_look_at(elevation.get(), above, centre, 60.0); })}) {
+    for (const auto& view :
+         {std::function<int()>([&] { return lumaro_renderer_view_overview(elevation.get()); }),
+          std::function<int()>([&] { return lumaro_renderer_look_at(elevation.get(), above, centre, 60.0); })}) {
         ASSERT_EQ(view(), 0) << lumaro_last_error();
         ASSERT_EQ(lumaro_renderer_load(elevation.get(), 0), 0);
         ASSERT_EQ(lumaro_renderer_render(elevation.get()), 0);
@@ -314,7 +349,9 @@ TEST(CInterface, ModesViewsTimeoutsDamagedStoresAndThumbnails)
 
     // A timeout of 1 ms ends the walk of a store of LASzip nodes that this process has not read.
     const Renderer hurried = makeRenderer();
-    ASSERT_NE(lumaro_renderer_add_cloud(hurried.get(), utf8(TestSupport::testStore("ept/lion_takanawa-laszip")).c_str(), 1000000), nullptr);
+    ASSERT_NE(lumaro_renderer_add_cloud(hurried.get(), utf8(TestSupport::testStore("ept/lion_takanawa-laszip")).c_str(),
+                                        1000000),
+              nullptr);
     ASSERT_EQ(lumaro_renderer_view_top(hurried.get()), 0);
     EXPECT_EQ(lumaro_renderer_load(hurried.get(), 1), 1);
     EXPECT_NE(std::string(lumaro_last_error()).find("longer than 1 ms"), std::string::npos) << lumaro_last_error();

@@ -24,7 +24,9 @@ void expectNear(const Eigen::Vector3f& actual, const Eigen::Vector3f& expected, 
 void expectMatrixNear(const Eigen::Matrix4f& actual, const Eigen::Matrix4f& expected)
 {
     EXPECT_TRUE(actual.isApprox(expected, 1e-6f) || (actual - expected).cwiseAbs().maxCoeff() < 1e-6f)
-        << "actual\n" << actual << "\nexpected\n" << expected;
+        << "actual\n"
+        << actual << "\nexpected\n"
+        << expected;
 }
 
 // A right-handed perspective written out by hand: z in view space maps to depth 0 at depth0Z and

@@ -70,9 +70,9 @@ TEST(ClipVolumesTest, BoxesCutAwayWholeAreThoseNothingOfCanBeDrawn)
         bool cutByOutside;
     };
     const Case cases[] = {
-        {Box(P3(0.5, 0.5, 1.5), P3(1.5, 1.5, 2.5)), false, true},  // wholly in the L
-        {Box(P3(2.5, 2.5, 1.5), P3(3.5, 3.5, 2.5)), true, false},  // in the notch
-        {Box(P3(0.5, 0.5, 3.5), P3(1.5, 1.5, 4.5)), true, false},  // above the roof
+        {Box(P3(0.5, 0.5, 1.5), P3(1.5, 1.5, 2.5)), false, true}, // wholly in the L
+        {Box(P3(2.5, 2.5, 1.5), P3(3.5, 3.5, 2.5)), true, false}, // in the notch
+        {Box(P3(0.5, 0.5, 3.5), P3(1.5, 1.5, 4.5)), true, false}, // above the roof
         {Box(P3(0.5, 0.5, 2.5), P3(1.5, 1.5, 3.5)), false, false}, // through the roof
         {Box(P3(1.5, 1.5, 1.5), P3(2.5, 2.5, 2.5)), false, false}, // over the inner corner
     };
@@ -126,9 +126,9 @@ TEST(ClipVolumesTest, ConstantsAsTheShadersReadThem)
     const Eigen::Map<const Eigen::Matrix4f> frame(constants.clipFromWorld[1]);
     EXPECT_NEAR(frame(0, 3), -5.0f / 3.0f, 1e-6f);
     EXPECT_NEAR(constants.vertices[0][0], -5.0f / 3.0f, 1e-6f);
-    EXPECT_NEAR(constants.vertices[0][3], -5.0f / 3.0f, 1e-6f);        // vertex 1: (4, 0)
+    EXPECT_NEAR(constants.vertices[0][3], -5.0f / 3.0f, 1e-6f); // vertex 1: (4, 0)
     EXPECT_NEAR(constants.vertices[0][2], 4.0f - 5.0f / 3.0f, 1e-6f);
-    EXPECT_NEAR(constants.vertices[3][0], 10.0f - 11.0f, 1e-5f);       // vertex 6, the triangle's first
+    EXPECT_NEAR(constants.vertices[3][0], 10.0f - 11.0f, 1e-5f); // vertex 6, the triangle's first
     EXPECT_NEAR(constants.vertices[3][1], 10.0f - 32.0f / 3.0f, 1e-5f);
     // No floor or roof is the largest float; heights as given.
     EXPECT_EQ(constants.heights[1][0], std::numeric_limits<float>::lowest());

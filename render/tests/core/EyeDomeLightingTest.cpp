@@ -20,7 +20,7 @@ using Render::RenderMode;
 
 constexpr double eyeHeight = 100.0;
 constexpr double nearZ = 8.0; // columns 10 to 29
-constexpr double farZ = 4.0;  // columns 30 to 49
+constexpr double farZ = 4.0; // columns 30 to 49
 constexpr int firstRow = 10;
 constexpr int lastRow = 37;
 constexpr double farPlane = 200.0;
@@ -76,9 +76,10 @@ protected:
         if (c.nearPatchIsMesh) {
             // The same near patch as two triangles whose edges lie between pixel centres.
             const auto mesh = Render::MeshRenderable::create(
-                folder.write("near.obj", "v 2.625 2.625 8 0.784 0.784 0.784\nv 7.625 2.625 8 0.784 0.784 0.784\n"
-                                         "v 7.625 9.625 8 0.784 0.784 0.784\nv 2.625 9.625 8 0.784 0.784 0.784\n"
-                                         "f 1 2 3\nf 1 3 4\n"),
+                folder.write("near.obj",
+                             "v 2.625 2.625 8 0.784 0.784 0.784\nv 7.625 2.625 8 0.784 0.784 0.784\n"
+                             "v 7.625 9.625 8 0.784 0.784 0.784\nv 2.625 9.625 8 0.784 0.784 0.784\n"
+                             "f 1 2 3\nf 1 3 4\n"),
                 1.0, "near");
             const auto group = Render::GroupRenderable::create("scene");
             group->add(cloud);
@@ -171,8 +172,9 @@ TEST_P(EyeDomeLightingModes, ShadeWhatEachModeDraws)
     showSteps();
     cloud->setTomographicContrast(0.5f);
     renderer.setTomographicColor(Math::Color(150, 150, 150));
-    for (const RenderMode mode : {RenderMode::Default, RenderMode::Intensity, RenderMode::UniformColor,
-                                  RenderMode::Classification, RenderMode::TomographicBright, RenderMode::TomographicDark}) {
+    for (const RenderMode mode :
+         {RenderMode::Default, RenderMode::Intensity, RenderMode::UniformColor, RenderMode::Classification,
+          RenderMode::TomographicBright, RenderMode::TomographicDark}) {
         renderer.setRenderMode(mode);
         renderer.setEyeDomeLighting({false, GetParam().strength, 1.0f});
         unlit = picture();
@@ -191,10 +193,9 @@ INSTANTIATE_TEST_SUITE_P(Views, EyeDomeLightingModes,
 TEST(EyeDomeLightingSettings, RefusesStrengthsAndRadiiOutOfRange)
 {
     Render::Renderer renderer(false);
-    for (const Render::EyeDomeLighting bad : {Render::EyeDomeLighting{true, -0.5f, 1.0f},
-                                              Render::EyeDomeLighting{true, std::nanf(""), 1.0f},
-                                              Render::EyeDomeLighting{true, 1.0f, 0.5f},
-                                              Render::EyeDomeLighting{true, 1.0f, 17.0f}}) {
+    for (const Render::EyeDomeLighting bad :
+         {Render::EyeDomeLighting{true, -0.5f, 1.0f}, Render::EyeDomeLighting{true, std::nanf(""), 1.0f},
+          Render::EyeDomeLighting{true, 1.0f, 0.5f}, Render::EyeDomeLighting{true, 1.0f, 17.0f}}) {
         EXPECT_THROW(renderer.setEyeDomeLighting(bad), std::invalid_argument);
         EXPECT_FALSE(renderer.eyeDomeLighting().enabled) << "a refused setting changes nothing";
     }

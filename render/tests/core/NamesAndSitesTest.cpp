@@ -27,8 +27,18 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
     }
     EXPECT_EQ(colorings.size(), 9u);
     // The map numbers are the shader's: the names in the order of the numbers 0 to 12.
-    const char* const maps[] = {"turbo", "inferno", "magma", "viridis", "plasma", "gray", "bone", "red-white-blue",
-                                "level-of-accuracy", "pass-fail", "traffic-light", "cool-warm",
+    const char* const maps[] = {"turbo",
+                                "inferno",
+                                "magma",
+                                "viridis",
+                                "plasma",
+                                "gray",
+                                "bone",
+                                "red-white-blue",
+                                "level-of-accuracy",
+                                "pass-fail",
+                                "traffic-light",
+                                "cool-warm",
                                 "level-of-accuracy-imperial"};
     ASSERT_EQ(Render::colorMapNames().size(), std::size(maps));
     for (int number = 0; number < 13; ++number) {
@@ -38,8 +48,9 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
     EXPECT_EQ(Render::nameOf(static_cast<Render::ColorMap>(40)), "turbo") << "what the shader draws";
 
     const std::string mode = failureOf<std::invalid_argument>([] { Render::coloringNamed("height"); });
-    EXPECT_EQ(mode, "unknown mode 'height' (known: rgb, intensity, normal, uniform, elevation, tomographic, "
-                    "tomographic-dark, mesh-distance, classification)");
+    EXPECT_EQ(mode,
+              "unknown mode 'height' (known: rgb, intensity, normal, uniform, elevation, tomographic, "
+              "tomographic-dark, mesh-distance, classification)");
     const std::string map = failureOf<std::invalid_argument>([] { Render::colorMapNamed("Turbo"); });
     EXPECT_NE(map.find("unknown colour map 'Turbo' (known: turbo, inferno"), std::string::npos) << map;
 
@@ -53,7 +64,8 @@ TEST(Names, EveryNameStandsForOneValueAndUnknownNamesListTheKnownOnes)
 // The minimum corner of a Potree store's cube, read from its metadata by hand.
 Eigen::Vector3d cubeMinimum(const std::string& store)
 {
-    const nlohmann::json metadata = nlohmann::json::parse(std::ifstream(TestSupport::testStore(store) / "metadata.json"));
+    const nlohmann::json metadata =
+        nlohmann::json::parse(std::ifstream(TestSupport::testStore(store) / "metadata.json"));
     const auto& min = metadata["boundingBox"]["min"];
     return {min[0].get<double>(), min[1].get<double>(), min[2].get<double>()};
 }
@@ -62,10 +74,10 @@ TEST(SiteGroup, PlacesEachStoreByItsReferencePositionRelativeToTheFirst)
 {
     Render::SiteGroup site("site");
     EXPECT_EQ(site.origin(), Eigen::Vector3d::Zero());
-    const auto first = site.addStore(PoTree::FileSystemLocation(TestSupport::testStore("potree2/autzen_trim-brotli")),
-                                     "autzen", 1000);
-    const auto second = site.addStore(PoTree::FileSystemLocation(TestSupport::testStore("potree2/1.2-with-color-brotli")),
-                                      "color", 1000);
+    const auto first =
+        site.addStore(PoTree::FileSystemLocation(TestSupport::testStore("potree2/autzen_trim-brotli")), "autzen", 1000);
+    const auto second = site.addStore(
+        PoTree::FileSystemLocation(TestSupport::testStore("potree2/1.2-with-color-brotli")), "color", 1000);
     const Eigen::Vector3d origin = cubeMinimum("potree2/autzen_trim-brotli");
     const Eigen::Vector3d offset = cubeMinimum("potree2/1.2-with-color-brotli") - origin;
     EXPECT_LT((site.origin() - origin).norm(), 1e-9);

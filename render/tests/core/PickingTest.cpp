@@ -223,7 +223,8 @@ TEST_F(RealStorePicking, APickedPointIsAPointOfTheSourceFile)
             const Eigen::Vector3d world = storeCoordinates(picked);
             double nearest = std::numeric_limits<double>::max();
             for (const auto& point : las.points)
-                nearest = std::min(nearest, (Eigen::Vector3d(point.position[0], point.position[1], point.position[2]) - world).norm());
+                nearest = std::min(
+                    nearest, (Eigen::Vector3d(point.position[0], point.position[1], point.position[2]) - world).norm());
             // Float precision of coordinates a few kilometres from the reference position.
             EXPECT_LT(nearest, 1e-3) << x << " " << y;
             ++checked;
@@ -306,7 +307,8 @@ TEST_F(RealStorePicking, AStoreWithoutColourShowsItsIntensityByDefaultAndInItsTh
     ASSERT_TRUE(pixels) << file;
     std::size_t notWhite = 0;
     for (int i = 0; i < width * height; ++i)
-        notWhite += pixels.get()[3 * i] != 255 || pixels.get()[3 * i + 1] != 255 || pixels.get()[3 * i + 2] != 255 ? 1 : 0;
+        notWhite +=
+            pixels.get()[3 * i] != 255 || pixels.get()[3 * i + 1] != 255 || pixels.get()[3 * i + 2] != 255 ? 1 : 0;
     EXPECT_GT(notWhite, 100u);
 }
 

@@ -49,7 +49,8 @@ TEST(PointClasses, TheStandardClassesHaveTheColoursTheReadmeLists)
     const std::string readme = Core::readLocalFile(TestSupport::testStore("../README.md"));
     const std::regex entry(R"(\| (\d+) \| [^|`]+ \| `([0-9a-f]{6})` )");
     std::set<unsigned long> listed;
-    for (auto match = std::sregex_iterator(readme.begin(), readme.end(), entry); match != std::sregex_iterator(); ++match) {
+    for (auto match = std::sregex_iterator(readme.begin(), readme.end(), entry); match != std::sregex_iterator();
+         ++match) {
         const unsigned long classIndex = std::stoul((*match)[1]);
         const unsigned long rgb = std::stoul((*match)[2], nullptr, 16);
         ASSERT_LT(classIndex, 19u);

@@ -56,19 +56,20 @@ public:
     void init(std::size_t, std::shared_ptr<Render::Camera>, ComPtr<ID3D11Device> device,
               ComPtr<ID3D11DeviceContext> context) override
     {
-        context_ = context;
+        mContext = context;
         const std::string vertexCode = Render::Testing::compiledOrThrow(patternShader, "vs_main", "vs_5_0");
         const std::string pixelCode = Render::Testing::compiledOrThrow(patternShader, "ps_main", "ps_5_0");
-        Render::throwIfFailed(device->CreateVertexShader(vertexCode.data(), vertexCode.size(), nullptr, &vertexShader_));
-        Render::throwIfFailed(device->CreatePixelShader(pixelCode.data(), pixelCode.size(), nullptr, &pixelShader_));
+        Render::throwIfFailed(
+            device->CreateVertexShader(vertexCode.data(), vertexCode.size(), nullptr, &mVertexShader));
+        Render::throwIfFailed(device->CreatePixelShader(pixelCode.data(), pixelCode.size(), nullptr, &mPixelShader));
     }
 
     void render() override
     {
-        ID3D11DeviceContext* context = context_.Get();
+        ID3D11DeviceContext* context = mContext.Get();
         context->IASetInputLayout(nullptr);
-        context->VSSetShader(vertexShader_.Get(), nullptr, 0);
-        context->PSSetShader(pixelShader_.Get(), nullptr, 0);
+        context->VSSetShader(mVertexShader.Get(), nullptr, 0);
+        context->PSSetShader(mPixelShader.Get(), nullptr, 0);
         context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLESTRIP);
         context->Draw(4, 0);
         context->VSSetShader(nullptr, nullptr, 0);
@@ -82,9 +83,9 @@ public:
     }
 
 private:
-    ComPtr<ID3D11DeviceContext> context_;
-    ComPtr<ID3D11VertexShader> vertexShader_;
-    ComPtr<ID3D11PixelShader> pixelShader_;
+    ComPtr<ID3D11DeviceContext> mContext;
+    ComPtr<ID3D11VertexShader> mVertexShader;
+    ComPtr<ID3D11PixelShader> mPixelShader;
 };
 
 struct Rgba {
@@ -99,15 +100,14 @@ std::ostream& operator<<(std::ostream& stream, const Rgba& c)
 // Channel values from 0..1 to bytes, as UNORM conversion does; exact halves may go either way.
 Rgba bytes(double r, double g, double b, double a)
 {
-    return {int(std::lround(r * 255)), int(std::lround(g * 255)), int(std::lround(b * 255)),
-            int(std::lround(a * 255))};
+    return {int(std::lround(r * 255)), int(std::lround(g * 255)), int(std::lround(b * 255)), int(std::lround(a * 255))};
 }
 
 void expectColor(const Math::Color& actual, const Rgba& expected, const std::string& where)
 {
     const Rgba got{actual.r(), actual.g(), actual.b(), actual.a()};
-    const bool close = std::abs(got.r - expected.r) <= 1 && std::abs(got.g - expected.g) <= 1 &&
-                       std::abs(got.b - expected.b) <= 1 && std::abs(got.a - expected.a) <= 1;
+    const bool close = std::abs(got.r - expected.r) <= 1 && std::abs(got.g - expected.g) <= 1
+        && std::abs(got.b - expected.b) <= 1 && std::abs(got.a - expected.a) <= 1;
     EXPECT_TRUE(close) << where << ": got " << got << ", expected " << expected;
 }
 
@@ -167,8 +167,19 @@ TEST_F(PostProcessFrames, EachModeFinishesTheSceneByItsFormula)
         {"uniform colour", RenderMode::UniformColor, 0.05f, 2.0f, 1.0f, scene, background},
         {"mesh distance", RenderMode::MeshDistance, 0.05f, 2.0f, 1.0f, scene, background},
         // Opacity halves every alpha.
-        {"default, half opaque", RenderMode::Default, 0.0f, 1.0f, 0.5f, {scene.r, scene.g, scene.b, 128}, {10, 20, 30, 128}},
-        {"dark contours, half opaque", RenderMode::TomographicDark, 0.0f, 1.0f, 0.5f, bytes(0.6, 0.2, 0.0, 0.4),
+        {"default, half opaque",
+         RenderMode::Default,
+         0.0f,
+         1.0f,
+         0.5f,
+         {scene.r, scene.g, scene.b, 128},
+         {10, 20, 30, 128}},
+        {"dark contours, half opaque",
+         RenderMode::TomographicDark,
+         0.0f,
+         1.0f,
+         0.5f,
+         bytes(0.6, 0.2, 0.0, 0.4),
          {255, 255, 255, 0}},
     };
     for (const Case& c : cases) {

@@ -19,11 +19,10 @@ using Point = Math::Point<float, 3>;
 class TestRenderable : public Render::Renderable {
 public:
     explicit TestRenderable(std::string name, Box box = Box(Point(0, 0, 0), Point(1, 2, 3)))
-        : Renderable(std::move(name)), box_(box)
-    {
-    }
+        : Renderable(std::move(name)), mBox(box)
+    {}
 
-    Box boundingBox() override { return box_; }
+    Box boundingBox() override { return mBox; }
 
     void invalidateWorldMatrix() override
     {
@@ -40,7 +39,7 @@ public:
     std::vector<std::string> calls;
 
 private:
-    Box box_;
+    Box mBox;
 };
 
 Eigen::Matrix4f translation(float x, float y, float z)
@@ -91,8 +90,8 @@ TEST(RenderableBase, SettersReportARedrawOnlyWhenSomethingChanges)
                 testing::ElementsAre("invalidateWorldMatrix", "setNeedsRedraw(true)", "setNeedsRedraw(true)"));
     EXPECT_TRUE(renderable.needsRedraw());
 
-    for (const auto change : {+[](TestRenderable& r) { r.setVisible(false); },
-                              +[](TestRenderable& r) { r.setSelected(true); }}) {
+    for (const auto change :
+         {+[](TestRenderable& r) { r.setVisible(false); }, +[](TestRenderable& r) { r.setSelected(true); }}) {
         renderable.render();
         renderable.calls.clear();
         change(renderable);

@@ -22,8 +22,8 @@ namespace {
 
 using Render::ColorMap;
 using Render::ComPtr;
-using Render::RenderMode;
 using Render::Renderer;
+using Render::RenderMode;
 using RenderTest::RecordingRenderable;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -83,8 +83,9 @@ TEST_F(RendererTest, SetSceneReplaysFiveSettingsAfterInitialisingAndDeinitialise
     auto first = makeScene("first");
     renderer.setScene(first);
     const std::string init = "first.init(" + std::to_string(renderer.id()) + ")";
-    EXPECT_THAT(*log, ElementsAre(init, "first.renderMode(2)", "first.tomographicColor(1, 2, 3, 4)",
-                                  "first.colorMap(3)", "first.signedDistance(0)", "first.colorMapRange(-2, 8)"));
+    EXPECT_THAT(*log,
+                ElementsAre(init, "first.renderMode(2)", "first.tomographicColor(1, 2, 3, 4)", "first.colorMap(3)",
+                            "first.signedDistance(0)", "first.colorMapRange(-2, 8)"));
     EXPECT_EQ(first->initCamera, renderer.camera());
     EXPECT_EQ(first->initDevice.Get(), renderer.device().Get());
     EXPECT_EQ(renderer.scene(), first);

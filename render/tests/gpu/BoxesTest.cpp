@@ -24,8 +24,8 @@ protected:
     BoxesTest()
     {
         auto* device = gpu.device();
-        colorTexture = gpu.createTexture(
-            Testing::textureDesc(size, size, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_BIND_RENDER_TARGET));
+        colorTexture =
+            gpu.createTexture(Testing::textureDesc(size, size, DXGI_FORMAT_B8G8R8A8_UNORM, D3D11_BIND_RENDER_TARGET));
         positionTexture = gpu.createTexture(
             Testing::textureDesc(size, size, DXGI_FORMAT_R32G32B32A32_FLOAT, D3D11_BIND_RENDER_TARGET));
         throwIfFailed(device->CreateRenderTargetView(colorTexture.Get(), nullptr, &colorView));
@@ -88,13 +88,13 @@ protected:
     {
         Eigen::Matrix4f toPixels;
         toPixels << 20, 0, 4, 10.5f, //
-            0, 10, 2, 10.5f,          //
-            0, 0, 0, 0.5f,            //
+            0, 10, 2, 10.5f, //
+            0, 0, 0, 0.5f, //
             0, 0, 0, 1;
         Eigen::Matrix4f pixelsToClip;
         pixelsToClip << 2.f / size, 0, 0, -1, //
-            0, -2.f / size, 0, 1,             //
-            0, 0, 1, 0,                       //
+            0, -2.f / size, 0, 1, //
+            0, 0, 1, 0, //
             0, 0, 0, 1;
         return pixelsToClip * toPixels;
     }
@@ -118,14 +118,22 @@ TEST_F(BoxesTest, EveryEdgeOfABoxIsDrawnExactlyOnce)
     // Corners in pixels: front face (z = 0) columns 10.5 and 30.5, rows 10.5 and 30.5; the back
     // face (z = 3) is shifted by (12, 6). The midpoints of the 12 edges:
     const std::array<std::array<unsigned, 2>, 12> midpoints{{
-        {20, 10}, {20, 30}, {10, 20}, {30, 20},  // front face
-        {32, 16}, {32, 36}, {22, 26}, {42, 26},  // back face
-        {16, 13}, {36, 13}, {16, 33}, {36, 33},  // edges along z
+        {20, 10},
+        {20, 30},
+        {10, 20},
+        {30, 20}, // front face
+        {32, 16},
+        {32, 36},
+        {22, 26},
+        {42, 26}, // back face
+        {16, 13},
+        {36, 13},
+        {16, 33},
+        {36, 33}, // edges along z
     }};
     for (const auto& [x, y] : midpoints) {
         EXPECT_EQ(red(x, y), 64) << "edge midpoint at pixel " << x << ", " << y;
-        EXPECT_EQ(position(x, y), (std::array<float, 4>{0, 0, 0, 0}))
-            << "world position at pixel " << x << ", " << y;
+        EXPECT_EQ(position(x, y), (std::array<float, 4>{0, 0, 0, 0})) << "world position at pixel " << x << ", " << y;
     }
     // Face centres and the background stay empty.
     EXPECT_EQ(red(20, 20), 0);
@@ -146,9 +154,10 @@ TEST_F(BoxesTest, AnUpdatableSetDrawsWhatTheLastUpdateGave)
 
     // Three boxes ten rows apart.
     const Math::Color color(64, 0, 0, 255);
-    boxes.update(gpu.context(), {BoxWithColor{{0.f, 0.f, 0.f}, {0.5f, 0.5f, 1.f}, color},
-                                 BoxWithColor{{0.f, 1.f, 0.f}, {0.5f, 1.5f, 1.f}, color},
-                                 BoxWithColor{{0.f, 2.f, 0.f}, {0.5f, 2.5f, 1.f}, color}});
+    boxes.update(gpu.context(),
+                 {BoxWithColor{{0.f, 0.f, 0.f}, {0.5f, 0.5f, 1.f}, color},
+                  BoxWithColor{{0.f, 1.f, 0.f}, {0.5f, 1.5f, 1.f}, color},
+                  BoxWithColor{{0.f, 2.f, 0.f}, {0.5f, 2.5f, 1.f}, color}});
     EXPECT_EQ(boxes.boxCount(), 3u);
     clear();
     draw(boxes);

@@ -112,19 +112,19 @@ Check call(Function function, std::array<float, 4> a, Color expected, std::array
     input.a = a;
     input.b = b;
     input.c = {static_cast<std::int32_t>(function), colorMap, 0, 0};
-    return {"function " + std::to_string(static_cast<int>(function)) + " at " + std::to_string(a[0]), input,
-            expected, tolerance};
+    return {"function " + std::to_string(static_cast<int>(function)) + " at " + std::to_string(a[0]), input, expected,
+            tolerance};
 }
 
 // Runs the probe over the checks and compares every channel.
 class ColorProbe {
 public:
-    explicit ColorProbe(const Render::Testing::TestDevice& gpu) : gpu_(gpu)
+    explicit ColorProbe(const Render::Testing::TestDevice& gpu) : mGpu(gpu)
     {
         using namespace Render::Testing;
-        vertex_ = Render::VertexShader::fromCsoString(gpu.devicePtr(),
-                                                      compiledOrThrow(probeSource, "vs_main", "vs_5_0"), {});
-        pixel_ = Render::PixelShader::fromCsoString(gpu.devicePtr(), compiledOrThrow(probeSource, "ps_main", "ps_5_0"));
+        mVertex =
+            Render::VertexShader::fromCsoString(gpu.devicePtr(), compiledOrThrow(probeSource, "vs_main", "vs_5_0"), {});
+        mPixel = Render::PixelShader::fromCsoString(gpu.devicePtr(), compiledOrThrow(probeSource, "ps_main", "ps_5_0"));
     }
 
     void verify(const std::vector<Check>& checks) const
@@ -149,21 +149,21 @@ private:
         bufferDesc.BindFlags = D3D11_BIND_CONSTANT_BUFFER;
         const D3D11_SUBRESOURCE_DATA initial{cases.data(), 0, 0};
         Render::ComPtr<ID3D11Buffer> buffer;
-        Render::throwIfFailed(gpu_.device()->CreateBuffer(&bufferDesc, &initial, &buffer));
-        return gpu_.drawIntoFloatTargets(static_cast<unsigned>(checks.size()), 1, [&](ID3D11DeviceContext* context) {
+        Render::throwIfFailed(mGpu.device()->CreateBuffer(&bufferDesc, &initial, &buffer));
+        return mGpu.drawIntoFloatTargets(static_cast<unsigned>(checks.size()), 1, [&](ID3D11DeviceContext* context) {
             context->PSSetConstantBuffers(0, 1, buffer.GetAddressOf());
             context->IASetPrimitiveTopology(D3D11_PRIMITIVE_TOPOLOGY_TRIANGLELIST);
-            vertex_.begin(context);
-            pixel_.begin(context);
+            mVertex.begin(context);
+            mPixel.begin(context);
             context->Draw(3, 0);
-            pixel_.end(context);
-            vertex_.end(context);
+            mPixel.end(context);
+            mVertex.end(context);
         })[0];
     }
 
-    const Render::Testing::TestDevice& gpu_;
-    Render::VertexShader vertex_;
-    Render::PixelShader pixel_;
+    const Render::Testing::TestDevice& mGpu;
+    Render::VertexShader mVertex;
+    Render::PixelShader mPixel;
 };
 
 class ColorProcessingShader : public GpuTest {

@@ -62,8 +62,8 @@ TEST_F(GpuTest, PointCloudLayoutDeliversEveryFieldAtItsOffset)
     throwIfFailed(device->CreateVertexShader(vsCode.data(), vsCode.size(), nullptr, &vs));
     throwIfFailed(device->CreatePixelShader(psCode.data(), psCode.size(), nullptr, &ps));
     const auto& elements = pointCloudInputLayout();
-    throwIfFailed(device->CreateInputLayout(elements.data(), static_cast<UINT>(elements.size()),
-                                            vsCode.data(), vsCode.size(), &layout));
+    throwIfFailed(device->CreateInputLayout(elements.data(), static_cast<UINT>(elements.size()), vsCode.data(),
+                                            vsCode.size(), &layout));
 
     const VertexPosColorIntensityClassIndexScanIndexDistance points[2] = {
         {Math::Point<float, 3>(0.f, 0.f, 0.f), Math::Color(255, 0, 51, 102), 51, 7, 65535, 2.5f},
@@ -96,10 +96,12 @@ TEST_F(GpuTest, PointCloudLayoutDeliversEveryFieldAtItsOffset)
     // (51 / 255 = 0.2) plus 1000 for the position's w of 1 and 10000 for its z, class and scan
     // indices as integers, the distance as stored.
     using testing::FloatNear;
-    EXPECT_THAT(colors, testing::ElementsAre(FloatNear(1.f, 1e-6f), 0.f, FloatNear(0.2f, 1e-6f), FloatNear(0.4f, 1e-6f),
-                                             0.f, FloatNear(0.8f, 1e-6f), 1.f, 1.f));
-    EXPECT_THAT(attributes, testing::ElementsAre(FloatNear(1000.2f, 1e-3f), 7.f, 65535.f, 2.5f,
-                                                 FloatNear(11001.f, 1e-3f), 200.f, 3.f, -1.f));
+    EXPECT_THAT(colors,
+                testing::ElementsAre(FloatNear(1.f, 1e-6f), 0.f, FloatNear(0.2f, 1e-6f), FloatNear(0.4f, 1e-6f), 0.f,
+                                     FloatNear(0.8f, 1e-6f), 1.f, 1.f));
+    EXPECT_THAT(attributes,
+                testing::ElementsAre(FloatNear(1000.2f, 1e-3f), 7.f, 65535.f, 2.5f, FloatNear(11001.f, 1e-3f), 200.f,
+                                     3.f, -1.f));
 }
 
 TEST_F(GpuTest, IndexBufferWiderThan32BitsIsRefusedBeforeTheDeviceIsAsked)

@@ -26,8 +26,8 @@ TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)
     Render::ShaderInclude include;
     Render::ComPtr<ID3DBlob> code;
     Render::ComPtr<ID3DBlob> errors;
-    ASSERT_HRESULT_SUCCEEDED(D3DCompile(source.data(), source.size(), "shaders/postprocessing.hlsl", nullptr,
-                                        &include, "ps_main", "ps_5_0", 0, 0, &code, &errors));
+    ASSERT_HRESULT_SUCCEEDED(D3DCompile(source.data(), source.size(), "shaders/postprocessing.hlsl", nullptr, &include,
+                                        "ps_main", "ps_5_0", 0, 0, &code, &errors));
     Render::ComPtr<ID3D11ShaderReflection> reflection;
     ASSERT_HRESULT_SUCCEEDED(D3DReflect(code->GetBufferPointer(), code->GetBufferSize(), IID_ID3D11ShaderReflection,
                                         reinterpret_cast<void**>(reflection.GetAddressOf())));
@@ -38,9 +38,17 @@ TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)
     EXPECT_EQ(bufferDesc.Variables, 12u);
 
     const std::pair<const char*, unsigned> expected[] = {
-        {"width", 0},           {"height", 4},          {"brightness", 8},  {"contrast", 12},
-        {"bg_color", 16},       {"opacity", 32},        {"point_render_mode", 36},
-        {"edl_strength", 40},   {"edl_radius", 44},     {"depth_rows", 48}, {"edl_orthographic_scale", 64},
+        {"width", 0},
+        {"height", 4},
+        {"brightness", 8},
+        {"contrast", 12},
+        {"bg_color", 16},
+        {"opacity", 32},
+        {"point_render_mode", 36},
+        {"edl_strength", 40},
+        {"edl_radius", 44},
+        {"depth_rows", 48},
+        {"edl_orthographic_scale", 64},
         {"normalize_splats", 68},
     };
     for (const auto& [name, offset] : expected) {
@@ -50,7 +58,8 @@ TEST_F(PostProcessingShader, ConstantBufferHasTheAgreedLayout)
     }
 
     // The renderer binds the depth buffer and the splats' sums at these slots.
-    for (const auto& [name, slot] : {std::pair("cbConstant", 0u), std::pair("depthTexture", 3u), std::pair("splatTexture", 4u)}) {
+    for (const auto& [name, slot] :
+         {std::pair("cbConstant", 0u), std::pair("depthTexture", 3u), std::pair("splatTexture", 4u)}) {
         D3D11_SHADER_INPUT_BIND_DESC binding{};
         ASSERT_HRESULT_SUCCEEDED(reflection->GetResourceBindingDescByName(name, &binding)) << name;
         EXPECT_EQ(binding.BindPoint, slot) << name;

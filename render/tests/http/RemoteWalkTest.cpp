@@ -36,7 +36,8 @@ TEST(RemoteWalk, KeepsSeveralNodeRequestsInFlightAndLoadsWhatADiskWalkLoads)
     statistics->read("stats/reset");
 
     const std::size_t remote = walkedPoints(Octree::WebLocation(faults + "/delay/100/potree2/autzen_trim-brotli"));
-    const std::size_t local = walkedPoints(PoTree::FileSystemLocation(TestSupport::testStore("potree2/autzen_trim-brotli")));
+    const std::size_t local =
+        walkedPoints(PoTree::FileSystemLocation(TestSupport::testStore("potree2/autzen_trim-brotli")));
     EXPECT_EQ(remote, local);
     EXPECT_GT(local, 0u);
     const int mostAtOnce = nlohmann::json::parse(statistics->read("stats"))["most_delayed_at_once"];
@@ -62,8 +63,9 @@ TEST(RemoteWalk, FetchesEachByteOnceAndOnlyTheNodesTheBudgetCanTake)
     const auto statistics = Octree::StoreReader::open(Octree::WebLocation(servers->faults));
     // Budgets that take the root and a few of its children (lion: a root of 35,091 points and
     // children of 444 to 42,454; autzen: 4,661 and about 5,000; the COPC file: 24 and 12 to 21).
-    const std::pair<std::string, std::size_t> walks[] = {
-        {"ept/lion_takanawa-laszip", 100000}, {"potree2/autzen_trim-brotli", 12000}, {"copc/1.2-with-color.copc.laz", 60}};
+    const std::pair<std::string, std::size_t> walks[] = {{"ept/lion_takanawa-laszip", 100000},
+                                                         {"potree2/autzen_trim-brotli", 12000},
+                                                         {"copc/1.2-with-color.copc.laz", 60}};
     for (const auto& [store, budget] : walks) {
         const std::string tag = "budget-" + std::to_string(budget);
         const Octree::ReadStatistics before = Render::storeReadStatistics();

@@ -18,8 +18,8 @@ namespace {
 D3D_FEATURE_LEVEL defaultDeviceLevel()
 {
     Render::ComPtr<ID3D11Device> device;
-    if (FAILED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
-                                 &device, nullptr, nullptr)))
+    if (FAILED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION, &device,
+                                 nullptr, nullptr)))
         return D3D_FEATURE_LEVEL_9_1;
     return device->GetFeatureLevel();
 }

@@ -113,7 +113,8 @@ TEST(NodeCacheLimit, ManyStoresWalkedAtOnceNeverExceedTheLimitAndTheOldestNodesG
     std::vector<std::unique_ptr<ViewedCloud>> clouds;
     for (int i = 0; i < 8; ++i) {
         stores.push_back(std::make_shared<RenderTest::FakeOctree>("/fake/limit-" + std::to_string(i), depth));
-        clouds.push_back(std::make_unique<ViewedCloud>(PointCloudRenderable::create(stores.back(), "cloud", 10000000), renderer));
+        clouds.push_back(
+            std::make_unique<ViewedCloud>(PointCloudRenderable::create(stores.back(), "cloud", 10000000), renderer));
     }
     // All at once, on their own loading threads and the renderer's loader threads.
     for (const auto& viewed : clouds)

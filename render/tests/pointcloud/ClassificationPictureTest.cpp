@@ -33,7 +33,8 @@ TEST_F(PointCloudPicture, EachClassInItsColour)
     picture();
     for (int c = 0; c < 256; ++c) {
         const auto [i, j] = pixelOfClass(c);
-        const Math::Color expected = c == 200 ? chosen : Render::PointClasses::defaultColor(static_cast<std::uint8_t>(c));
+        const Math::Color expected =
+            c == 200 ? chosen : Render::PointClasses::defaultColor(static_cast<std::uint8_t>(c));
         EXPECT_EQ(image.at(i, j), Math::Color(expected.r(), expected.g(), expected.b(), 255)) << c;
     }
     EXPECT_EQ(image.at(1, 1), Math::Color(0, 0, 0, 255)) << "between the points: the background";
@@ -76,8 +77,8 @@ TEST_F(PointCloudPicture, AHiddenClassShowsWhatLiesBehindItInEveryModeAndIsNeith
         renderer.setRenderMode(mode);
         picture();
         const Math::Color groundColor = mode == RenderMode::Default ? Math::Color(0, 255, 0, 255)
-                                        : mode == RenderMode::Classification ? renderer.pointClasses().color(2)
-                                                                             : Math::Color(85, 85, 85, 255);
+            : mode == RenderMode::Classification                    ? renderer.pointClasses().color(2)
+                                                                    : Math::Color(85, 85, 85, 255);
         EXPECT_EQ(image.at(20, 20), groundColor) << static_cast<int>(mode);
         EXPECT_EQ(image.at(40, 20), groundColor) << static_cast<int>(mode);
     }

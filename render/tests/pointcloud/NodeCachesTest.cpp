@@ -55,7 +55,8 @@ void expectVerticesOf(OctreeNodeId node, const VertexContainer& vertices, double
         for (int axis = 0; axis < 3; ++axis)
             EXPECT_NEAR(vertex.position[axis], world[axis] * unitScale - reference, 1e-5) << node.name() << " " << k;
         EXPECT_EQ(vertex.color, FakeOctree::color(node, k));
-        const std::uint32_t stretched = std::min<std::uint32_t>(FakeOctree::intensity(k) * 65535u / fullIntensity, 65535u);
+        const std::uint32_t stretched =
+            std::min<std::uint32_t>(FakeOctree::intensity(k) * 65535u / fullIntensity, 65535u);
         EXPECT_EQ(vertex.intensity, stretched / 256); // the high byte, truncated
         EXPECT_EQ(vertex.classIndex, FakeOctree::classification(k));
         EXPECT_EQ(vertex.scanIndex, FakeOctree::scanIndex(k) - 65536); // 70000 + k wraps in 16 bits
@@ -107,13 +108,19 @@ TEST(SharedNodeCaches, AUnitScaleThatIsNotAPositiveNumberIsRefusedBeforeAnyLookU
     const auto registered = Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, 1.0, 100, 1);
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<double, const char*> refused[] = {{std::numeric_limits<double>::quiet_NaN(), "got NaN"},
-                                                      {infinity, "got infinity"}, {-infinity, "got -infinity"},
-                                                      {0.0, "got 0"}, {-2.5, "got -2.5"}};
+                                                      {infinity, "got infinity"},
+                                                      {-infinity, "got -infinity"},
+                                                      {0.0, "got 0"},
+                                                      {-2.5, "got -2.5"}};
     for (const auto& [scale, shown] : refused) {
         for (const std::string& message :
-             {failureOf<std::invalid_argument>([&] { Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, scale, 100, 1); }),
-              failureOf<std::invalid_argument>([&] { Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, scale, 10); }),
-              failureOf<std::invalid_argument>([&] { Render::PointCloudQuery::createOrGetSharedCache(location, scale, 100, 1); })}) {
+             {failureOf<std::invalid_argument>([&] {
+                  Render::PointCloudRenderable::createOrGetSharedVertexContainerCache(location, scale, 100, 1);
+              }),
+              failureOf<std::invalid_argument>(
+                  [&] { Render::PointCloudRenderable::createOrGetSharedMeshDistanceCache(location, scale, 10); }),
+              failureOf<std::invalid_argument>(
+                  [&] { Render::PointCloudQuery::createOrGetSharedCache(location, scale, 100, 1); })}) {
             EXPECT_NE(message.find("nit scale"), std::string::npos) << message;
             EXPECT_NE(message.find("bad-scale"), std::string::npos) << message;
             EXPECT_NE(message.find(shown), std::string::npos) << message;
@@ -188,8 +195,8 @@ TEST(MeshDistanceCache, DistancesOfANewMeshAreComputedAgain)
     EXPECT_EQ(Render::getOrComputeMeshDistances(cache, 1, node, compute(9.0f)), std::vector<float>({1.5f, 1.5f}));
     EXPECT_EQ(Render::getOrComputeMeshDistances(cache, 2, node, compute(2.5f)), std::vector<float>({2.5f, 2.5f}));
     EXPECT_EQ(computations, 2);
-    const auto failed = Render::getOrComputeMeshDistances(
-        cache, 3, node, [] { return std::optional<std::vector<float>>(); });
+    const auto failed =
+        Render::getOrComputeMeshDistances(cache, 3, node, [] { return std::optional<std::vector<float>>(); });
     EXPECT_FALSE(failed);
     EXPECT_EQ(cache.entryCount(), 2u);
 }
@@ -217,8 +224,8 @@ TEST(NodeVertexCache, ConcurrentLoadersShareOneCache)
             for (int i = 0; i < 300; ++i) {
                 const OctreeNodeId node = nodes[i % 7 == 0 ? random() % nodes.size() : pick(random)];
                 const auto vertices = Render::loadNodeVertices(*cache, *octree, node, {});
-                if (!vertices || vertices->size() != visibleCount(node)
-                    || vertices->size() == 0 || (*vertices)[0].color != FakeOctree::color(node, 0))
+                if (!vertices || vertices->size() != visibleCount(node) || vertices->size() == 0
+                    || (*vertices)[0].color != FakeOctree::color(node, 0))
                     ++mismatches;
             }
         });

@@ -23,9 +23,15 @@ using RenderTest::priorityOfSize;
 
 const Math::NBoundingBox<float, 3> unitCube(Math::Point<float, 3>(0, 0, 0), Math::Point<float, 3>(1, 1, 1));
 
-NodeId idOf(const char* name, std::uint64_t instance = 1) { return {instance, OctreeNodeId::fromName(name)}; }
+NodeId idOf(const char* name, std::uint64_t instance = 1)
+{
+    return {instance, OctreeNodeId::fromName(name)};
+}
 
-FakeVertexSource tenPointsEach() { return FakeVertexSource([](OctreeNodeId) { return std::size_t(10); }); }
+FakeVertexSource tenPointsEach()
+{
+    return FakeVertexSource([](OctreeNodeId) { return std::size_t(10); });
+}
 
 struct Offer {
     NodePrioritizer& prioritizer;
@@ -57,7 +63,10 @@ TEST(NodePrioritizer, AdmitsUpToTheBudgetAndEvictsTheLeastImportant)
 {
     const Scenario scenarios[] = {
         {"below the budget a node is admitted, and fetched only once",
-         100, {{"r", 50.0f}, {"r", 50.0f, true, false}}, {"r"}, 1},
+         100,
+         {{"r", 50.0f}, {"r", 50.0f, true, false}},
+         {"r"},
+         1},
         // 20 + 10 is not below 30, but eviction stops at the budget itself; then r3 displaces the
         // least important (5), r4 the next (10); 15.05 is within the tolerance of 15: not more
         // important, so refused before it is fetched.
@@ -67,7 +76,10 @@ TEST(NodePrioritizer, AdmitsUpToTheBudgetAndEvictsTheLeastImportant)
          {"r1", "r3", "r4"},
          5},
         {"a node that is itself least important after its fetch leaves again",
-         25, {{"r0", 8.0f}, {"r1", 9.0f}, {"r2", 1.0f, false, true}}, {"r0", "r1"}, 3},
+         25,
+         {{"r0", 8.0f}, {"r1", 9.0f}, {"r2", 1.0f, false, true}},
+         {"r0", "r1"},
+         3},
         {"a lower budget evicts at once, least important first; a higher one brings nothing back",
          100,
          {{"r3", 4.0f}, {"r1", 2.0f}, {"r4", 5.0f}, {"r0", 1.0f}, {"r2", 3.0f}, {nullptr, 25.0f}, {nullptr, 1000.0f}},

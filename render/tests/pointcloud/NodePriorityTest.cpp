@@ -29,8 +29,8 @@ const Math::Frustum<float> everywhere(Eigen::Matrix4f::Zero());
 NodePriority priority(float size, float distance)
 {
     const float scale = size * distance / (240.0f * sqrt3);
-    return NodePriority::perspective(box(-1, -1, -1, 1, 1, 1), everywhere, {}, {0.0f, 0.0f, distance}, scale,
-                                     viewport, rightAngle, 0.0f);
+    return NodePriority::perspective(box(-1, -1, -1, 1, 1, 1), everywhere, {}, {0.0f, 0.0f, distance}, scale, viewport,
+                                     rightAngle, 0.0f);
 }
 
 TEST(NodePriority, SizesWithinTheToleranceAreOrderedByDistanceAlone)
@@ -91,8 +91,8 @@ TEST(NodePriority, PerspectiveIsTheScreenSizeOfTheBoundingSphere)
 {
     // Centre (1, 1, 1), radius sqrt(3), 10 away: 240 / (tan(45 deg) * 10) * sqrt(3) * 2.
     const Math::Frustum<float> clipBox; // the clip box of the identity: [-1, 1] x [-1, 1] x [0, 1]
-    const NodePriority result = NodePriority::perspective(box(0, 0, 0, 2, 2, 2), clipBox, {}, {1.0f, 1.0f, 11.0f},
-                                                          2.0f, viewport, rightAngle, 15.0f);
+    const NodePriority result = NodePriority::perspective(box(0, 0, 0, 2, 2, 2), clipBox, {}, {1.0f, 1.0f, 11.0f}, 2.0f,
+                                                          viewport, rightAngle, 15.0f);
     EXPECT_NEAR(result.priority(), 48.0f * sqrt3, 1e-3f);
     EXPECT_EQ(result.distanceToEye(), 10.0f);
 
@@ -114,9 +114,9 @@ TEST(NodePriority, PerspectiveDiscardsHiddenAndSmallNodes)
     const Math::ConvexPolytope<float, 3> beyondThree({Math::HalfSpace<float, 3>(Eigen::Vector3f(1, 0, 0), -3.0f)});
     const Math::ConvexPolytope<float, 3> beyondOneAndAHalf(
         {Math::HalfSpace<float, 3>(Eigen::Vector3f(1, 0, 0), -1.5f)});
-    EXPECT_TRUE(NodePriority::perspective(box(0, 0, 0, 2, 2, 2), clipBox, beyondThree, eye, 2.0f, viewport,
-                                          rightAngle, 0.0f)
-                    .isDiscarded());
+    EXPECT_TRUE(
+        NodePriority::perspective(box(0, 0, 0, 2, 2, 2), clipBox, beyondThree, eye, 2.0f, viewport, rightAngle, 0.0f)
+            .isDiscarded());
     EXPECT_FALSE(NodePriority::perspective(box(0, 0, 0, 2, 2, 2), clipBox, beyondOneAndAHalf, eye, 2.0f, viewport,
                                            rightAngle, 0.0f)
                      .isDiscarded());
@@ -136,8 +136,8 @@ TEST(NodePriority, OrthographicIsThePixelLengthOfTheProjectedRadius)
     projection(1, 1) = 0.2f;
     const Math::Frustum<float> clipBox;
     const Math::Point<float, 3> eye(1.0f, 1.0f, 11.0f);
-    const NodePriority result = NodePriority::orthographic(box(0, 0, 0, 2, 2, 2), clipBox, {}, eye, 2.0f, projection,
-                                                           viewport, 1.0f);
+    const NodePriority result =
+        NodePriority::orthographic(box(0, 0, 0, 2, 2, 2), clipBox, {}, eye, 2.0f, projection, viewport, 1.0f);
     EXPECT_NEAR(result.priority(), 64.0f * sqrt3, 1e-3f);
     EXPECT_EQ(result.distanceToEye(), 10.0f);
     EXPECT_TRUE(NodePriority::orthographic(box(0, 0, 0, 2, 2, 2), clipBox, {}, eye, 2.0f, projection, viewport, 111.0f)

@@ -54,8 +54,10 @@ TEST(NodeRating, DistanceTestsKeepEveryBoxThatHoldsADrawnPoint)
                     bool planeDrawn = false;
                     bool meshDrawn = false;
                     for (int i = 0; i < 125; ++i) {
-                        const Math::Point<float, 3> p(x + (i % 5) / 4.0f, 0.5f + (i / 5 % 5) / 4.0f, z + (i / 25) / 4.0f);
-                        const float toPlane = rating.plane.signedDistance(Math::Point<float, 3>(p + Eigen::Vector3f(0.5f, 0.0f, 0.0f)));
+                        const Math::Point<float, 3> p(x + (i % 5) / 4.0f, 0.5f + (i / 5 % 5) / 4.0f,
+                                                      z + (i / 25) / 4.0f);
+                        const float toPlane =
+                            rating.plane.signedDistance(Math::Point<float, 3>(p + Eigen::Vector3f(0.5f, 0.0f, 0.0f)));
                         const float plane = signedDistance ? toPlane : std::abs(toPlane);
                         planeDrawn = planeDrawn || (plane >= min && plane <= max);
                         const auto nearest = mesh->nearestPoint(p);
@@ -90,7 +92,9 @@ TEST(NodeRating, NodesThatClipVolumesCutAwayWholeAreDiscarded)
     rating.minLevelToKeep = 5;
     rating.world(0, 3) = 100.0f; // model x + 100 is world x
     const Box model({0.0f, 8.0f, 8.0f}, {8.0f, 16.0f, 16.0f});
-    const auto boxAt = [](double x) { return Math::OrientedBox(Math::Point<double, 3>(x, 12, 12), Eigen::Vector3d(1, 1, 1)); };
+    const auto boxAt = [](double x) {
+        return Math::OrientedBox(Math::Point<double, 3>(x, 12, 12), Eigen::Vector3d(1, 1, 1));
+    };
     rating.clipVolumes.add(boxAt(104), Render::ClipEffect::ShowInside);
     EXPECT_EQ(rating.rate(1, model), Render::NodePriority::keep());
     rating.clipVolumes.clear();
@@ -109,9 +113,9 @@ TEST(MeshDistances, AreSignedByTheFaceOfTheNearestTriangleAndScaled)
 {
     const Math::TriangleMesh<float> mesh({{0.0f, 0.0f, 0.0f}, {4.0f, 0.0f, 0.0f}, {0.0f, 4.0f, 0.0f}}, {{0, 1, 2}});
     const Render::VertexContainer vertices{
-        {Math::Point<float, 3>(1.0f, 1.0f, 2.0f), {}, 0, 0, 0, 0.0f},  // above the face
+        {Math::Point<float, 3>(1.0f, 1.0f, 2.0f), {}, 0, 0, 0, 0.0f}, // above the face
         {Math::Point<float, 3>(1.0f, 1.0f, -3.0f), {}, 0, 0, 0, 0.0f}, // below it
-        {Math::Point<float, 3>(7.0f, 0.0f, 4.0f), {}, 0, 0, 0, 0.0f},  // beyond the corner (4, 0, 0)
+        {Math::Point<float, 3>(7.0f, 0.0f, 4.0f), {}, 0, 0, 0, 0.0f}, // beyond the corner (4, 0, 0)
     };
     const auto distances = Render::meshDistances(vertices, mesh, 2.0f, {});
     ASSERT_TRUE(distances);

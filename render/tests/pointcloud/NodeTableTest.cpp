@@ -16,8 +16,8 @@ namespace {
 using Octree::OctreeNodeId;
 using Render::NodePrioritizer;
 using Render::PointCloudBuffers;
-using RenderTest::FakeVertexSource;
 using RenderTest::cubeOf;
+using RenderTest::FakeVertexSource;
 using RenderTest::priorityOfSize;
 
 constexpr float rootSize = 64.0f;
@@ -63,7 +63,8 @@ protected:
     void admit(const char* name, std::uint64_t instance = 1, float size = 10.0f)
     {
         const OctreeNodeId node = OctreeNodeId::fromName(name);
-        ASSERT_TRUE(prioritizer.offer({instance, node}, cubeOf(node, rootSize), priorityOfSize(size), source, {}).resident);
+        ASSERT_TRUE(
+            prioritizer.offer({instance, node}, cubeOf(node, rootSize), priorityOfSize(size), source, {}).resident);
     }
 
     const PointCloudBuffers& publish(std::uint64_t instance, bool dropDeepestLevel = false)
@@ -179,7 +180,9 @@ std::size_t expectedLevel(const std::set<OctreeNodeId>& drawn, OctreeNodeId star
     std::size_t level = start.level();
     while (level < 21) {
         const float cells = std::pow(2.0f, static_cast<float>(level + 1));
-        const auto cell = [&](int axis) { return static_cast<std::uint32_t>(std::floor(position[axis] / rootSize * cells)); };
+        const auto cell = [&](int axis) {
+            return static_cast<std::uint32_t>(std::floor(position[axis] / rootSize * cells));
+        };
         if (!drawn.contains(OctreeNodeId::fromGridPosition(level + 1, cell(0), cell(1), cell(2))))
             break;
         ++level;
@@ -288,8 +291,7 @@ TEST_F(NodeTable, ChildOffsetsBeyond255UseTheHighByteToo)
     EXPECT_EQ(lodLevel(table, 0, 0, origin, Eigen::Vector3f(59.0f, 63.0f, 63.0f)), 3u); // r7773
     // From the level-2 nodes themselves, as when drawing them.
     EXPECT_EQ(lodLevel(table, 45, 2, Eigen::Vector3f(48.0f, 0.0f, 0.0f), Eigen::Vector3f(57.0f, 9.0f, 11.5f)), 4u);
-    EXPECT_EQ(lodLevel(table, 72, 2, Eigen::Vector3f(48.0f, 48.0f, 48.0f), Eigen::Vector3f(62.0f, 63.5f, 60.0f)),
-              4u);
+    EXPECT_EQ(lodLevel(table, 72, 2, Eigen::Vector3f(48.0f, 48.0f, 48.0f), Eigen::Vector3f(62.0f, 63.5f, 60.0f)), 4u);
 
     const std::set<OctreeNodeId> drawn(resident.begin(), resident.end());
     std::mt19937 random(7);

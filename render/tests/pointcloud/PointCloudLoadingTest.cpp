@@ -107,25 +107,21 @@ TEST_P(WholeStoreTest, LoadsEveryPointAndReportsTheTightBounds)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(RealStores, WholeStoreTest,
-                         ::testing::Values(WholeStore{"potree2/1.2-with-color-brotli", false},
-                                           WholeStore{"potree2/1.2-with-color-default", false},
-                                           WholeStore{"potree2/test1_4-brotli", false},
-                                           WholeStore{"potree2/warsaw_small-default", false},
-                                           WholeStore{"potree2/autzen_trim-brotli", false},
-                                           WholeStore{"ept/ellipsoid-binary", true},
-                                           WholeStore{"ept/ellipsoid-zstandard", true},
-                                           WholeStore{"ept/lion_takanawa-laszip", true}));
+INSTANTIATE_TEST_SUITE_P(
+    RealStores, WholeStoreTest,
+    ::testing::Values(WholeStore{"potree2/1.2-with-color-brotli", false},
+                      WholeStore{"potree2/1.2-with-color-default", false}, WholeStore{"potree2/test1_4-brotli", false},
+                      WholeStore{"potree2/warsaw_small-default", false},
+                      WholeStore{"potree2/autzen_trim-brotli", false}, WholeStore{"ept/ellipsoid-binary", true},
+                      WholeStore{"ept/ellipsoid-zstandard", true}, WholeStore{"ept/lion_takanawa-laszip", true}));
 
 TEST(PointCloudWalk, MaxLevelBoundsTheDepthAndHiddenNodesAreNeverOffered)
 {
     const TestSupport::TemporaryFolder folder;
     const StorePoint low{1.0, 1.0, 1.0};
     const StorePoint high{15.0, 15.0, 15.0};
-    TestSupport::writePotreeStore(folder.path(), {{"r", {low, high}},
-                                                  {"r0", {low, low, low}, true},
-                                                  {"r7", {high, high}},
-                                                  {"r77", {high}}});
+    TestSupport::writePotreeStore(
+        folder.path(), {{"r", {low, high}}, {"r0", {low, low, low}, true}, {"r7", {high, high}}, {"r77", {high}}});
     const ViewedCloud viewed(open(folder.path()));
     viewed.cloud->reloadPoints(nullptr, 0);
     EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 1u);
@@ -142,18 +138,21 @@ TEST(PointCloudWalk, NodesThatClipVolumesCutAwayWholeAreNotLoaded)
     const TestSupport::TemporaryFolder folder;
     const StorePoint low{1.0, 1.0, 1.0};
     const StorePoint high{15.0, 15.0, 15.0};
-    TestSupport::writePotreeStore(folder.path(), {{"r", {low, high}}, {"r0", {low, low, low}}, {"r7", {high, high}}, {"r77", {high}}});
+    TestSupport::writePotreeStore(folder.path(),
+                                  {{"r", {low, high}}, {"r0", {low, low, low}}, {"r7", {high, high}}, {"r77", {high}}});
     const ViewedCloud viewed(open(folder.path()));
     Render::ClipVolumes corner;
     // Around the high points: r, r7 ([8, 16]^3) and r77 ([12, 16]^3) reach into it, r0 does not.
-    corner.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(1.5, 1.5, 1.5)), Render::ClipEffect::ShowInside);
+    corner.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(1.5, 1.5, 1.5)),
+               Render::ClipEffect::ShowInside);
     viewed.cloud->setClipVolumes(corner);
     viewed.cloud->reloadPoints(nullptr, 21);
     EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 3u);
     EXPECT_EQ(viewed.cloud->numVisiblePoints(), 5u);
     // Hiding a box that holds r77 whole: r77 goes, the rest come.
     Render::ClipVolumes hole;
-    hole.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(2.5, 2.5, 2.5)), Render::ClipEffect::ShowOutside);
+    hole.add(Math::OrientedBox(Math::Point<double, 3>(14, 14, 14), Eigen::Vector3d(2.5, 2.5, 2.5)),
+             Render::ClipEffect::ShowOutside);
     viewed.cloud->setClipVolumes(hole);
     viewed.cloud->reloadPoints(nullptr, 21);
     EXPECT_EQ(viewed.cloud->numVisibleOctreeNodes(), 3u);
@@ -228,7 +227,8 @@ class CameraRestartTest : public ::testing::TestWithParam<bool> {};
 TEST_P(CameraRestartTest, AViewChangeRestartsTheWalkOnlyWhenAsked)
 {
     const bool restart = GetParam();
-    ViewedCloud viewed(PointCloudRenderable::create(std::make_shared<FakeOctree>("/fake/restart", 2), "cloud", 10000000));
+    ViewedCloud viewed(
+        PointCloudRenderable::create(std::make_shared<FakeOctree>("/fake/restart", 2), "cloud", 10000000));
     const auto box = viewed.cloud->boundingBox();
     const Math::Point<float, 3> away = box.max() + Eigen::Vector3f(100.0f, 100.0f, 100.0f);
     viewed.camera->setPose(away, Eigen::Vector3f(1.0f, 0.0f, 0.0f), Eigen::Vector3f::UnitZ());
@@ -258,8 +258,7 @@ TEST(PointCloudSharing, CloudsOfOneStoreShareCachesColourAndBudget)
     const auto other = open(TestSupport::testStore("potree2/test1_4-brotli"), 20000);
     EXPECT_EQ(a->uniformColor(), b->uniformColor());
     EXPECT_NE(a->uniformColor(), other->uniformColor());
-    const auto cache = PointCloudRenderable::createOrGetSharedVertexContainerCache(
-        a->octree()->location(), 1.0, 1, 1);
+    const auto cache = PointCloudRenderable::createOrGetSharedVertexContainerCache(a->octree()->location(), 1.0, 1, 1);
     EXPECT_EQ(PointCloudRenderable::createOrGetSharedVertexContainerCache(b->octree()->location(), 1.0, 1, 1), cache);
 
     // One renderer: one budget for all, the smallest of theirs.
@@ -286,7 +285,8 @@ TEST(PointCloudSharing, CloudsOfOneStoreShareCachesColourAndBudget)
 
 TEST(PointCloudSettings, PrioritiesFollowLevelsDistanceModesAndTheView)
 {
-    const ViewedCloud viewed(PointCloudRenderable::create(std::make_shared<FakeOctree>("/fake/rating", 3), "cloud", 1000));
+    const ViewedCloud viewed(
+        PointCloudRenderable::create(std::make_shared<FakeOctree>("/fake/rating", 3), "cloud", 1000));
     PointCloudRenderable& cloud = *viewed.cloud;
     const auto cube = cloud.boundingCube(OctreeNodeId::fromName("r3"));
     const NodePriority inView = cloud.boundingBoxPriority(1, cube);

@@ -22,8 +22,9 @@ TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
     const std::vector<std::pair<int, int>> pixels{{0, 0}, {3, 4}, {10, 20}, {63, 47}, {40, 9}};
     std::vector<StorePoint> points;
     for (std::size_t k = 0; k < pixels.size(); ++k)
-        points.push_back(atPixel(pixels[k].first, pixels[k].second, 2.0 + k,
-                                 Math::Color(static_cast<std::uint8_t>(40 * k + 10), 200, static_cast<std::uint8_t>(250 - 50 * k))));
+        points.push_back(
+            atPixel(pixels[k].first, pixels[k].second, 2.0 + k,
+                    Math::Color(static_cast<std::uint8_t>(40 * k + 10), 200, static_cast<std::uint8_t>(250 - 50 * k))));
     show({{"r", points}});
     picture();
     std::size_t lit = 0;
@@ -32,7 +33,8 @@ TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
     EXPECT_EQ(lit, pixels.size());
     for (std::size_t k = 0; k < pixels.size(); ++k) {
         const StorePoint& point = points[k];
-        EXPECT_EQ(image.at(pixels[k].first, pixels[k].second), Math::Color(point.red, point.green, point.blue, 255)) << k;
+        EXPECT_EQ(image.at(pixels[k].first, pixels[k].second), Math::Color(point.red, point.green, point.blue, 255))
+            << k;
     }
 
     // The root cube's edge x = 16 runs down the last column, in the cloud's uniform colour.
@@ -40,7 +42,9 @@ TEST_F(PointCloudPicture, LightsExactlyThePixelsOfItsPoints)
     picture();
     for (std::size_t j = 0; j < height; j += 7) {
         const Math::Color edge = image.at(width - 1, j);
-        EXPECT_EQ(edge, Math::Color(cloud->uniformColor().r(), cloud->uniformColor().g(), cloud->uniformColor().b(), 255)) << j;
+        EXPECT_EQ(edge,
+                  Math::Color(cloud->uniformColor().r(), cloud->uniformColor().g(), cloud->uniformColor().b(), 255))
+            << j;
     }
 }
 
@@ -54,8 +58,10 @@ void expectTheNearerPointWins(Render::Renderer& renderer, Graphics::ColorImage& 
     EXPECT_EQ(image.at(30, 10), Math::Color(255, 0, 0, 255));
 }
 
-const std::vector<StoreNode> crossingPoints{{"r", {atPixel(20, 10, 2.0, Math::Color(0, 0, 255)), atPixel(20, 10, 9.0, Math::Color(255, 0, 0)),
-                                                    atPixel(30, 10, 9.0, Math::Color(255, 0, 0)), atPixel(30, 10, 2.0, Math::Color(0, 0, 255))}}};
+const std::vector<StoreNode> crossingPoints{
+    {"r",
+     {atPixel(20, 10, 2.0, Math::Color(0, 0, 255)), atPixel(20, 10, 9.0, Math::Color(255, 0, 0)),
+      atPixel(30, 10, 9.0, Math::Color(255, 0, 0)), atPixel(30, 10, 2.0, Math::Color(0, 0, 255))}}};
 
 TEST_F(PointCloudPicture, TheNearerOfTwoPointsHidesTheOther)
 {
@@ -78,9 +84,9 @@ TEST_F(PointCloudPicture, APointOnTheMidPlaneTakesTheDeeperNodesSmallerSize)
 {
     // Level 0 discs are 8 x pointSize pixels wide (pointSize x 2 / 12 in clip units over 48 rows):
     // 16 at level 0 and 8 where the resident node r7 holds the point.
-    const StorePoint midPlane = atPixel(31, 16, 8.0);  // (8, 8, 8): the upper half on every axis, r7
-    const StorePoint lowerY = atPixel(31, 32, 8.0);    // (8, 4, 8): r5, not resident
-    const StorePoint insideR7 = atPixel(55, 8, 14.0);  // (14, 10, 14)
+    const StorePoint midPlane = atPixel(31, 16, 8.0); // (8, 8, 8): the upper half on every axis, r7
+    const StorePoint lowerY = atPixel(31, 32, 8.0); // (8, 4, 8): r5, not resident
+    const StorePoint insideR7 = atPixel(55, 8, 14.0); // (14, 10, 14)
     show({{"r", {midPlane, lowerY}}, {"r7", {insideR7}}}, 100.0f).setPointSize(2.0f);
     picture();
     EXPECT_NEAR(static_cast<double>(litInRow(16, 16, 47)), 8.0, 1.0);
@@ -123,10 +129,10 @@ TEST_F(PointCloudPicture, ClipBoxesAndPrismsCutAndHighlightTheirPoints)
             points.push_back(atPixel(i, j, 5.0));
     show({{"r", points}});
     using P2 = Math::Point<double, 2>;
-    const Math::OrientedBox turned = Math::OrientedBox::fromAngles(Math::Point<double, 3>(8.1, 6.05, 5.0),
-                                                                   Eigen::Vector3d(5.03, 2.52, 1.0), 0.5);
-    const Render::ClipPrism ell{Math::Polygon({P2(5.02, 3.01), P2(9.03, 3.01), P2(9.03, 5.02), P2(7.01, 5.02),
-                                               P2(7.01, 8.03), P2(5.02, 8.03)})};
+    const Math::OrientedBox turned =
+        Math::OrientedBox::fromAngles(Math::Point<double, 3>(8.1, 6.05, 5.0), Eigen::Vector3d(5.03, 2.52, 1.0), 0.5);
+    const Render::ClipPrism ell{Math::Polygon(
+        {P2(5.02, 3.01), P2(9.03, 3.01), P2(9.03, 5.02), P2(7.01, 5.02), P2(7.01, 8.03), P2(5.02, 8.03)})};
     const Math::OrientedBox corner(Math::Point<double, 3>(11.0, 7.0, 5.0), Eigen::Vector3d(1.02, 1.02, 1.0));
     Render::ClipVolumes volumes;
     volumes.add(turned, Render::ClipEffect::ShowInside);
@@ -147,7 +153,7 @@ TEST_F(PointCloudPicture, ClipBoxesAndPrismsCutAndHighlightTheirPoints)
             const Math::Point<double, 3> at(p.x, p.y, p.z);
             const Eigen::Vector3d unit = turned.unitCoordinates(at);
             const bool nearEdge = std::abs(std::abs(unit.x()) - 1.0) < 1e-4 || std::abs(std::abs(unit.y()) - 1.0) < 1e-4
-                                  || ell.footprint.distanceToEdge(P2(p.x, p.y)) < 1e-4;
+                || ell.footprint.distanceToEdge(P2(p.x, p.y)) < 1e-4;
             if (nearEdge)
                 continue;
             const Math::Color pixel = image.at(i, j);
@@ -166,7 +172,8 @@ TEST_F(PointCloudPicture, ClipBoxesAndPrismsCutAndHighlightTheirPoints)
     }
     std::size_t hidden = 0;
     for (const StorePoint& p : points)
-        hidden += turned.contains(Math::Point<double, 3>(p.x, p.y, p.z)) && ell.footprint.contains(P2(p.x, p.y)) ? 1 : 0;
+        hidden +=
+            turned.contains(Math::Point<double, 3>(p.x, p.y, p.z)) && ell.footprint.contains(P2(p.x, p.y)) ? 1 : 0;
     // Each effect had points to work on: about 16 a square unit.
     EXPECT_GT(drawn, 400u);
     EXPECT_GT(highlighted, 40u);
@@ -185,17 +192,17 @@ class PointCloudModeColor : public PointCloudPicture, public ::testing::WithPara
 TEST_P(PointCloudModeColor, ColoursADrawnPixelByTheMode)
 {
     // Intensities 1000 ... 4000: the 99th percentile, 3000, becomes full brightness.
-    const std::vector<StorePoint> points{atPixel(20, 20, 4.0, Math::Color(200, 100, 50), 1000),
-                                         atPixel(30, 30, 4.0, Math::Color(0, 0, 0), 2000),
-                                         atPixel(35, 30, 4.0, Math::Color(0, 0, 0), 3000),
-                                         atPixel(40, 30, 4.0, Math::Color(0, 0, 0), 4000)};
+    const std::vector<StorePoint> points{
+        atPixel(20, 20, 4.0, Math::Color(200, 100, 50), 1000), atPixel(30, 30, 4.0, Math::Color(0, 0, 0), 2000),
+        atPixel(35, 30, 4.0, Math::Color(0, 0, 0), 3000), atPixel(40, 30, 4.0, Math::Color(0, 0, 0), 4000)};
     show({{"r", points}});
     cloud->setUniformColor(Math::Color(255, 128, 0));
     renderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, 0.0f));
     renderer.setColorMapRange(0.0f, 8.0f);
     // Two triangles covering the view at z = 0, facing up.
     renderer.setMeshForDistanceColorization(std::make_shared<Math::TriangleMesh<float>>(
-        std::vector<Math::Point<float, 3>>{{-1.0f, -1.0f, 0.0f}, {17.0f, -1.0f, 0.0f}, {17.0f, 17.0f, 0.0f}, {-1.0f, 17.0f, 0.0f}},
+        std::vector<Math::Point<float, 3>>{
+            {-1.0f, -1.0f, 0.0f}, {17.0f, -1.0f, 0.0f}, {17.0f, 17.0f, 0.0f}, {-1.0f, 17.0f, 0.0f}},
         std::vector<Math::TriangleMesh<float>::Triangle>{{0, 1, 2}, {0, 2, 3}}));
     cloud->reloadPoints(nullptr, 21); // the distances to the new mesh
     renderer.setRenderMode(GetParam().mode);
@@ -253,8 +260,10 @@ TEST_F(PointCloudPicture, TomographicModesBlendOverlappingPoints)
             // Post-processing: bright doubles colour and mean; dark inverts and doubles the darkness.
             const double expected = mode == RenderMode::TomographicBright ? 2.0 * scene : 1.0 - 2.0 * scene;
             const double alpha = mode == RenderMode::TomographicBright ? 2.0 * scene : 2.0 * scene;
-            EXPECT_NEAR(image.at(i, 10).r(), std::clamp(expected, 0.0, 1.0) * 255.0, 2.0) << static_cast<int>(mode) << " " << i;
-            EXPECT_NEAR(image.at(i, 10).a(), std::clamp(alpha, 0.0, 1.0) * 255.0, 2.0) << static_cast<int>(mode) << " " << i;
+            EXPECT_NEAR(image.at(i, 10).r(), std::clamp(expected, 0.0, 1.0) * 255.0, 2.0)
+                << static_cast<int>(mode) << " " << i;
+            EXPECT_NEAR(image.at(i, 10).a(), std::clamp(alpha, 0.0, 1.0) * 255.0, 2.0)
+                << static_cast<int>(mode) << " " << i;
         }
     }
 }
@@ -282,8 +291,8 @@ TEST_P(RealStorePicture, Draws)
         lit += litInRow(j, 0, width);
     EXPECT_GT(lit, width * height / 20) << GetParam();
 
-    const auto root = cloud->octree()->nodePointData(Octree::OctreeNodeId::root(), {},
-                                                     Octree::PointAttribute::Classification);
+    const auto root =
+        cloud->octree()->nodePointData(Octree::OctreeNodeId::root(), {}, Octree::PointAttribute::Classification);
     ASSERT_TRUE(root && root->hasClassifications()) << GetParam();
     const std::set<std::uint8_t> classes(root->classifications().begin(), root->classifications().end());
     renderer.setRenderMode(RenderMode::Classification);

@@ -49,7 +49,8 @@ std::vector<Math::Point<float, 3>> expectedPoints(std::size_t depth, std::size_t
         const OctreeNodeId node = pending.front();
         pending.pop_front();
         for (std::size_t k = 0; k < FakeOctree::storedPointCount(node); ++k) {
-            const Math::Point<double, 3> model = FakeOctree::worldPoint(node, k) - Eigen::Vector3d::Constant(FakeOctree::cubeMin);
+            const Math::Point<double, 3> model =
+                FakeOctree::worldPoint(node, k) - Eigen::Vector3d::Constant(FakeOctree::cubeMin);
             const Math::Point<float, 3> moved((world * model.cast<float>().homogeneous()).hnormalized());
             if (moved.x() >= limit)
                 points.push_back(moved);

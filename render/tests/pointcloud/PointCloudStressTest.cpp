@@ -73,12 +73,8 @@ TEST(PointCloudStress, ThreeLoadersOneBudgetAndABusyCaller)
             orbit(*viewed.camera, cloud.boundingBox(), random);
             restarting([&] { cloud.onUpdateViewMatrix(viewed.camera); });
             break;
-        case 3:
-            restarting([&] { cloud.onUpdateProjectionMatrix(viewed.camera); });
-            break;
-        case 4:
-            cloud.setOctreeNodePriorityThreshold(static_cast<float>(random() % 30));
-            break;
+        case 3: restarting([&] { cloud.onUpdateProjectionMatrix(viewed.camera); }); break;
+        case 4: cloud.setOctreeNodePriorityThreshold(static_cast<float>(random() % 30)); break;
         case 5:
             if (random() % 4 == 0)
                 cloud.clearVisibleOctreeNodes();
@@ -89,9 +85,7 @@ TEST(PointCloudStress, ThreeLoadersOneBudgetAndABusyCaller)
             restarting([&] { cloud.onUpdateRenderMode(static_cast<Render::RenderMode>(random() % 8)); });
             restarting([&] { cloud.onUpdateColorMapRange(0.0f, static_cast<float>(random() % 50)); });
             break;
-        case 7:
-            cloud.setVisible(!cloud.visible());
-            break;
+        case 7: cloud.setVisible(!cloud.visible()); break;
         }
         // The render thread's side: take what was published.
         EXPECT_LE(cloud.numVisiblePoints(), 70000u);

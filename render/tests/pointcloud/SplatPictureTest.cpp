@@ -43,8 +43,9 @@ TEST_P(SplatPicture, DiscsAtOneDepthBlendByWeightAndADiscFartherBehindStaysHidde
 {
     // Red and blue four pixels apart at one depth with green midway 1.5 units (a radius and a
     // half) behind; below them red and blue again, blue half a radius behind.
-    show({{"r", {atPixel(20, 20, 5.0, red), atPixel(24, 20, 5.0, blue), atPixel(22, 20, 3.5, green),
-                 atPixel(20, 30, 5.0, red), atPixel(24, 30, 4.5, blue)}}},
+    show({{"r",
+           {atPixel(20, 20, 5.0, red), atPixel(24, 20, 5.0, blue), atPixel(22, 20, 3.5, green),
+            atPixel(20, 30, 5.0, red), atPixel(24, 30, 4.5, blue)}}},
          8.0f)
         .setPointSize(2.0f);
     std::vector<Math::Point<float, 3>> picks;

@@ -42,18 +42,18 @@ TEST(ObjMeshLoader, TriangulatesAndTakesNormalsTextureCoordinatesAndWrappedColou
     const TestSupport::TemporaryFolder folder;
     const auto path = folder.write("mesh.obj",
                                    "o first\n"
-                                   "v 0 0 0 1.2 0.5 0\n"  // 306 wraps to 50; 127.5 truncates to 127
-                                   "v 2 0 0 0 1 0.999\n"  // 254.745 truncates to 254
+                                   "v 0 0 0 1.2 0.5 0\n" // 306 wraps to 50; 127.5 truncates to 127
+                                   "v 2 0 0 0 1 0.999\n" // 254.745 truncates to 254
                                    "v 2 2 0 0.1 0.2 0.3\n" // 25.5, 51, 76.5
                                    "v 0 2 0 1 1 1\n"
                                    "v 0 0 3 1 1 1\n"
                                    "vn 0 0 1\n"
                                    "vt 0.25 0.75\n"
                                    "f 1/1/1 2/1/1 3/1/1 4/1/1\n" // a quad: a fan of two triangles
-                                   "l 1 2\n"                     // lines are ignored
+                                   "l 1 2\n" // lines are ignored
                                    "o second\n"
-                                   "f 1//1 2 5\n"                // a corner without normal: face normal
-                                   "f 1 2 1\n");                 // degenerate: zero normal
+                                   "f 1//1 2 5\n" // a corner without normal: face normal
+                                   "f 1 2 1\n"); // degenerate: zero normal
     const std::vector<MeshLoader::Part> parts = readParts(path);
     ASSERT_EQ(parts.size(), 2u);
     ASSERT_EQ(parts[0].size(), 6u);
@@ -68,7 +68,10 @@ TEST(ObjMeshLoader, TriangulatesAndTakesNormalsTextureCoordinatesAndWrappedColou
     float area = 0.0f;
     for (std::size_t t = 0; t < 2; ++t) {
         const Eigen::Vector3f a = parts[0][3 * t].position;
-        area += 0.5f * (Eigen::Vector3f(parts[0][3 * t + 1].position) - a).cross(Eigen::Vector3f(parts[0][3 * t + 2].position) - a).norm();
+        area += 0.5f
+            * (Eigen::Vector3f(parts[0][3 * t + 1].position) - a)
+                  .cross(Eigen::Vector3f(parts[0][3 * t + 2].position) - a)
+                  .norm();
     }
     EXPECT_EQ(area, 4.0f);
     for (const Vertex& corner : parts[0]) {
@@ -110,8 +113,9 @@ TEST(ObjMeshLoader, ReadsTheSharedMeshes)
     const Math::TriangleMesh<float> terrain =
         Render::loadTriangleMesh(*Render::createObjMeshLoader(TestSupport::testStore("obj/1.2-with-color.obj")), 0.5);
     EXPECT_EQ(terrain.triangles().size(), 1672u);
-    EXPECT_EQ(terrain.boundingBox(), (Math::NBoundingBox<float, 3>(P(635619.875f, 848899.6875f, 406.59f) * 0.5f,
-                                                                   P(638982.5625f, 853535.4375f, 583.73f) * 0.5f)));
+    EXPECT_EQ(terrain.boundingBox(),
+              (Math::NBoundingBox<float, 3>(P(635619.875f, 848899.6875f, 406.59f) * 0.5f,
+                                            P(638982.5625f, 853535.4375f, 583.73f) * 0.5f)));
 }
 
 TEST(ObjMeshLoader, RefusesWhatItCannotRead)
@@ -128,7 +132,10 @@ TEST(ObjMeshLoader, RefusesWhatItCannotRead)
     EXPECT_THROW(Render::createObjMeshLoader(folder.write("one.obj", "v 0 0 0\nf 1 1 1\n"))->load(nullptr),
                  std::bad_function_call);
     // A file without faces is no error: nothing to draw.
-    EXPECT_EQ(Render::loadTriangleMesh(*Render::createObjMeshLoader(folder.write("empty.obj", "v 1 2 3\n"))).triangles().size(), 0u);
+    EXPECT_EQ(Render::loadTriangleMesh(*Render::createObjMeshLoader(folder.write("empty.obj", "v 1 2 3\n")))
+                  .triangles()
+                  .size(),
+              0u);
 }
 
 } // namespace

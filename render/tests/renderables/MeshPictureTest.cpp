@@ -62,8 +62,8 @@ TEST_F(MeshPicture, FacesWithoutNormalsShadeFlatInWhiteShadesFromEitherSide)
     // (6, 0, 0) x (0, 10, 6) and (0, 10, -8) x (6, 0, 0).
     const Eigen::Vector3f left(0.0f, -36.0f, 60.0f);
     const Eigen::Vector3f right(0.0f, -48.0f, -60.0f);
-    for (const auto& [i, j, normal] : {std::tuple(6, 36, left), std::tuple(10, 20, left), std::tuple(37, 36, right),
-                                       std::tuple(40, 20, right)}) {
+    for (const auto& [i, j, normal] :
+         {std::tuple(6, 36, left), std::tuple(10, 20, left), std::tuple(37, 36, right), std::tuple(40, 20, right)}) {
         const Math::Color pixel = image.at(i, j);
         const float expected = headlit(i, j, normal, 255.0f);
         EXPECT_NEAR(pixel.r(), expected, 1.0f) << i << ", " << j;
@@ -78,7 +78,8 @@ TEST_F(MeshPicture, UnitScaleShrinksTheBoxAndTheDrawnGeometry)
 {
     showMesh("v 1 1 0 1 0 0\nv 15 1 2 0 1 0\nv 1 11 1 0 0 1\nf 1 2 3\n");
     const Graphics::ColorImage metres = image;
-    const auto mesh = showMesh("v 1000 1000 0 1 0 0\nv 15000 1000 2000 0 1 0\nv 1000 11000 1000 0 0 1\nf 1 2 3\n", 0.001);
+    const auto mesh =
+        showMesh("v 1000 1000 0 1 0 0\nv 15000 1000 2000 0 1 0\nv 1000 11000 1000 0 0 1\nf 1 2 3\n", 0.001);
     const Math::NBoundingBox<float, 3> box = mesh->boundingBox();
     EXPECT_NEAR(box.max().x(), 15.0f, 1e-5f);
     EXPECT_NEAR(box.max().z(), 2.0f, 1e-5f);
@@ -96,8 +97,8 @@ TEST_F(MeshPicture, UnitScaleShrinksTheBoxAndTheDrawnGeometry)
 // planes in world coordinates cut the mesh.
 TEST_F(MeshPicture, PixelsWriteWorldPositionsAndClippingPlanesCut)
 {
-    const auto mesh = MeshRenderable::create(folder.write("square.obj", "v -1 -1 0\nv 17 -1 0\nv 17 13 0\nv -1 13 0\nf 1 2 3 4\n"),
-                                             1.0, "square");
+    const auto mesh = MeshRenderable::create(
+        folder.write("square.obj", "v -1 -1 0\nv 17 -1 0\nv 17 13 0\nv -1 13 0\nf 1 2 3 4\n"), 1.0, "square");
     Eigen::Matrix4f lifted = Eigen::Matrix4f::Identity();
     lifted(2, 3) = 2.5f;
     mesh->setMatrix(lifted);
@@ -111,7 +112,8 @@ TEST_F(MeshPicture, PixelsWriteWorldPositionsAndClippingPlanesCut)
     }
 
     // Keep x >= 8: columns from 31 on (x = 8 lies on the centre of column 31).
-    mesh->setClippingVolume(Math::ConvexPolytope<float, 3>({Math::HalfSpace<float, 3>(Eigen::Vector3f::UnitX(), -8.0f)}));
+    mesh->setClippingVolume(
+        Math::ConvexPolytope<float, 3>({Math::HalfSpace<float, 3>(Eigen::Vector3f::UnitX(), -8.0f)}));
     EXPECT_TRUE(renderer.needsRedraw());
     picture();
     EXPECT_EQ(litInRow(20, 0, 31), 0u);
@@ -123,15 +125,15 @@ TEST_F(MeshPicture, PixelsWriteWorldPositionsAndClippingPlanesCut)
 // position: a triangular prism that hides its inside, under a box tilted about x that highlights.
 TEST_F(MeshPicture, ClipVolumesCutAndHighlightPixels)
 {
-    const auto mesh = MeshRenderable::create(folder.write("square.obj", "v -1 -1 0\nv 17 -1 0\nv 17 13 0\nv -1 13 0\nf 1 2 3 4\n"),
-                                             1.0, "square");
+    const auto mesh = MeshRenderable::create(
+        folder.write("square.obj", "v -1 -1 0\nv 17 -1 0\nv 17 13 0\nv -1 13 0\nf 1 2 3 4\n"), 1.0, "square");
     Eigen::Matrix4f lifted = Eigen::Matrix4f::Identity();
     lifted(2, 3) = 2.5f;
     mesh->setMatrix(lifted);
     using P2 = Math::Point<double, 2>;
     const Render::ClipPrism triangle{Math::Polygon({P2(2.01, 2.02), P2(10.03, 3.01), P2(4.02, 10.03)}), 2.0, 3.0};
-    const auto tilted = Math::OrientedBox::fromAngles(Math::Point<double, 3>(12.0, 6.0, 2.5), Eigen::Vector3d(2.02, 3.01, 0.51),
-                                                      0.0, 0.0, 0.3);
+    const auto tilted = Math::OrientedBox::fromAngles(Math::Point<double, 3>(12.0, 6.0, 2.5),
+                                                      Eigen::Vector3d(2.02, 3.01, 0.51), 0.0, 0.0, 0.3);
     Render::ClipVolumes volumes;
     volumes.add(triangle, Render::ClipEffect::ShowOutside);
     volumes.add(tilted, Render::ClipEffect::Highlight);
@@ -146,7 +148,8 @@ TEST_F(MeshPicture, ClipVolumesCutAndHighlightPixels)
         for (std::size_t i = 0; i < width; ++i) {
             const Math::Point<double, 3> at(0.25 * (i + 1), 12.0 - 0.25 * j, 2.5);
             const Eigen::Vector3d unit = tilted.unitCoordinates(at);
-            if (triangle.footprint.distanceToEdge(P2(at.x(), at.y())) < 1e-3 || (unit.array().abs() - 1.0).abs().minCoeff() < 1e-3)
+            if (triangle.footprint.distanceToEdge(P2(at.x(), at.y())) < 1e-3
+                || (unit.array().abs() - 1.0).abs().minCoeff() < 1e-3)
                 continue;
             const Math::Color pixel = image.at(i, j);
             if (!volumes.draws(at)) {
@@ -174,8 +177,8 @@ TEST_F(MeshPicture, ClipVolumesCutAndHighlightPixels)
 // that hold no point within the range are not even loaded.
 TEST_F(MeshPicture, DistanceToAMeshOnAPlaneColoursAsTheDistanceToThePlane)
 {
-    cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(TestSupport::testStore("potree2/1.2-with-color-brotli")),
-                                         "cloud", 1000000, 1.0);
+    cloud = PointCloudRenderable::create(
+        PoTree::FileSystemLocation(TestSupport::testStore("potree2/1.2-with-color-brotli")), "cloud", 1000000, 1.0);
     renderer.setViewport(160, 120);
     renderer.setScene(cloud);
     const Math::NBoundingBox<float, 3> box = renderer.boundingBox();
@@ -191,7 +194,8 @@ TEST_F(MeshPicture, DistanceToAMeshOnAPlaneColoursAsTheDistanceToThePlane)
     const P low = box.min() - P(1, 1, 0);
     const P high = box.max() + P(1, 1, 0);
     renderer.setMeshForDistanceColorization(std::make_shared<Math::TriangleMesh<float>>(
-        std::vector<P>{P(low.x(), low.y(), c), P(high.x(), low.y(), c), P(high.x(), high.y(), c), P(low.x(), high.y(), c)},
+        std::vector<P>{P(low.x(), low.y(), c), P(high.x(), low.y(), c), P(high.x(), high.y(), c),
+                       P(low.x(), high.y(), c)},
         std::vector<Math::TriangleMesh<float>::Triangle>{{0, 1, 2}, {0, 2, 3}}));
     renderer.setPlaneForDistanceColorization(Math::NPlane<float, 3>(0.0f, 0.0f, 1.0f, -c));
     const float h = box.size().z();

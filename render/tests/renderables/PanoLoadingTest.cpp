@@ -30,11 +30,11 @@ using State = Core::JobState;
 class RecordingLoader : public Graphics::GeneratedPanoramaLoader {
 public:
     explicit RecordingLoader(std::size_t failAt = 0)
-        : GeneratedPanoramaLoader({Graphics::ProjectionKind::Equirectangular, 1, 2, {{4, 4}, {8, 8}}, 2, 2},
-                                  [](TileId) { return Math::Color::white(); }, [](TileId) { return 1.0f; }),
+        : GeneratedPanoramaLoader(
+              {Graphics::ProjectionKind::Equirectangular, 1, 2, {{4, 4}, {8, 8}}, 2, 2},
+              [](TileId) { return Math::Color::white(); }, [](TileId) { return 1.0f; }),
           mFailAt(failAt)
-    {
-    }
+    {}
 
     Graphics::ColorImage loadColorTile(TileId tile) override
     {
@@ -82,9 +82,10 @@ TEST(PanoLoading, CoarseLevelsFirstThenTheTilesFacingTheViewColourBeforeDepth)
     };
     // Looking along -y faces tile 1; along +x both tiles are equally far off: the list order holds,
     // colour first.
-    for (const Case& c : {Case{-Eigen::Vector3f::UnitY(), {"C0.1", "D0.1", "C0.0", "D0.0", "C1.1", "D1.1", "C1.0", "D1.0"}},
-                          Case{Eigen::Vector3f::UnitY(), {"C0.0", "D0.0", "C0.1", "D0.1", "C1.0", "D1.0", "C1.1", "D1.1"}},
-                          Case{Eigen::Vector3f::UnitX(), {"C0.0", "C0.1", "D0.0", "D0.1", "C1.0", "C1.1", "D1.0", "D1.1"}}}) {
+    for (const Case& c :
+         {Case{-Eigen::Vector3f::UnitY(), {"C0.1", "D0.1", "C0.0", "D0.0", "C1.1", "D1.1", "C1.0", "D1.0"}},
+          Case{Eigen::Vector3f::UnitY(), {"C0.0", "D0.0", "C0.1", "D0.1", "C1.0", "D1.0", "C1.1", "D1.1"}},
+          Case{Eigen::Vector3f::UnitX(), {"C0.0", "C0.1", "D0.0", "D0.1", "C1.0", "C1.1", "D1.0", "D1.1"}}}) {
         const auto loader = std::make_shared<RecordingLoader>();
         const auto pano = PanoRenderable::create(loader, "pano");
         pano->init(0, lookingAlong(c.view), nullptr, nullptr);

@@ -79,9 +79,9 @@ TEST_F(PanoPicture, TheMiddleOfThePictureShowsTheTileOfTheViewDirection)
             PanoramaLayout{projection, rows, columns, {{8, 8}}, 1, 0}, colorOfTile, [](auto) { return 1.0f; });
         const auto pano = showPano(loader);
         ASSERT_EQ(pano->loadPanoramaTiles(), Core::JobState::Finished);
-        for (const Eigen::Vector3d& direction : {Eigen::Vector3d(1, 0.1, 0.05), Eigen::Vector3d(-0.3, 1, 0.2),
-                                                 Eigen::Vector3d(-1, -0.6, -0.3), Eigen::Vector3d(0.2, 0.3, 1),
-                                                 Eigen::Vector3d(0.3, -0.2, -1), Eigen::Vector3d(0.4, -1, 0.7)}) {
+        for (const Eigen::Vector3d& direction :
+             {Eigen::Vector3d(1, 0.1, 0.05), Eigen::Vector3d(-0.3, 1, 0.2), Eigen::Vector3d(-1, -0.6, -0.3),
+              Eigen::Vector3d(0.2, 0.3, 1), Eigen::Vector3d(0.3, -0.2, -1), Eigen::Vector3d(0.4, -1, 0.7)}) {
             lookFrom(P(0, 0, 0), direction);
             picture();
             const std::size_t tile = tileOf(direction.normalized(), projection, rows, columns);
@@ -100,8 +100,7 @@ TEST_F(PanoPicture, PlaceholdersLieJustInsideTheFarPlaneAndLevelsNeverGoBack)
         LateCoarseLoader()
             : GeneratedPanoramaLoader({ProjectionKind::Equirectangular, 1, 2, {{4, 4}, {8, 8}}, 2, 0}, colorOfTile,
                                       [](auto) { return 1.0f; })
-        {
-        }
+        {}
         std::vector<TileId> colorTiles() const override
         {
             return {makeTileId(runs == 0 ? 1 : 0, 0), makeTileId(runs++ == 0 ? 1 : 0, 1)};
@@ -137,8 +136,9 @@ TEST_F(PanoPicture, MeasuredDistancesPlaceThePanoramaAmongThePoints)
     const P centre(8, 8, 8);
     const P nearer(11, 8.2f, 8);
     const P farther(15.5f, 7.5f, 8);
-    TestSupport::writePotreeStore(folder.path(), {{"r", {{nearer.x(), nearer.y(), 8.0, 255, 255, 255},
-                                                         {farther.x(), farther.y(), 8.0, 255, 255, 255}}}});
+    TestSupport::writePotreeStore(
+        folder.path(),
+        {{"r", {{nearer.x(), nearer.y(), 8.0, 255, 255, 255}, {farther.x(), farther.y(), 8.0, 255, 255, 255}}}});
     cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder.path()), "cloud", 1000, 1.0);
     cloud->setMaxPointSize(3.0f); // a disc over the projected centre's pixel
     // The panorama from files: a blue image and its distance image, 5 everywhere.
@@ -148,7 +148,8 @@ TEST_F(PanoPicture, MeasuredDistancesPlaceThePanoramaAmongThePoints)
     Graphics::DepthImage distances(32, 16);
     distances.fill(5.0f);
     distances.writeHdr(folder.path() / "pano.hdr");
-    const auto loader = Graphics::ImagePanoramaLoader::equirectangular(folder.path() / "pano.png", folder.path() / "pano.hdr", 2, 4);
+    const auto loader =
+        Graphics::ImagePanoramaLoader::equirectangular(folder.path() / "pano.png", folder.path() / "pano.hdr", 2, 4);
     const auto pano = PanoRenderable::create(loader, "pano");
     Eigen::Matrix4f placed = Eigen::Matrix4f::Identity();
     placed.block<3, 1>(0, 3) = centre;

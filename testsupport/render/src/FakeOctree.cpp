@@ -23,10 +23,12 @@ FakeOctree::FakeOctree(const std::string& folder, std::size_t depth, double unit
     : ::Octree::Octree(PoTree::FileSystemLocation(folder), unitScale, cubeOf(cubeMin, cubeSize),
                        cubeOf(cubeMin, cubeSize), 1.0),
       mDepth(depth)
-{
-}
+{}
 
-std::size_t FakeOctree::storedPointCount(OctreeNodeId node) { return 10 + node.value() % 13; }
+std::size_t FakeOctree::storedPointCount(OctreeNodeId node)
+{
+    return 10 + node.value() % 13;
+}
 
 Math::Point<double, 3> FakeOctree::worldPoint(OctreeNodeId node, std::size_t k)
 {
@@ -56,9 +58,15 @@ std::vector<OctreeNodeId> FakeOctree::children(OctreeNodeId node, std::stop_toke
     return result;
 }
 
-bool FakeOctree::contains(OctreeNodeId node) const { return node.level() <= mDepth; }
+bool FakeOctree::contains(OctreeNodeId node) const
+{
+    return node.level() <= mDepth;
+}
 
-::Octree::NodeVisibility FakeOctree::nodeVisibility(OctreeNodeId) const { return ::Octree::NodeVisibility::PerPoint; }
+::Octree::NodeVisibility FakeOctree::nodeVisibility(OctreeNodeId) const
+{
+    return ::Octree::NodeVisibility::PerPoint;
+}
 
 std::uint64_t FakeOctree::pointCount() const
 {
@@ -67,7 +75,10 @@ std::uint64_t FakeOctree::pointCount() const
     return total;
 }
 
-std::uint64_t FakeOctree::pointCount(OctreeNodeId node) const { return storedPointCount(node); }
+std::uint64_t FakeOctree::pointCount(OctreeNodeId node) const
+{
+    return storedPointCount(node);
+}
 
 ::Octree::PointAttributes FakeOctree::availableAttributes() const
 {

@@ -76,10 +76,10 @@ TEST(MeasuringTool, ShowsItsPointsAndMeasurementsAsHighlightsInTheScene)
     ASSERT_EQ(line.volumes().size(), 3u); // the line and its two ends
     for (const auto& volume : line.volumes())
         EXPECT_EQ(volume.effect, Render::ClipEffect::Highlight);
-    EXPECT_TRUE(line.highlights({5, 4, 0.05}));      // on the line, in scene coordinates
+    EXPECT_TRUE(line.highlights({5, 4, 0.05})); // on the line, in scene coordinates
     EXPECT_TRUE(line.highlights({9.05, 7.05, 0.0})); // at its end
-    EXPECT_FALSE(line.highlights({5, 4, 0.15}));     // above it by more than half the width
-    EXPECT_FALSE(line.highlights({5.2, 3.8, 0.0}));  // beside it
+    EXPECT_FALSE(line.highlights({5, 4, 0.15})); // above it by more than half the width
+    EXPECT_FALSE(line.highlights({5.2, 3.8, 0.0})); // beside it
     EXPECT_EQ(tool.highlights(origin, 0.2, 1, 64).volumes().size(), 1u) << "no more than the room";
 
     tool.toggle(Mode::Polygon);
@@ -120,21 +120,25 @@ TEST(BackgroundVolume, MeasuresOnItsOwnThreadAndTellsWhenDone)
         ++notices;
         changed.notify_all();
     };
-    Tool::BackgroundVolume volume(stores, Measure::VolumeOptions{square, 0.25, {Measure::VolumeBase::Kind::Fit}}, notify);
+    Tool::BackgroundVolume volume(stores, Measure::VolumeOptions{square, 0.25, {Measure::VolumeBase::Kind::Fit}},
+                                  notify);
     {
         std::unique_lock lock(mutex);
         ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(30), [&] { return volume.finished(); }));
     }
     EXPECT_GT(notices, 1) << "progress and the end";
     EXPECT_EQ(volume.progress(), 1.0);
-    EXPECT_EQ(volume.text().rfind("volume above 12.000, below 0.000 over a base fitted to the edge (cells of 0.25, 0 of ", 0), 0u)
+    EXPECT_EQ(
+        volume.text().rfind("volume above 12.000, below 0.000 over a base fitted to the edge (cells of 0.25, 0 of ", 0),
+        0u)
         << volume.text();
 
     const Math::Polygon far({V(40, 40), V(50, 40), V(50, 50)});
     Tool::BackgroundVolume failing(stores, Measure::VolumeOptions{far, 0.25, {}}, [] {});
     while (!failing.finished())
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    EXPECT_EQ(failing.text().rfind("cannot measure the volume: the polygon lies outside the stores", 0), 0u) << failing.text();
+    EXPECT_EQ(failing.text().rfind("cannot measure the volume: the polygon lies outside the stores", 0), 0u)
+        << failing.text();
 }
 
 } // namespace

@@ -22,7 +22,10 @@ OrbitNavigator framedUnitCube()
 }
 
 // The direction from the eye to a point, to see whether it stays under the cursor.
-Eigen::Vector3f sight(const OrbitNavigator& navigator, const Point& point) { return (point - navigator.eye()).normalized(); }
+Eigen::Vector3f sight(const OrbitNavigator& navigator, const Point& point)
+{
+    return (point - navigator.eye()).normalized();
+}
 
 TEST(OrbitNavigator, FramingPutsTheBoxInViewFromAbove)
 {

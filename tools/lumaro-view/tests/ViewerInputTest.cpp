@@ -86,8 +86,9 @@ TEST(ViewerInput, KeysChooseColouringColourMapBudgetPointSizeAndFraming)
 {
     ViewerInput input(Render::Coloring::Rgb, Render::ColorMap::LevelOfAccuracyImperial, 5000);
     const std::pair<char, Render::Coloring> colorings[] = {
-        {'1', Render::Coloring::Rgb},    {'2', Render::Coloring::Intensity}, {'3', Render::Coloring::Elevation},
-        {'4', Render::Coloring::Normal}, {'5', Render::Coloring::Uniform},   {'6', Render::Coloring::Tomographic},
+        {'1', Render::Coloring::Rgb},           {'2', Render::Coloring::Intensity},
+        {'3', Render::Coloring::Elevation},     {'4', Render::Coloring::Normal},
+        {'5', Render::Coloring::Uniform},       {'6', Render::Coloring::Tomographic},
         {'7', Render::Coloring::Classification}};
     for (const auto& [key, coloring] : colorings) {
         const ViewerAction recolor = input.key(key, {}, unitCube);

@@ -36,7 +36,10 @@ std::wstring windowsPath(std::string path)
     return std::wstring(path.begin(), path.end());
 }
 
-std::wstring quoted(const std::string& text) { return L"\"" + std::wstring(text.begin(), text.end()) + L"\""; }
+std::wstring quoted(const std::string& text)
+{
+    return L"\"" + std::wstring(text.begin(), text.end()) + L"\"";
+}
 
 // A running lumaro-view and its window; killed if a test leaves it running.
 class ViewerProcess {
@@ -49,20 +52,21 @@ public:
         }
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
-        if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &m_process)) {
+        if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                            &mProcess)) {
             throw std::runtime_error("cannot start lumaro-view (error " + std::to_string(GetLastError()) + ")");
         }
-        CloseHandle(m_process.hThread);
-        if (!waitFor([this] { return (m_window = findWindow()) != nullptr; }, 60s)) {
+        CloseHandle(mProcess.hThread);
+        if (!waitFor([this] { return (mWindow = findWindow()) != nullptr; }, 60s)) {
             throw std::runtime_error("lumaro-view opened no window");
         }
     }
     ~ViewerProcess()
     {
-        if (WaitForSingleObject(m_process.hProcess, 0) == WAIT_TIMEOUT) {
-            TerminateProcess(m_process.hProcess, 99);
+        if (WaitForSingleObject(mProcess.hProcess, 0) == WAIT_TIMEOUT) {
+            TerminateProcess(mProcess.hProcess, 99);
         }
-        CloseHandle(m_process.hProcess);
+        CloseHandle(mProcess.hProcess);
     }
     ViewerProcess(const ViewerProcess&) = delete;
     ViewerProcess& operator=(const ViewerProcess&) = delete;
@@ -70,7 +74,7 @@ public:
     std::string title() const
     {
         wchar_t text[1024] = {};
-        SendMessageTimeoutW(m_window, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(text), SMTO_BLOCK, 5000, nullptr);
+        SendMessageTimeoutW(mWindow, WM_GETTEXT, 1024, reinterpret_cast<LPARAM>(text), SMTO_BLOCK, 5000, nullptr);
         const std::wstring wide(text);
         return std::string(wide.begin(), wide.end());
     }
@@ -79,7 +83,8 @@ public:
     {
         const auto end = std::chrono::steady_clock::now() + timeout;
         while (std::chrono::steady_clock::now() < end) {
-            if (condition()) return true;
+            if (condition())
+                return true;
             std::this_thread::sleep_for(50ms);
         }
         return condition();
@@ -108,7 +113,7 @@ public:
 
     void post(UINT message, WPARAM wParam, int x = 0, int y = 0)
     {
-        PostMessageW(m_window, message, wParam, MAKELPARAM(x, y));
+        PostMessageW(mWindow, message, wParam, MAKELPARAM(x, y));
     }
 
     // A left-button drag from (x0, y0) to (x1, y1) in a few steps.
@@ -123,12 +128,13 @@ public:
 
     Graphics::ColorImage screenshot()
     {
-        const std::filesystem::path file = m_folder.path() / ("shot" + std::to_string(m_shots++) + ".png");
+        const std::filesystem::path file = mFolder.path() / ("shot" + std::to_string(mShots++) + ".png");
         const std::string path = file.string();
         COPYDATASTRUCT data{SCREENSHOT_REQUEST, static_cast<DWORD>(path.size()), const_cast<char*>(path.data())};
         DWORD_PTR written = FALSE;
-        SendMessageTimeoutW(m_window, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data), SMTO_BLOCK, 30000, &written);
-        if (!written) throw std::runtime_error("lumaro-view wrote no screenshot");
+        SendMessageTimeoutW(mWindow, WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&data), SMTO_BLOCK, 30000, &written);
+        if (!written)
+            throw std::runtime_error("lumaro-view wrote no screenshot");
         return Graphics::ColorImage::read(file);
     }
 
@@ -136,16 +142,18 @@ public:
     void resizeClientArea(int width, int height)
     {
         RECT frame{0, 0, width, height};
-        AdjustWindowRect(&frame, static_cast<DWORD>(GetWindowLongW(m_window, GWL_STYLE)), FALSE);
-        SetWindowPos(m_window, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top, SWP_NOMOVE | SWP_NOZORDER);
+        AdjustWindowRect(&frame, static_cast<DWORD>(GetWindowLongW(mWindow, GWL_STYLE)), FALSE);
+        SetWindowPos(mWindow, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top,
+                     SWP_NOMOVE | SWP_NOZORDER);
     }
 
     // Closes the window; true when the process ended within `timeout`, with `exitCode`.
     bool closeAndWait(std::chrono::milliseconds timeout, DWORD& exitCode)
     {
         post(WM_CLOSE, 0);
-        if (WaitForSingleObject(m_process.hProcess, static_cast<DWORD>(timeout.count())) != WAIT_OBJECT_0) return false;
-        return GetExitCodeProcess(m_process.hProcess, &exitCode) != 0;
+        if (WaitForSingleObject(mProcess.hProcess, static_cast<DWORD>(timeout.count())) != WAIT_OBJECT_0)
+            return false;
+        return GetExitCodeProcess(mProcess.hProcess, &exitCode) != 0;
     }
 
 private:
@@ -154,7 +162,7 @@ private:
         struct Search {
             DWORD process;
             HWND found;
-        } search{m_process.dwProcessId, nullptr};
+        } search{mProcess.dwProcessId, nullptr};
         EnumWindows(
             [](HWND window, LPARAM parameter) -> BOOL {
                 auto* s = reinterpret_cast<Search*>(parameter);
@@ -172,13 +180,16 @@ private:
         return search.found;
     }
 
-    PROCESS_INFORMATION m_process{};
-    HWND m_window = nullptr;
-    TestSupport::TemporaryFolder m_folder;
-    int m_shots = 0;
+    PROCESS_INFORMATION mProcess{};
+    HWND mWindow = nullptr;
+    TestSupport::TemporaryFolder mFolder;
+    int mShots = 0;
 };
 
-bool drawn(const Math::Color& c) { return c.r() != 0 || c.g() != 0 || c.b() != 0; }
+bool drawn(const Math::Color& c)
+{
+    return c.r() != 0 || c.g() != 0 || c.b() != 0;
+}
 
 struct Census {
     std::size_t drawn = 0;
@@ -190,7 +201,8 @@ Census census(const Graphics::ColorImage& image)
     Census counts;
     for (std::size_t y = 0; y < image.height(); ++y) {
         for (const Math::Color& c : image.row(y)) {
-            if (!drawn(c)) continue;
+            if (!drawn(c))
+                continue;
             ++counts.drawn;
             counts.grey += c.r() == c.g() && c.g() == c.b();
         }
@@ -223,7 +235,8 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
     viewer.drag(WIDTH / 2, HEIGHT / 2, WIDTH / 2 + 80, HEIGHT / 2);
     viewer.waitUntilLoaded();
     const Graphics::ColorImage orbited = viewer.screenshot();
-    EXPECT_GT(differingPixels(first, orbited), static_cast<std::size_t>(WIDTH * HEIGHT / 20)) << "the orbit moved nothing";
+    EXPECT_GT(differingPixels(first, orbited), static_cast<std::size_t>(WIDTH * HEIGHT / 20))
+        << "the orbit moved nothing";
 
     viewer.post(WM_KEYDOWN, '2');
     ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("intensity") != std::string::npos; }, 10s));
@@ -248,7 +261,8 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
     // The measuring tool: M, then two clicks measure a line between two points of the store; P,
     // three clicks and Enter a polygon's area and, in the background, the volume over it.
     viewer.post(WM_KEYDOWN, 'M');
-    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("measuring lines") != std::string::npos; }, 10s));
+    ASSERT_TRUE(
+        ViewerProcess::waitFor([&] { return viewer.title().find("measuring lines") != std::string::npos; }, 10s));
     for (const auto& [x, y] : {std::pair(WIDTH / 2, HEIGHT / 2), std::pair(WIDTH / 2 + 40, HEIGHT / 2 + 10)}) {
         viewer.post(WM_LBUTTONDOWN, MK_LBUTTON, x, y);
         viewer.post(WM_LBUTTONUP, 0, x, y);
@@ -272,7 +286,8 @@ TEST(ViewerSession, TheCloudAppearsOrbitsRecoloursIsPickedAndTheViewerCloses)
     EXPECT_TRUE(std::regex_search(area, std::regex("area [0-9.]+ in plan"))) << area;
     // P again stops measuring, and the highlights go.
     viewer.post(WM_KEYDOWN, 'P');
-    ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("measuring a polygon") == std::string::npos; }, 10s));
+    ASSERT_TRUE(
+        ViewerProcess::waitFor([&] { return viewer.title().find("measuring a polygon") == std::string::npos; }, 10s));
 
     // E lights by depth: outlines darken, nothing brightens (beyond a point or two that a reload
     // may order differently at one depth).
@@ -327,8 +342,8 @@ TEST(ViewerSession, AStoreThatCannotBeOpenedIsShownAndTheViewerClosesCleanly)
     TestSupport::TemporaryFolder folder;
     const std::filesystem::path missing = folder.path() / "no-such-store";
     const std::filesystem::path broken = folder.write("broken.copc.laz", "not a point cloud");
-    for (const auto& [store, problem] : {std::pair{missing, std::string("not found")},
-                                         std::pair{broken, std::string("is not a LAS file")}}) {
+    for (const auto& [store, problem] :
+         {std::pair{missing, std::string("not found")}, std::pair{broken, std::string("is not a LAS file")}}) {
         ViewerProcess viewer({store.string()});
         ASSERT_TRUE(ViewerProcess::waitFor([&] { return viewer.title().find("error") != std::string::npos; }, 30s))
             << viewer.title();

@@ -40,9 +40,9 @@ const Math::Color white(255, 255, 255, 255);
 TEST(ProfilePictureTest, PointsLandWhereTheScalesPutThem)
 {
     const Measure::Profile profile = profileOf({
-        point(0.0, 10.0, {255, 0, 0}),   // column 72, row 559 - 0.5 / 11 x 539 = 534.5
-        point(99.0, 20.0, {0, 255, 0}),  // column 72 + 0.99 x 911 = 973.89, row 559 - 10.5 / 11 x 539 = 44.5
-        point(50.0, 15.0, {0, 0, 255}),  // column 72 + 0.5 x 911 = 527.5, row 289.5
+        point(0.0, 10.0, {255, 0, 0}), // column 72, row 559 - 0.5 / 11 x 539 = 534.5
+        point(99.0, 20.0, {0, 255, 0}), // column 72 + 0.99 x 911 = 973.89, row 559 - 10.5 / 11 x 539 = 44.5
+        point(50.0, 15.0, {0, 0, 255}), // column 72 + 0.5 x 911 = 527.5, row 289.5
         // Two at one place: the one on the right of the line (across < 0) is nearer the viewer.
         point(25.0, 12.0, {10, 20, 30}, -1.0),
         point(25.0, 12.0, {200, 200, 0}, 1.0), // column 299.75, row 559 - 2.5 / 11 x 539 = 436.5

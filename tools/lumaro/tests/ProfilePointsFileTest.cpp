@@ -50,7 +50,8 @@ TEST(ProfilePointsFileTest, LasHoldsExactlyThePointsOnTheirGrid)
         EXPECT_EQ(las.points[i].classification, written.points[i].classification) << i;
     }
     // Only the file itself is left.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()), 1);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()),
+              1);
 }
 
 TEST(ProfilePointsFileTest, LazReadsBackThroughLaszip)
@@ -95,8 +96,9 @@ TEST(ProfilePointsFileTest, TextIsWhatLumaroPointsWrites)
     std::stringstream text;
     text << in.rdbuf();
     // Shortest texts that read back as the same doubles.
-    EXPECT_EQ(text.str(), "500012.34 5200056.78 100 65535 256 0 4321 45\n"
-                          "499999.93 5200000.02 -3.5 10 20 30 1 2\n");
+    EXPECT_EQ(text.str(),
+              "500012.34 5200056.78 100 65535 256 0 4321 45\n"
+              "499999.93 5200000.02 -3.5 10 20 30 1 2\n");
 }
 
 TEST(ProfilePointsFileTest, AFileThatCannotBeWrittenLeavesNothing)
@@ -109,7 +111,8 @@ TEST(ProfilePointsFileTest, AFileThatCannotBeWrittenLeavesNothing)
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find(missing.string()), std::string::npos) << error.what();
     }
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()), 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), std::filesystem::directory_iterator()),
+              0);
 }
 
 } // namespace

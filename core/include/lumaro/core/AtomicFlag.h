@@ -9,21 +9,21 @@ namespace Core {
 // flag has at that moment, so classes holding one keep their default copy operations.
 class AtomicFlag {
 public:
-    AtomicFlag(bool value = false) noexcept : value_(value) {}
-    AtomicFlag(const AtomicFlag& other) noexcept : value_(other.load()) {}
+    AtomicFlag(bool value = false) noexcept : mValue(value) {}
+    AtomicFlag(const AtomicFlag& other) noexcept : mValue(other.load()) {}
     AtomicFlag& operator=(const AtomicFlag& other) noexcept
     {
         store(other.load());
         return *this;
     }
 
-    bool load() const noexcept { return value_.load(); }
-    void store(bool value) noexcept { value_.store(value); }
+    bool load() const noexcept { return mValue.load(); }
+    void store(bool value) noexcept { mValue.store(value); }
     // Returns the value the flag had before.
-    bool exchange(bool value) noexcept { return value_.exchange(value); }
+    bool exchange(bool value) noexcept { return mValue.exchange(value); }
 
 private:
-    std::atomic<bool> value_;
+    std::atomic<bool> mValue;
 };
 
 static_assert(sizeof(AtomicFlag) == 1, "the flag is one byte, like the bool it stands for");

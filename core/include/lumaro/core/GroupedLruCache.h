@@ -30,8 +30,7 @@ public:
     GroupedLruCache(std::size_t capacity, std::shared_ptr<CacheMemory> memory,
                     std::function<std::uint64_t(const Value&)> bytesOf)
         : mCache(checkedCapacity(capacity), capacity, std::move(memory), std::move(bytesOf))
-    {
-    }
+    {}
 
     bool contains(const Group& group, const Key& key) const { return mCache.contains({group, key}); }
 

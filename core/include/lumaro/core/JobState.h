@@ -11,7 +11,7 @@ namespace Core {
 enum class JobState : std::uint32_t {
     NotStarted = 0,
     Running = 1,
-    Stopped = 2,  // ended early because a stop was requested
+    Stopped = 2, // ended early because a stop was requested
     Finished = 3, // all work done
     Failed = 4,
 };

@@ -5,7 +5,11 @@
 
 namespace Core::Log {
 
-enum class Level { Info, Warning, Error };
+enum class Level {
+    Info,
+    Warning,
+    Error
+};
 
 // Receives every message. Calls are serialised, so a sink needs no lock of its own, but it must not
 // log itself.

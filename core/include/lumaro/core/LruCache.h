@@ -231,7 +231,7 @@ private:
         Key key;
         Value value;
         std::size_t size;
-        std::uint64_t bytes;   // against the shared limit
+        std::uint64_t bytes; // against the shared limit
         std::uint64_t lastUse; // the shared limit's stamp
     };
     using Entries = std::list<Entry>;

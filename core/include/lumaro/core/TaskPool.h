@@ -35,7 +35,11 @@ public:
 
     private:
         friend class TaskPool;
-        enum class Stage { Queued, Running, Finished };
+        enum class Stage {
+            Queued,
+            Running,
+            Finished
+        };
         // Runs the work if it is still queued; whether it did.
         bool claimAndRun();
 

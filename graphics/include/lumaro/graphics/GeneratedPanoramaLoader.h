@@ -21,14 +21,14 @@ public:
     ColorImage loadColorTile(TileId tile) override;
     DepthImage loadDepthTile(TileId tile) override;
 
-    std::size_t colorTilesLoaded() const { return m_colorTilesLoaded; }
-    std::size_t depthTilesLoaded() const { return m_depthTilesLoaded; }
+    std::size_t colorTilesLoaded() const { return mColorTilesLoaded; }
+    std::size_t depthTilesLoaded() const { return mDepthTilesLoaded; }
 
 private:
-    ColorOfTile m_colorOfTile;
-    DepthOfTile m_depthOfTile;
-    std::atomic<std::size_t> m_colorTilesLoaded{0};
-    std::atomic<std::size_t> m_depthTilesLoaded{0};
+    ColorOfTile mColorOfTile;
+    DepthOfTile mDepthOfTile;
+    std::atomic<std::size_t> mColorTilesLoaded{0};
+    std::atomic<std::size_t> mDepthTilesLoaded{0};
 };
 
 } // namespace Graphics

@@ -27,14 +27,14 @@ public:
     /// An image of width x height zero texels in tightly packed rows.
     Image(std::size_t width, std::size_t height) { resize(width, height); }
 
-    std::size_t width() const { return m_width; }   ///< the number of texels in a row
-    std::size_t height() const { return m_height; } ///< the number of rows
+    std::size_t width() const { return mWidth; } ///< the number of texels in a row
+    std::size_t height() const { return mHeight; } ///< the number of rows
     /// Bytes from the start of one row to the start of the next.
-    std::size_t stride() const { return m_stride; }
+    std::size_t stride() const { return mStride; }
     /// Bytes of all rows together, padding included: height times stride.
-    std::size_t sizeInBytes() const { return m_texels.size() * texelSize; }
+    std::size_t sizeInBytes() const { return mTexels.size() * texelSize; }
     /// Whether the image has no texels (no width or no height).
-    bool empty() const { return m_width == 0 || m_height == 0; }
+    bool empty() const { return mWidth == 0 || mHeight == 0; }
 
     /// Tightly packed rows; see the other form.
     void resize(std::size_t width, std::size_t height) { resize(width, height, checkedProduct(width, texelSize)); }
@@ -45,42 +45,42 @@ public:
     void resize(std::size_t width, std::size_t height, std::size_t stride)
     {
         if (stride < checkedProduct(width, texelSize) || stride % texelSize != 0)
-            throw std::invalid_argument("Image stride of " + std::to_string(stride) + " bytes does not fit " +
-                                        std::to_string(width) + " texels of " + std::to_string(texelSize) +
-                                        " bytes in a whole number of texels");
-        if (width == m_width && height == m_height && stride == m_stride)
+            throw std::invalid_argument("Image stride of " + std::to_string(stride) + " bytes does not fit "
+                                        + std::to_string(width) + " texels of " + std::to_string(texelSize)
+                                        + " bytes in a whole number of texels");
+        if (width == mWidth && height == mHeight && stride == mStride)
             return;
         const std::size_t texelCount = checkedProduct(stride / texelSize, height);
         checkedProduct(texelCount, texelSize);
-        m_texels.assign(texelCount, Texel{});
-        m_width = width;
-        m_height = height;
-        m_stride = stride;
+        mTexels.assign(texelCount, Texel{});
+        mWidth = width;
+        mHeight = height;
+        mStride = stride;
     }
 
     /// Sets every texel of every row; padding bytes are left as they are.
     void fill(const Texel& value)
     {
-        for (std::size_t y = 0; y < m_height; ++y)
+        for (std::size_t y = 0; y < mHeight; ++y)
             for (Texel& texel : row(y))
                 texel = value;
     }
 
     /// The first byte of the first row; sizeInBytes() bytes follow.
-    char* data() { return reinterpret_cast<char*>(m_texels.data()); }
+    char* data() { return reinterpret_cast<char*>(mTexels.data()); }
     /// The first byte of the first row, read-only.
-    const char* data() const { return reinterpret_cast<const char*>(m_texels.data()); }
+    const char* data() const { return reinterpret_cast<const char*>(mTexels.data()); }
 
     /// The width texels of row `y` (0 is the top row), without padding. Throws std::out_of_range
     /// for a row outside the image.
-    std::span<Texel> row(std::size_t y) { return {m_texels.data() + rowStart(y), m_width}; }
+    std::span<Texel> row(std::size_t y) { return {mTexels.data() + rowStart(y), mWidth}; }
     /// The same, read-only.
-    std::span<const Texel> row(std::size_t y) const { return {m_texels.data() + rowStart(y), m_width}; }
+    std::span<const Texel> row(std::size_t y) const { return {mTexels.data() + rowStart(y), mWidth}; }
 
     /// The texel in column `x` of row `y`. Throws std::out_of_range for a texel outside the image.
-    Texel& at(std::size_t x, std::size_t y) { return m_texels[texelIndex(x, y)]; }
+    Texel& at(std::size_t x, std::size_t y) { return mTexels[texelIndex(x, y)]; }
     /// The same, read-only.
-    const Texel& at(std::size_t x, std::size_t y) const { return m_texels[texelIndex(x, y)]; }
+    const Texel& at(std::size_t x, std::size_t y) const { return mTexels[texelIndex(x, y)]; }
 
     /// Equal shape (width, height, stride) and equal bytes, padding included.
     friend bool operator==(const Image&, const Image&) = default;
@@ -89,31 +89,31 @@ private:
     static std::size_t checkedProduct(std::size_t a, std::size_t b)
     {
         if (b != 0 && a > std::numeric_limits<std::size_t>::max() / b)
-            throw std::invalid_argument("Image size " + std::to_string(a) + " x " + std::to_string(b) +
-                                        " is too large");
+            throw std::invalid_argument("Image size " + std::to_string(a) + " x " + std::to_string(b)
+                                        + " is too large");
         return a * b;
     }
 
     std::size_t rowStart(std::size_t y) const
     {
-        if (y >= m_height)
-            throw std::out_of_range("Image row " + std::to_string(y) + " is outside an image of height " +
-                                    std::to_string(m_height));
-        return y * (m_stride / texelSize);
+        if (y >= mHeight)
+            throw std::out_of_range("Image row " + std::to_string(y) + " is outside an image of height "
+                                    + std::to_string(mHeight));
+        return y * (mStride / texelSize);
     }
 
     std::size_t texelIndex(std::size_t x, std::size_t y) const
     {
-        if (x >= m_width)
-            throw std::out_of_range("Image column " + std::to_string(x) + " is outside an image of width " +
-                                    std::to_string(m_width));
+        if (x >= mWidth)
+            throw std::out_of_range("Image column " + std::to_string(x) + " is outside an image of width "
+                                    + std::to_string(mWidth));
         return rowStart(y) + x;
     }
 
-    std::size_t m_width = 0;
-    std::size_t m_height = 0;
-    std::size_t m_stride = 0;
-    std::vector<Texel> m_texels;
+    std::size_t mWidth = 0;
+    std::size_t mHeight = 0;
+    std::size_t mStride = 0;
+    std::vector<Texel> mTexels;
 };
 
 } // namespace Graphics

@@ -35,9 +35,9 @@ public:
     /// the file when an image cannot be read, and std::invalid_argument naming the files or values
     /// for a distance image of another aspect ratio, a grid of more than 48 tiles, faces that are
     /// not squares of one size.
-    static std::shared_ptr<ImagePanoramaLoader> equirectangular(const std::filesystem::path& color,
-                                                                const std::optional<std::filesystem::path>& distance = {},
-                                                                std::size_t tileRows = 4, std::size_t tileColumns = 8);
+    static std::shared_ptr<ImagePanoramaLoader>
+    equirectangular(const std::filesystem::path& color, const std::optional<std::filesystem::path>& distance = {},
+                    std::size_t tileRows = 4, std::size_t tileColumns = 8);
     /// A panorama of six cube faces in the order +x, -x, +y, -y, +z, -z, each cut into
     /// `tilesPerSide` x `tilesPerSide` tiles a level; throws as equirectangular does.
     static std::shared_ptr<ImagePanoramaLoader> cubeMap(const std::array<std::filesystem::path, 6>& faces,
@@ -74,10 +74,10 @@ private:
     const ColorImage& colorSource(std::size_t face);
     const DepthImage& distanceSource();
 
-    Sources m_sources;
-    std::mutex m_decodeMutex;
-    std::vector<std::optional<ColorImage>> m_decodedColor;
-    std::optional<DepthImage> m_decodedDistance;
+    Sources mSources;
+    std::mutex mDecodeMutex;
+    std::vector<std::optional<ColorImage>> mDecodedColor;
+    std::optional<DepthImage> mDecodedDistance;
 };
 
 } // namespace Graphics

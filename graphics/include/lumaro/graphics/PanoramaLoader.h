@@ -56,14 +56,14 @@ public:
     PanoramaLoader(const PanoramaLoader&) = default;
     PanoramaLoader& operator=(const PanoramaLoader&) = default;
 
-    std::size_t numColorLevels() const { return m_layout.colorLevels; }
-    std::size_t numDepthLevels() const { return m_layout.depthLevels; }
+    std::size_t numColorLevels() const { return mLayout.colorLevels; }
+    std::size_t numDepthLevels() const { return mLayout.depthLevels; }
     // Throw std::out_of_range for a level without a tile size.
     std::size_t tileWidth(std::size_t level) const;
     std::size_t tileHeight(std::size_t level) const;
-    std::size_t tileRows() const { return m_layout.tileRows; }
-    std::size_t tileColumns() const { return m_layout.tileColumns; }
-    const PanoramaLayout& layout() const { return m_layout; }
+    std::size_t tileRows() const { return mLayout.tileRows; }
+    std::size_t tileColumns() const { return mLayout.tileColumns; }
+    const PanoramaLayout& layout() const { return mLayout; }
 
     static TileId makeTileId(std::size_t level, std::size_t indexWithinLevel);
     std::size_t level(TileId tile) const { return static_cast<std::size_t>(tile >> 32); }
@@ -84,7 +84,7 @@ public:
     // z up; equirectangular column 0 starts at azimuth +180 degrees and runs clockwise seen from
     // above, row 0 at the zenith.
     virtual std::array<float, 3> tileDirection(TileId tile) const;
-    virtual ProjectionKind projectionKind() const { return m_layout.projection; }
+    virtual ProjectionKind projectionKind() const { return mLayout.projection; }
 
 protected:
     // Throws std::out_of_range naming the tile when it is not part of the layout.
@@ -93,7 +93,7 @@ protected:
 private:
     std::vector<TileId> tilesOfLevels(std::size_t levelCount) const;
 
-    PanoramaLayout m_layout;
+    PanoramaLayout mLayout;
 };
 
 } // namespace Graphics

@@ -14,7 +14,11 @@ namespace Index {
 // The stages of indexing, in order. Reading: the inputs are read, decompressed and spread over
 // temporary files by region. Indexing: each region's octree is built, thinned level by level and
 // its nodes compressed into the output. Writing: the hierarchy and header are written.
-enum class Phase { Reading, Indexing, Writing };
+enum class Phase {
+    Reading,
+    Indexing,
+    Writing
+};
 
 std::string_view phaseName(Phase phase);
 

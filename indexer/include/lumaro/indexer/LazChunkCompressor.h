@@ -16,7 +16,7 @@ class LazChunkCompressor {
 public:
     LazChunkCompressor(unsigned format, std::size_t extraBytes);
 
-    std::size_t recordLength() const { return m_recordLength; }
+    std::size_t recordLength() const { return mRecordLength; }
 
     // The chunk holding `count` records laid out back to back in `records`. Throws
     // std::runtime_error with LASzip's message when it fails.
@@ -24,15 +24,15 @@ public:
 
     // The data of the LASzip record ("laszip encoded"/22204) that describes such chunks, with the
     // chunk size set to variable (0xFFFFFFFF) as COPC files have it.
-    const std::string& laszipRecord() const { return m_laszipRecord; }
+    const std::string& laszipRecord() const { return mLaszipRecord; }
 
 private:
     std::string compressAndFrame(std::string_view records, std::size_t count, std::string* laszipRecord) const;
 
-    unsigned m_format;
-    std::size_t m_extraBytes;
-    std::size_t m_recordLength;
-    std::string m_laszipRecord;
+    unsigned mFormat;
+    std::size_t mExtraBytes;
+    std::size_t mRecordLength;
+    std::string mLaszipRecord;
 };
 
 } // namespace Index

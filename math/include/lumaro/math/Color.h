@@ -17,17 +17,15 @@ public:
     constexpr Color() = default;
 
     constexpr explicit Color(std::uint32_t argb)
-        : m_blue(static_cast<std::uint8_t>(argb)),
-          m_green(static_cast<std::uint8_t>(argb >> 8)),
-          m_red(static_cast<std::uint8_t>(argb >> 16)),
-          m_alpha(static_cast<std::uint8_t>(argb >> 24))
-    {
-    }
+        : mBlue(static_cast<std::uint8_t>(argb)),
+          mGreen(static_cast<std::uint8_t>(argb >> 8)),
+          mRed(static_cast<std::uint8_t>(argb >> 16)),
+          mAlpha(static_cast<std::uint8_t>(argb >> 24))
+    {}
 
     constexpr Color(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha = 255)
-        : m_blue(blue), m_green(green), m_red(red), m_alpha(alpha)
-    {
-    }
+        : mBlue(blue), mGreen(green), mRed(red), mAlpha(alpha)
+    {}
 
     static constexpr Color gray(std::uint8_t value, std::uint8_t alpha = 255) { return {value, value, value, alpha}; }
     static constexpr Color black(std::uint8_t alpha = 255) { return {0, 0, 0, alpha}; }
@@ -40,36 +38,36 @@ public:
 
     constexpr void set(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha)
     {
-        m_red = red;
-        m_green = green;
-        m_blue = blue;
-        m_alpha = alpha;
+        mRed = red;
+        mGreen = green;
+        mBlue = blue;
+        mAlpha = alpha;
     }
 
-    constexpr std::uint8_t r() const { return m_red; }
-    constexpr std::uint8_t g() const { return m_green; }
-    constexpr std::uint8_t b() const { return m_blue; }
-    constexpr std::uint8_t a() const { return m_alpha; }
+    constexpr std::uint8_t r() const { return mRed; }
+    constexpr std::uint8_t g() const { return mGreen; }
+    constexpr std::uint8_t b() const { return mBlue; }
+    constexpr std::uint8_t a() const { return mAlpha; }
 
     // Red, green, blue and alpha in 0..1, as a shader reads them from a UNORM texel.
     constexpr std::array<float, 4> toFloats() const
     {
-        return {m_red / 255.0f, m_green / 255.0f, m_blue / 255.0f, m_alpha / 255.0f};
+        return {mRed / 255.0f, mGreen / 255.0f, mBlue / 255.0f, mAlpha / 255.0f};
     }
 
     constexpr std::uint32_t packed() const
     {
-        return static_cast<std::uint32_t>(m_blue) | static_cast<std::uint32_t>(m_green) << 8 |
-               static_cast<std::uint32_t>(m_red) << 16 | static_cast<std::uint32_t>(m_alpha) << 24;
+        return static_cast<std::uint32_t>(mBlue) | static_cast<std::uint32_t>(mGreen) << 8
+            | static_cast<std::uint32_t>(mRed) << 16 | static_cast<std::uint32_t>(mAlpha) << 24;
     }
 
     friend constexpr bool operator==(const Color&, const Color&) = default;
 
 private:
-    std::uint8_t m_blue = 0;
-    std::uint8_t m_green = 0;
-    std::uint8_t m_red = 0;
-    std::uint8_t m_alpha = 0;
+    std::uint8_t mBlue = 0;
+    std::uint8_t mGreen = 0;
+    std::uint8_t mRed = 0;
+    std::uint8_t mAlpha = 0;
 };
 
 static_assert(sizeof(Color) == 4 && alignof(Color) == 1);

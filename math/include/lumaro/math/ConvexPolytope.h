@@ -19,16 +19,16 @@ public:
     using MatrixType = Eigen::Matrix<T, N + 1, N + 1>;
 
     ConvexPolytope() = default;
-    explicit ConvexPolytope(std::vector<HalfSpace<T, N>> halfSpaces) : halfSpaces_(std::move(halfSpaces)) {}
+    explicit ConvexPolytope(std::vector<HalfSpace<T, N>> halfSpaces) : mHalfSpaces(std::move(halfSpaces)) {}
 
-    const std::vector<HalfSpace<T, N>>& halfSpaces() const { return halfSpaces_; }
-    std::size_t size() const { return halfSpaces_.size(); }
-    bool empty() const { return halfSpaces_.empty(); }
-    void add(const HalfSpace<T, N>& halfSpace) { halfSpaces_.push_back(halfSpace); }
+    const std::vector<HalfSpace<T, N>>& halfSpaces() const { return mHalfSpaces; }
+    std::size_t size() const { return mHalfSpaces.size(); }
+    bool empty() const { return mHalfSpaces.empty(); }
+    void add(const HalfSpace<T, N>& halfSpace) { mHalfSpaces.push_back(halfSpace); }
 
     bool contains(const PointType& point) const
     {
-        for (const auto& halfSpace : halfSpaces_) {
+        for (const auto& halfSpace : mHalfSpaces) {
             if (!halfSpace.contains(point)) {
                 return false;
             }
@@ -41,7 +41,7 @@ public:
     BoxTestResult testBox(const NBoundingBox<T, N>& box) const
     {
         BoxTestResult result = BoxTestResult::Inside;
-        for (const auto& halfSpace : halfSpaces_) {
+        for (const auto& halfSpace : mHalfSpaces) {
             const BoxTestResult single = halfSpace.testBox(box);
             if (single == BoxTestResult::Outside) {
                 return BoxTestResult::Outside;
@@ -57,18 +57,18 @@ public:
     ConvexPolytope transformed(const MatrixType& matrix) const
     {
         std::vector<HalfSpace<T, N>> moved;
-        moved.reserve(halfSpaces_.size());
-        for (const auto& halfSpace : halfSpaces_) {
+        moved.reserve(mHalfSpaces.size());
+        for (const auto& halfSpace : mHalfSpaces) {
             moved.push_back(halfSpace.transformed(matrix));
         }
         return ConvexPolytope(std::move(moved));
     }
 
-    bool operator==(const ConvexPolytope& other) const { return halfSpaces_ == other.halfSpaces_; }
+    bool operator==(const ConvexPolytope& other) const { return mHalfSpaces == other.mHalfSpaces; }
     bool operator!=(const ConvexPolytope& other) const { return !(*this == other); }
 
 private:
-    std::vector<HalfSpace<T, N>> halfSpaces_;
+    std::vector<HalfSpace<T, N>> mHalfSpaces;
 };
 
 } // namespace Math

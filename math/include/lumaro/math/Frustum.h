@@ -23,7 +23,14 @@ public:
     using MatrixType = Eigen::Matrix<T, 4, 4>;
 
     // Order of the six half-spaces in halfSpaces().
-    enum Side { Left = 0, Right = 1, Bottom = 2, Top = 3, Near = 4, Far = 5 };
+    enum Side {
+        Left = 0,
+        Right = 1,
+        Bottom = 2,
+        Top = 3,
+        Near = 4,
+        Far = 5
+    };
     static constexpr int sideCount = 6;
 
     Frustum() : Frustum(MatrixType::Identity()) {}
@@ -34,9 +41,9 @@ public:
         const Eigen::Matrix<T, 1, 4> y = matrix.row(1);
         const Eigen::Matrix<T, 1, 4> z = matrix.row(2);
         const Eigen::Matrix<T, 1, 4> w = matrix.row(3);
-        for (const Eigen::Matrix<T, 1, 4>& row : {Eigen::Matrix<T, 1, 4>(w + x), Eigen::Matrix<T, 1, 4>(w - x),
-                                                  Eigen::Matrix<T, 1, 4>(w + y), Eigen::Matrix<T, 1, 4>(w - y),
-                                                  z, Eigen::Matrix<T, 1, 4>(w - z)}) {
+        for (const Eigen::Matrix<T, 1, 4>& row :
+             {Eigen::Matrix<T, 1, 4>(w + x), Eigen::Matrix<T, 1, 4>(w - x), Eigen::Matrix<T, 1, 4>(w + y),
+              Eigen::Matrix<T, 1, 4>(w - y), z, Eigen::Matrix<T, 1, 4>(w - z)}) {
             this->add(HalfSpace<T, 3>(NPlane<T, 3>::fromCoefficients(row.transpose()).normalized()));
         }
     }

@@ -16,12 +16,12 @@ public:
     using MatrixType = Eigen::Matrix<T, N + 1, N + 1>;
 
     HalfSpace() = default;
-    explicit HalfSpace(const NPlane<T, N>& boundary) : boundary_(boundary) {}
-    HalfSpace(const VectorType& normal, T offset) : boundary_(normal, offset) {}
+    explicit HalfSpace(const NPlane<T, N>& boundary) : mBoundary(boundary) {}
+    HalfSpace(const VectorType& normal, T offset) : mBoundary(normal, offset) {}
 
-    const NPlane<T, N>& plane() const { return boundary_; }
+    const NPlane<T, N>& plane() const { return mBoundary; }
 
-    bool contains(const PointType& point) const { return boundary_.signedDistance(point) >= T(0); }
+    bool contains(const PointType& point) const { return mBoundary.signedDistance(point) >= T(0); }
 
     // Uses the two box corners farthest along and against the normal, so a plane costs two dot
     // products whatever the dimension. An empty box has no points and is outside.
@@ -32,29 +32,29 @@ public:
         }
         PointType farthest;
         PointType nearest;
-        const VectorType& normal = boundary_.normal();
+        const VectorType& normal = mBoundary.normal();
         for (int axis = 0; axis < N; ++axis) {
             const bool alongAxis = normal[axis] > T(0);
             farthest[axis] = alongAxis ? box.max()[axis] : box.min()[axis];
             nearest[axis] = alongAxis ? box.min()[axis] : box.max()[axis];
         }
-        if (boundary_.signedDistance(farthest) < T(0)) {
+        if (mBoundary.signedDistance(farthest) < T(0)) {
             return BoxTestResult::Outside;
         }
-        if (boundary_.signedDistance(nearest) >= T(0)) {
+        if (mBoundary.signedDistance(nearest) >= T(0)) {
             return BoxTestResult::Inside;
         }
         return BoxTestResult::Intersecting;
     }
 
     // The half-space that the points of this one land on when every point p is moved to matrix · p.
-    HalfSpace transformed(const MatrixType& matrix) const { return HalfSpace(boundary_.transformed(matrix)); }
+    HalfSpace transformed(const MatrixType& matrix) const { return HalfSpace(mBoundary.transformed(matrix)); }
 
-    bool operator==(const HalfSpace& other) const { return boundary_ == other.boundary_; }
+    bool operator==(const HalfSpace& other) const { return mBoundary == other.mBoundary; }
     bool operator!=(const HalfSpace& other) const { return !(*this == other); }
 
 private:
-    NPlane<T, N> boundary_;
+    NPlane<T, N> mBoundary;
 };
 
 } // namespace Math

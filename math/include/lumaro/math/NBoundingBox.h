@@ -23,24 +23,23 @@ public:
     static constexpr unsigned cornerCount = 1u << N;
 
     NBoundingBox()
-        : min_(VectorType::Constant(std::numeric_limits<T>::max())),
-          max_(VectorType::Constant(std::numeric_limits<T>::lowest()))
-    {
-    }
+        : mMin(VectorType::Constant(std::numeric_limits<T>::max())),
+          mMax(VectorType::Constant(std::numeric_limits<T>::lowest()))
+    {}
 
-    NBoundingBox(const PointType& min, const PointType& max) : min_(min), max_(max) {}
+    NBoundingBox(const PointType& min, const PointType& max) : mMin(min), mMax(max) {}
 
-    const PointType& min() const { return min_; }
-    const PointType& max() const { return max_; }
-    void setMin(const PointType& min) { min_ = min; }
-    void setMax(const PointType& max) { max_ = max; }
+    const PointType& min() const { return mMin; }
+    const PointType& max() const { return mMax; }
+    void setMin(const PointType& min) { mMin = min; }
+    void setMax(const PointType& max) { mMax = max; }
 
-    bool isEmpty() const { return (min_.array() > max_.array()).any(); }
+    bool isEmpty() const { return (mMin.array() > mMax.array()).any(); }
 
     void extend(const PointType& point)
     {
-        min_ = min_.cwiseMin(point);
-        max_ = max_.cwiseMax(point);
+        mMin = mMin.cwiseMin(point);
+        mMax = mMax.cwiseMax(point);
     }
 
     void extend(const NBoundingBox& other)
@@ -48,34 +47,34 @@ public:
         if (other.isEmpty()) {
             return;
         }
-        min_ = min_.cwiseMin(other.min_);
-        max_ = max_.cwiseMax(other.max_);
+        mMin = mMin.cwiseMin(other.mMin);
+        mMax = mMax.cwiseMax(other.mMax);
     }
 
-    PointType center() const { return (min_ + max_) / T(2); }
+    PointType center() const { return (mMin + mMax) / T(2); }
 
     // Extent per axis (max - min); negative in the axes where the box is empty.
-    VectorType size() const { return max_ - min_; }
+    VectorType size() const { return mMax - mMin; }
 
     // Length of the diagonal from min to max; 0 for an empty box.
     T diagonal() const { return isEmpty() ? T(0) : size().norm(); }
 
     bool contains(const PointType& point) const
     {
-        return (min_.array() <= point.array()).all() && (point.array() <= max_.array()).all();
+        return (mMin.array() <= point.array()).all() && (point.array() <= mMax.array()).all();
     }
 
     // An empty box is contained nowhere: it has no points to be contained.
     bool contains(const NBoundingBox& other) const
     {
-        return !other.isEmpty() && contains(other.min_) && contains(other.max_);
+        return !other.isEmpty() && contains(other.mMin) && contains(other.mMax);
     }
 
     // Boxes that touch along a face intersect.
     bool intersects(const NBoundingBox& other) const
     {
-        return !isEmpty() && !other.isEmpty() && (min_.array() <= other.max_.array()).all()
-            && (other.min_.array() <= max_.array()).all();
+        return !isEmpty() && !other.isEmpty() && (mMin.array() <= other.mMax.array()).all()
+            && (other.mMin.array() <= mMax.array()).all();
     }
 
     // Corner number `index`: bit i chooses max (1) or min (0) in axis i.
@@ -83,7 +82,7 @@ public:
     {
         PointType result;
         for (int axis = 0; axis < N; ++axis) {
-            result[axis] = ((index >> axis) & 1u) ? max_[axis] : min_[axis];
+            result[axis] = ((index >> axis) & 1u) ? mMax[axis] : mMin[axis];
         }
         return result;
     }
@@ -107,15 +106,15 @@ public:
     template <typename U>
     NBoundingBox<U, N> cast() const
     {
-        return NBoundingBox<U, N>(min_.template cast<U>(), max_.template cast<U>());
+        return NBoundingBox<U, N>(mMin.template cast<U>(), mMax.template cast<U>());
     }
 
-    bool operator==(const NBoundingBox& other) const { return min_ == other.min_ && max_ == other.max_; }
+    bool operator==(const NBoundingBox& other) const { return mMin == other.mMin && mMax == other.mMax; }
     bool operator!=(const NBoundingBox& other) const { return !(*this == other); }
 
 private:
-    PointType min_;
-    PointType max_;
+    PointType mMin;
+    PointType mMax;
 };
 
 template <typename T, int N>

@@ -20,14 +20,13 @@ public:
     using CoefficientsType = Eigen::Matrix<T, N + 1, 1>;
     using MatrixType = Eigen::Matrix<T, N + 1, N + 1>;
 
-    NPlane() : normal_(VectorType::Unit(1)), offset_(0) {}
-    NPlane(const VectorType& normal, T offset) : normal_(normal), offset_(offset) {}
+    NPlane() : mNormal(VectorType::Unit(1)), mOffset(0) {}
+    NPlane(const VectorType& normal, T offset) : mNormal(normal), mOffset(offset) {}
 
     NPlane(T a, T b, T c, T d)
         requires(N == 3)
-        : normal_(a, b, c), offset_(d)
-    {
-    }
+        : mNormal(a, b, c), mOffset(d)
+    {}
 
     static NPlane throughPoint(const PointType& point, const VectorType& normal)
     {
@@ -39,32 +38,32 @@ public:
         return NPlane(coefficients.template head<N>(), coefficients[N]);
     }
 
-    const VectorType& normal() const { return normal_; }
-    T offset() const { return offset_; }
+    const VectorType& normal() const { return mNormal; }
+    T offset() const { return mOffset; }
 
     // (n, d): what a shader multiplies with a homogeneous point.
     CoefficientsType coefficients() const
     {
         CoefficientsType result;
-        result << normal_, offset_;
+        result << mNormal, mOffset;
         return result;
     }
 
-    T signedDistance(const PointType& point) const { return normal_.dot(point) + offset_; }
+    T signedDistance(const PointType& point) const { return mNormal.dot(point) + mOffset; }
 
     // The same plane scaled to a unit normal. A plane with a zero normal has no direction to keep
     // and is returned unchanged.
     NPlane normalized() const
     {
-        const T length = normal_.norm();
+        const T length = mNormal.norm();
         if (length == T(0)) {
             return *this;
         }
-        return NPlane(normal_ / length, offset_ / length);
+        return NPlane(mNormal / length, mOffset / length);
     }
 
     // The same plane with its sides exchanged.
-    NPlane flipped() const { return NPlane(-normal_, -offset_); }
+    NPlane flipped() const { return NPlane(-mNormal, -mOffset); }
 
     // The plane that the points of this plane land on when every point p is moved to matrix · p
     // (homogeneous). Its coefficients are the inverse transpose of the matrix times ours; the result
@@ -82,15 +81,15 @@ public:
     template <typename U>
     NPlane<U, N> cast() const
     {
-        return NPlane<U, N>(normal_.template cast<U>(), static_cast<U>(offset_));
+        return NPlane<U, N>(mNormal.template cast<U>(), static_cast<U>(mOffset));
     }
 
-    bool operator==(const NPlane& other) const { return normal_ == other.normal_ && offset_ == other.offset_; }
+    bool operator==(const NPlane& other) const { return mNormal == other.mNormal && mOffset == other.mOffset; }
     bool operator!=(const NPlane& other) const { return !(*this == other); }
 
 private:
-    VectorType normal_;
-    T offset_;
+    VectorType mNormal;
+    T mOffset;
 };
 
 } // namespace Math

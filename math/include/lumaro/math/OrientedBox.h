@@ -26,11 +26,11 @@ public:
                                   double pitch = 0.0, double roll = 0.0);
 
     /// The centre.
-    const Point<double, 3>& centre() const { return centre_; }
+    const Point<double, 3>& centre() const { return mCentre; }
     /// The half extents along the axes.
-    const Eigen::Vector3d& halfExtents() const { return halfExtents_; }
+    const Eigen::Vector3d& halfExtents() const { return mHalfExtents; }
     /// The axes as the columns of a rotation.
-    const Eigen::Matrix3d& rotation() const { return rotation_; }
+    const Eigen::Matrix3d& rotation() const { return mRotation; }
 
     /// The point in the box's own coordinates, where the box is -1 to 1 on each axis.
     Eigen::Vector3d unitCoordinates(const Point<double, 3>& point) const;
@@ -47,13 +47,13 @@ public:
     /// The same centre, extents and axes.
     bool operator==(const OrientedBox& other) const
     {
-        return centre_ == other.centre_ && halfExtents_ == other.halfExtents_ && rotation_ == other.rotation_;
+        return mCentre == other.mCentre && mHalfExtents == other.mHalfExtents && mRotation == other.mRotation;
     }
 
 private:
-    Point<double, 3> centre_;
-    Eigen::Vector3d halfExtents_;
-    Eigen::Matrix3d rotation_;
+    Point<double, 3> mCentre;
+    Eigen::Vector3d mHalfExtents;
+    Eigen::Matrix3d mRotation;
 };
 
 } // namespace Math

@@ -23,16 +23,13 @@ public:
     Point() : Base(Base::Zero()) {}
 
     template <typename... Coordinates>
-        requires(sizeof...(Coordinates) == N && N >= 2 && N <= 4
-                 && (std::is_arithmetic_v<Coordinates> && ...))
+        requires(sizeof...(Coordinates) == N && N >= 2 && N <= 4 && (std::is_arithmetic_v<Coordinates> && ...))
     Point(Coordinates... coordinates) : Base(static_cast<T>(coordinates)...)
-    {
-    }
+    {}
 
     template <typename Derived>
     Point(const Eigen::MatrixBase<Derived>& other) : Base(other)
-    {
-    }
+    {}
 
     template <typename Derived>
     Point& operator=(const Eigen::MatrixBase<Derived>& other)

@@ -25,15 +25,15 @@ public:
     explicit Polygon(std::vector<Vertex> vertices);
 
     /// The vertices, as given.
-    const std::vector<Vertex>& vertices() const { return vertices_; }
+    const std::vector<Vertex>& vertices() const { return mVertices; }
     /// The number of vertices.
-    std::size_t size() const { return vertices_.size(); }
+    std::size_t size() const { return mVertices.size(); }
     /// The area inside, positive whatever the orientation.
-    double area() const { return area_; }
+    double area() const { return mArea; }
     /// The centre of mass of the inside.
-    const Vertex& centroid() const { return centroid_; }
+    const Vertex& centroid() const { return mCentroid; }
     /// The smallest rectangle that holds the polygon.
-    const NBoundingBox<double, 2>& bounds() const { return bounds_; }
+    const NBoundingBox<double, 2>& bounds() const { return mBounds; }
 
     /// Whether the point lies inside (even-odd rule; a point on an edge may count either way).
     bool contains(const Vertex& point) const;
@@ -55,16 +55,17 @@ public:
     Piece clip(const NBoundingBox<double, 2>& rectangle) const;
 
     /// The same vertices in the same order.
-    bool operator==(const Polygon& other) const { return vertices_ == other.vertices_; }
+    bool operator==(const Polygon& other) const { return mVertices == other.mVertices; }
 
 private:
-    std::vector<Vertex> vertices_;
-    double area_ = 0.0;
-    Vertex centroid_;
-    NBoundingBox<double, 2> bounds_;
+    std::vector<Vertex> mVertices;
+    double mArea = 0.0;
+    Vertex mCentroid;
+    NBoundingBox<double, 2> mBounds;
 };
 
 /// Whether two closed segments ab and cd share a point.
-bool segmentsMeet(const Polygon::Vertex& a, const Polygon::Vertex& b, const Polygon::Vertex& c, const Polygon::Vertex& d);
+bool segmentsMeet(const Polygon::Vertex& a, const Polygon::Vertex& b, const Polygon::Vertex& c,
+                  const Polygon::Vertex& d);
 
 } // namespace Math

@@ -52,8 +52,8 @@ public:
     explicit Spectrum(SpectrumNames name);
     Spectrum(SpectrumNames name, const Limits& limits);
 
-    SpectrumNames name() const { return m_name; }
-    const Limits& limits() const { return m_limits; }
+    SpectrumNames name() const { return mName; }
+    const Limits& limits() const { return mLimits; }
 
     // Every map except Gray clamps x to 0..1 first; the polynomial and helix maps may leave
     // 0..1 slightly at their ends, as their shader versions do.
@@ -63,8 +63,8 @@ public:
     Color color(float x) const;
 
 private:
-    SpectrumNames m_name;
-    Limits m_limits;
+    SpectrumNames mName;
+    Limits mLimits;
 };
 
 } // namespace Math

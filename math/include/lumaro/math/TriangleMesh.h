@@ -28,9 +28,9 @@ public:
     using Triangle = std::array<std::uint32_t, 3>;
 
     struct NearestPoint {
-        PointType point;          // on the mesh
+        PointType point; // on the mesh
         std::size_t triangle = 0; // index into triangles() of the triangle the point lies on
-        T squaredDistance = 0;    // from the query point
+        T squaredDistance = 0; // from the query point
     };
 
     TriangleMesh();
@@ -43,12 +43,12 @@ public:
     TriangleMesh& operator=(const TriangleMesh&);
     TriangleMesh& operator=(TriangleMesh&&) noexcept;
 
-    const std::vector<PointType>& vertices() const { return m_vertices; }
-    const std::vector<Triangle>& triangles() const { return m_triangles; }
-    std::size_t triangleCount() const { return m_triangles.size(); }
-    bool empty() const { return m_triangles.empty(); }
+    const std::vector<PointType>& vertices() const { return mVertices; }
+    const std::vector<Triangle>& triangles() const { return mTriangles; }
+    std::size_t triangleCount() const { return mTriangles.size(); }
+    bool empty() const { return mTriangles.empty(); }
     // Of the vertices that triangles use; empty for a mesh without triangles.
-    const BoxType& boundingBox() const { return m_boundingBox; }
+    const BoxType& boundingBox() const { return mBoundingBox; }
 
     // The mesh with every vertex mapped by a homogeneous matrix (divided by w).
     TriangleMesh transformed(const MatrixType& matrix) const;
@@ -77,12 +77,12 @@ private:
     void buildHierarchy();
     std::uint32_t buildNode(std::vector<PointType>& centroids, std::uint32_t first, std::uint32_t count);
 
-    std::vector<PointType> m_vertices;
-    std::vector<Triangle> m_triangles;
-    BoxType m_boundingBox;
-    std::vector<Node> m_nodes;
+    std::vector<PointType> mVertices;
+    std::vector<Triangle> mTriangles;
+    BoxType mBoundingBox;
+    std::vector<Node> mNodes;
     // Triangle indices in hierarchy order: every leaf owns a contiguous run.
-    std::vector<std::uint32_t> m_order;
+    std::vector<std::uint32_t> mOrder;
 };
 
 extern template class TriangleMesh<float>;

@@ -17,7 +17,7 @@ struct VolumeBase {
     enum class Kind {
         Height, ///< the plane z = height
         Lowest, ///< the level plane through the lowest point inside the polygon
-        Fit,    ///< the plane fitted by least squares (in z) to the points near the polygon's edge
+        Fit, ///< the plane fitted by least squares (in z) to the points near the polygon's edge
     };
     /// See Kind.
     Kind kind = Kind::Lowest;

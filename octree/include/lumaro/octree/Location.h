@@ -28,15 +28,15 @@ public:
     ~Location() = default;
 
     /// The store's folder (or its one file), absolute and normalised; empty for a URL.
-    const std::filesystem::path& path() const { return m_folder; }
+    const std::filesystem::path& path() const { return mFolder; }
 
     /// Whether the store is on a web server or in an S3 bucket (see url).
-    bool isUrl() const { return !m_url.empty(); }
+    bool isUrl() const { return !mUrl.empty(); }
     /// The store's URL (http://, https:// or s3://BUCKET/PATH), normalised: scheme and host in lower
     /// case, no default port, no metadata file name, no trailing slash; user information and a
     /// query (a pre-signed URL's signature) are kept, since requests need them. Empty for a local
     /// store. It may hold credentials: messages show toString() instead.
-    const std::string& url() const { return m_url; }
+    const std::string& url() const { return mUrl; }
 
     /// The path of a file in the store's folder, for example file("hierarchy.bin").
     std::filesystem::path file(std::string_view relativePath) const;
@@ -49,14 +49,14 @@ public:
     std::string toString() const;
 
     /// Two locations are equal when they name the same folder, file or URL.
-    friend bool operator==(const Location& a, const Location& b) { return a.m_url == b.m_url && a.m_folder == b.m_folder; }
+    friend bool operator==(const Location& a, const Location& b) { return a.mUrl == b.mUrl && a.mFolder == b.mFolder; }
     /// An order for sorted containers: by URL, then by path.
     friend std::strong_ordering operator<=>(const Location& a, const Location& b)
     {
-        if (const auto byUrl = a.m_url <=> b.m_url; byUrl != 0) {
+        if (const auto byUrl = a.mUrl <=> b.mUrl; byUrl != 0) {
             return byUrl;
         }
-        return a.m_folder.compare(b.m_folder) <=> 0;
+        return a.mFolder.compare(b.mFolder) <=> 0;
     }
 
 protected:
@@ -68,8 +68,8 @@ protected:
     Location(FromUrl, std::string_view url);
 
 private:
-    std::filesystem::path m_folder;
-    std::string m_url;
+    std::filesystem::path mFolder;
+    std::string mUrl;
 };
 
 /// A store on a web server or in an S3 bucket (s3://BUCKET/PATH), by the URL of its folder,

@@ -8,7 +8,7 @@ namespace Octree {
 // AllHidden have the values of the high nibble of a Potree hierarchy record; every other nibble
 // value is PerPoint.
 enum class NodeVisibility : std::uint8_t {
-    PerPoint = 0,   // look at each point's own visibility
+    PerPoint = 0, // look at each point's own visibility
     AllVisible = 1,
     AllHidden = 2,
 };

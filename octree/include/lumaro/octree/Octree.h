@@ -46,10 +46,10 @@ public:
     Octree(const Octree&) = delete;
     Octree& operator=(const Octree&) = delete;
 
-    const Location& location() const { return m_location; }
-    CacheIdentifier cacheIdentifier() const { return {m_location, unitScale()}; }
+    const Location& location() const { return mLocation; }
+    CacheIdentifier cacheIdentifier() const { return {mLocation, unitScale()}; }
 
-    double unitScale() const { return m_unitScale.load(std::memory_order_relaxed); }
+    double unitScale() const { return mUnitScale.load(std::memory_order_relaxed); }
     // Throws std::invalid_argument unless the scale is finite and positive.
     void setUnitScale(double unitScale);
 
@@ -155,27 +155,27 @@ protected:
     std::string nodeBytes(OctreeNodeId node, const std::function<std::string()>& read) const;
 
 private:
-    Location m_location;
-    std::atomic<double> m_unitScale;
-    std::array<double, 3> m_cubeMin;
-    std::array<double, 3> m_cubeMax;
-    std::array<double, 3> m_tightMin;
-    std::array<double, 3> m_tightMax;
-    double m_rootSpacing;
-    mutable std::mutex m_externalMutex;
-    std::vector<Location> m_externalLocations;
+    Location mLocation;
+    std::atomic<double> mUnitScale;
+    std::array<double, 3> mCubeMin;
+    std::array<double, 3> mCubeMax;
+    std::array<double, 3> mTightMin;
+    std::array<double, 3> mTightMax;
+    double mRootSpacing;
+    mutable std::mutex mExternalMutex;
+    std::vector<Location> mExternalLocations;
     // Not std::call_once: with MinGW's threads a throwing call_once never releases its waiters.
-    mutable std::mutex m_intensityMutex;
-    mutable std::optional<std::uint16_t> m_fullIntensity;
-    mutable std::mutex m_colorMutex;
-    mutable std::optional<bool> m_colorsAre16Bit;
+    mutable std::mutex mIntensityMutex;
+    mutable std::optional<std::uint16_t> mFullIntensity;
+    mutable std::mutex mColorMutex;
+    mutable std::optional<bool> mColorsAre16Bit;
     // The sampled node's bytes between the decisions and the next read of the node.
     struct KeptBytes {
         OctreeNodeId node;
         std::string bytes;
     };
-    mutable std::mutex m_keptMutex;
-    mutable std::optional<KeptBytes> m_kept;
+    mutable std::mutex mKeptMutex;
+    mutable std::optional<KeptBytes> mKept;
 };
 
 } // namespace Octree

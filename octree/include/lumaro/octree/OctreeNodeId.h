@@ -34,11 +34,11 @@ public:
     // Parses the conventional name: "r" for the root, then one digit 0-7 per level ("r0", "r40").
     static OctreeNodeId fromName(std::string_view name);
 
-    constexpr std::uint64_t value() const { return m_value; }
+    constexpr std::uint64_t value() const { return mValue; }
 
-    constexpr std::size_t level() const { return (static_cast<std::size_t>(std::bit_width(m_value)) - 1) / 3; }
+    constexpr std::size_t level() const { return (static_cast<std::size_t>(std::bit_width(mValue)) - 1) / 3; }
 
-    constexpr bool isRoot() const { return m_value == 1; }
+    constexpr bool isRoot() const { return mValue == 1; }
 
     // Child `index` (0-7). Throws std::out_of_range for an index above 7 or when this node already
     // sits at MAX_REPRESENTABLE_LEVEL.
@@ -48,7 +48,7 @@ public:
     OctreeNodeId parent() const;
 
     // The index of this node among its parent's children; 0 for the root.
-    constexpr std::size_t childIndex() const { return isRoot() ? 0 : static_cast<std::size_t>(m_value & 7u); }
+    constexpr std::size_t childIndex() const { return isRoot() ? 0 : static_cast<std::size_t>(mValue & 7u); }
 
     // Cell coordinates (x, y, z) of this node in the grid of its level.
     std::array<std::uint32_t, 3> gridPosition() const;
@@ -59,9 +59,9 @@ public:
     friend constexpr auto operator<=>(OctreeNodeId, OctreeNodeId) = default;
 
 private:
-    constexpr explicit OctreeNodeId(std::uint64_t value) : m_value(value) {}
+    constexpr explicit OctreeNodeId(std::uint64_t value) : mValue(value) {}
 
-    std::uint64_t m_value = 1;
+    std::uint64_t mValue = 1;
 };
 
 static_assert(sizeof(OctreeNodeId) == 8);

@@ -18,34 +18,46 @@ enum class PointAttribute : std::uint32_t {
 class PointAttributes {
 public:
     constexpr PointAttributes() = default;
-    constexpr PointAttributes(PointAttribute attribute) : m_bits(static_cast<std::uint32_t>(attribute)) {}
+    constexpr PointAttributes(PointAttribute attribute) : mBits(static_cast<std::uint32_t>(attribute)) {}
 
     static constexpr PointAttributes none() { return PointAttributes(); }
     static constexpr PointAttributes all() { return fromBits(0x7Fu); }
 
     constexpr bool contains(PointAttribute attribute) const
     {
-        return (m_bits & static_cast<std::uint32_t>(attribute)) != 0;
+        return (mBits & static_cast<std::uint32_t>(attribute)) != 0;
     }
-    constexpr bool empty() const { return m_bits == 0; }
-    constexpr std::uint32_t bits() const { return m_bits; }
+    constexpr bool empty() const { return mBits == 0; }
+    constexpr std::uint32_t bits() const { return mBits; }
 
-    friend constexpr PointAttributes operator|(PointAttributes a, PointAttributes b) { return fromBits(a.m_bits | b.m_bits); }
-    friend constexpr PointAttributes operator&(PointAttributes a, PointAttributes b) { return fromBits(a.m_bits & b.m_bits); }
-    friend constexpr PointAttributes operator-(PointAttributes a, PointAttributes b) { return fromBits(a.m_bits & ~b.m_bits); }
+    friend constexpr PointAttributes operator|(PointAttributes a, PointAttributes b)
+    {
+        return fromBits(a.mBits | b.mBits);
+    }
+    friend constexpr PointAttributes operator&(PointAttributes a, PointAttributes b)
+    {
+        return fromBits(a.mBits & b.mBits);
+    }
+    friend constexpr PointAttributes operator-(PointAttributes a, PointAttributes b)
+    {
+        return fromBits(a.mBits & ~b.mBits);
+    }
     friend constexpr bool operator==(PointAttributes, PointAttributes) = default;
 
 private:
     static constexpr PointAttributes fromBits(std::uint32_t bits)
     {
         PointAttributes result;
-        result.m_bits = bits & 0x7Fu;
+        result.mBits = bits & 0x7Fu;
         return result;
     }
 
-    std::uint32_t m_bits = 0;
+    std::uint32_t mBits = 0;
 };
 
-constexpr PointAttributes operator|(PointAttribute a, PointAttribute b) { return PointAttributes(a) | PointAttributes(b); }
+constexpr PointAttributes operator|(PointAttribute a, PointAttribute b)
+{
+    return PointAttributes(a) | PointAttributes(b);
+}
 
 } // namespace Octree

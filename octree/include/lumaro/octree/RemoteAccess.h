@@ -9,9 +9,9 @@ namespace Octree {
 
 /// The keys of an AWS (or S3-compatible) account.
 struct S3Credentials {
-    std::string accessKeyId;     ///< AWS_ACCESS_KEY_ID
+    std::string accessKeyId; ///< AWS_ACCESS_KEY_ID
     std::string secretAccessKey; ///< AWS_SECRET_ACCESS_KEY
-    std::string sessionToken;    ///< AWS_SESSION_TOKEN; empty without temporary credentials
+    std::string sessionToken; ///< AWS_SESSION_TOKEN; empty without temporary credentials
 };
 
 /// How private stores are reached, as a host gives it. What is left unset here comes from the
@@ -27,8 +27,8 @@ struct S3Credentials {
 ///   headers (a bearer token, say) from LUMARO_HTTP_HEADERS, one "Name: value" per line.
 struct RemoteAccess {
     std::optional<S3Credentials> s3Credentials; ///< Set: these keys (empty keys: unsigned requests).
-    std::string s3Region;                       ///< Empty: from the environment.
-    std::string s3Endpoint;                     ///< Empty: from the environment, else AWS's own.
+    std::string s3Region; ///< Empty: from the environment.
+    std::string s3Endpoint; ///< Empty: from the environment, else AWS's own.
     /// Sent with every HTTP(S) and S3 request, besides those of LUMARO_HTTP_HEADERS.
     std::vector<std::pair<std::string, std::string>> httpHeaders;
 };

@@ -34,7 +34,7 @@ nlohmann::json eptTestMetadata(const std::string& dataType, std::uint64_t points
 class EptTestStore {
 public:
     EptTestStore() = default;
-    const std::filesystem::path& path() const { return m_folder.path(); }
+    const std::filesystem::path& path() const { return mFolder.path(); }
     void write(const std::string& relativePath, std::string_view bytes) const;
     void writeJson(const std::string& relativePath, const nlohmann::json& json) const
     {
@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    TemporaryFolder m_folder;
+    TemporaryFolder mFolder;
 };
 
 } // namespace TestSupport

@@ -39,7 +39,7 @@ std::string bytesOf(T value)
 // metadata.json of a small store: cube [0, 16]^3, scale 0.01, offset 0, spacing 0.125, with
 // the given encoding ("BROTLI" or "DEFAULT") and attributes (name and size pairs in order).
 nlohmann::json syntheticMetadata(const std::string& encoding,
-                                 const std::vector<std::pair<std::string, int>>& attributes,
-                                 std::uint64_t points, std::uint64_t firstChunkSize);
+                                 const std::vector<std::pair<std::string, int>>& attributes, std::uint64_t points,
+                                 std::uint64_t firstChunkSize);
 
 } // namespace TestSupport

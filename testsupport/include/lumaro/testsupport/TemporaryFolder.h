@@ -15,13 +15,13 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    const std::filesystem::path& path() const { return m_path; }
+    const std::filesystem::path& path() const { return mPath; }
 
     // Writes `bytes` to `name` inside the folder (sub-folders are created) and returns its path.
     std::filesystem::path write(const std::string& name, std::string_view bytes) const;
 
 private:
-    std::filesystem::path m_path;
+    std::filesystem::path mPath;
 };
 
 } // namespace TestSupport

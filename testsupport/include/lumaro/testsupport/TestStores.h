@@ -32,10 +32,10 @@ std::optional<WebServers> webServers();
 class RestoredEptBinaryStore {
 public:
     RestoredEptBinaryStore();
-    const std::filesystem::path& path() const { return m_folder.path(); }
+    const std::filesystem::path& path() const { return mFolder.path(); }
 
 private:
-    TemporaryFolder m_folder;
+    TemporaryFolder mFolder;
 };
 
 } // namespace TestSupport

@@ -32,15 +32,15 @@ public:
     CopcTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
     // The file's path or URL, as messages name it.
-    const std::string& source() const { return m_source; }
-    const FileHead& head() const { return m_head; }
+    const std::string& source() const { return mSource; }
+    const FileHead& head() const { return mHead; }
 
     // The node's hierarchy entry (reading pages on the way), or std::nullopt when the tree has
     // no such node.
     std::optional<HierarchyEntry> entry(::Octree::OctreeNodeId id, std::stop_token stop = {}) const;
 
     // The hierarchy pages read so far, by the key whose subtree they describe (the root first).
-    std::vector<Entwine::Key> pagesRead() const { return m_index.partsRead(); }
+    std::vector<Entwine::Key> pagesRead() const { return mIndex.partsRead(); }
 
     using ::Octree::Octree::children;
     std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node, std::stop_token stop) const override;
@@ -49,19 +49,21 @@ public:
     {
         return ::Octree::NodeVisibility::AllVisible;
     }
-    std::uint64_t pointCount() const override { return m_head.pointCount; }
+    std::uint64_t pointCount() const override { return mHead.pointCount; }
     std::uint64_t pointCount(::Octree::OctreeNodeId node) const override;
-    ::Octree::PointAttributes availableAttributes() const override { return m_available; }
+    ::Octree::PointAttributes availableAttributes() const override { return mAvailable; }
 
     // The node's points as stored (the file's scale and offset, 16-bit colours), for exact
     // export. Returns std::nullopt when `stop` was signalled first. Throws std::invalid_argument
     // for a node that is not in the tree and std::runtime_error naming the file, the node and the
     // problem when its chunk is truncated, corrupt, or holds a point outside the node's cube.
-    std::optional<Entwine::DecodedPoints> decodedPoints(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                        ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
+    std::optional<Entwine::DecodedPoints>
+    decodedPoints(::Octree::OctreeNodeId node, std::stop_token stop,
+                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
 
-    std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                         ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
+    std::optional<::Octree::NodePointData>
+    nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
+                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
 
     // Whether the file's colours use the 16-bit range; decided once for the file (see
     // Octree::decideColorsAre16Bit). std::nullopt when `stop` ended the decision.
@@ -75,16 +77,17 @@ private:
              FileHead head, std::uint64_t fileSize);
 
     HierarchyEntry requireEntry(::Octree::OctreeNodeId id) const;
-    Entwine::DecodedPoints decode(::Octree::OctreeNodeId id, std::stop_token stop, ::Octree::PointAttributes wanted) const;
+    Entwine::DecodedPoints decode(::Octree::OctreeNodeId id, std::stop_token stop,
+                                  ::Octree::PointAttributes wanted) const;
     std::vector<std::pair<Entwine::Key, HierarchyEntry>> readPage(std::uint64_t offset, std::uint64_t size) const;
     std::string pageName(std::uint64_t offset) const;
 
-    std::shared_ptr<::Octree::StoreReader> m_reader;
-    std::string m_source;
-    FileHead m_head;
-    HierarchyLimits m_limits;
-    ::Octree::PointAttributes m_available;
-    Entwine::SubtreeIndex<HierarchyEntry> m_index;
+    std::shared_ptr<::Octree::StoreReader> mReader;
+    std::string mSource;
+    FileHead mHead;
+    HierarchyLimits mLimits;
+    ::Octree::PointAttributes mAvailable;
+    Entwine::SubtreeIndex<HierarchyEntry> mIndex;
 };
 
 } // namespace Copc

@@ -36,7 +36,7 @@ struct HierarchyLimits {
 // `pageName` when the size is not a whole number of entries, a key is not a cell of its level or
 // lies deeper than node ids reach, a key appears twice, a count is below -1 or above the file's
 // point count, or a chunk or child page lies outside the file.
-std::vector<std::pair<Entwine::Key, HierarchyEntry>> parseHierarchyPage(std::string_view page, const HierarchyLimits& limits,
-                                                                        const std::string& pageName);
+std::vector<std::pair<Entwine::Key, HierarchyEntry>>
+parseHierarchyPage(std::string_view page, const HierarchyLimits& limits, const std::string& pageName);
 
 } // namespace Copc

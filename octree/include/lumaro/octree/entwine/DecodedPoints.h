@@ -23,6 +23,7 @@ struct DecodedPoints {
 // their node. Throws std::runtime_error led by `source` when a decoded position lies outside
 // `box` (world coordinates) by more than half a quantisation step, the slack for points rounded
 // onto the boundary.
-void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box, const std::string& source);
+void requirePointsInside(const DecodedPoints& decoded, const Math::NBoundingBox<double, 3>& box,
+                         const std::string& source);
 
 } // namespace Entwine

@@ -35,7 +35,7 @@ public:
     // The same, reading through `reader` (one that Octree::open made already).
     EntwineTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
-    const Metadata& metadata() const { return m_metadata; }
+    const Metadata& metadata() const { return mMetadata; }
 
     // The node, or std::nullopt when the tree has no such node.
     std::optional<Node> nodeById(::Octree::OctreeNodeId id) const;
@@ -53,19 +53,21 @@ public:
     {
         return ::Octree::NodeVisibility::AllVisible;
     }
-    std::uint64_t pointCount() const override { return m_metadata.points; }
+    std::uint64_t pointCount() const override { return mMetadata.points; }
     std::uint64_t pointCount(::Octree::OctreeNodeId node) const override;
-    ::Octree::PointAttributes availableAttributes() const override { return m_available; }
+    ::Octree::PointAttributes availableAttributes() const override { return mAvailable; }
 
     // The node's points as stored, for exact export. Returns std::nullopt when `stop` was
     // signalled first. Throws std::invalid_argument for a node that is not in the tree and
     // std::runtime_error naming the data file when it is missing, of the wrong length, corrupt,
     // or holds a point outside the node's box.
-    std::optional<DecodedPoints> decodedPoints(::Octree::OctreeNodeId node, std::stop_token stop,
-                                               ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
+    std::optional<DecodedPoints>
+    decodedPoints(::Octree::OctreeNodeId node, std::stop_token stop,
+                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
 
-    std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                         ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
+    std::optional<::Octree::NodePointData>
+    nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
+                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
 
     // Whether the store's colours use the 16-bit range, so that they become 8-bit by dividing by
     // 256. Decided once for the whole store, from the first node with points in breadth-first
@@ -82,10 +84,10 @@ private:
     Node requireNode(::Octree::OctreeNodeId id) const;
     DecodedPoints decode(const Node& node, std::stop_token stop, ::Octree::PointAttributes wanted) const;
 
-    std::shared_ptr<::Octree::StoreReader> m_reader;
-    Metadata m_metadata;
-    ::Octree::PointAttributes m_available;
-    Hierarchy m_hierarchy;
+    std::shared_ptr<::Octree::StoreReader> mReader;
+    Metadata mMetadata;
+    ::Octree::PointAttributes mAvailable;
+    Hierarchy mHierarchy;
 };
 
 } // namespace Entwine

@@ -60,9 +60,9 @@ private:
     std::string fileOf(const Key& key) const;
     std::vector<SubtreeIndex<Count>::Entry> readFile(const Key& key) const;
 
-    std::shared_ptr<const Octree::StoreReader> m_reader;
-    std::string m_folder;
-    SubtreeIndex<Count> m_index;
+    std::shared_ptr<const Octree::StoreReader> mReader;
+    std::string mFolder;
+    SubtreeIndex<Count> mIndex;
 };
 
 } // namespace Entwine

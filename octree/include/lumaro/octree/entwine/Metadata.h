@@ -12,9 +12,9 @@ namespace Entwine {
 
 // How the files in ept-data/ are encoded.
 enum class DataType {
-    Binary,    // .bin: packed records in schema order
+    Binary, // .bin: packed records in schema order
     Zstandard, // .zst: the same records in one Zstandard stream
-    Laszip,    // .laz: a complete LAZ file per node
+    Laszip, // .laz: a complete LAZ file per node
 };
 
 // The name in ept.json: "binary", "zstandard" or "laszip".

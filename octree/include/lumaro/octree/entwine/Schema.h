@@ -9,7 +9,11 @@
 
 namespace Entwine {
 
-enum class DimensionType { Signed, Unsigned, Float };
+enum class DimensionType {
+    Signed,
+    Unsigned,
+    Float
+};
 
 // One point attribute of an EPT store: its place in a binary record and how stored values become
 // actual ones (stored x scale + offset).
@@ -35,8 +39,8 @@ public:
     // given twice.
     explicit Schema(std::vector<Dimension> dimensions);
 
-    const std::vector<Dimension>& dimensions() const { return m_dimensions; }
-    std::size_t recordSize() const { return m_recordSize; }
+    const std::vector<Dimension>& dimensions() const { return mDimensions; }
+    std::size_t recordSize() const { return mRecordSize; }
 
     // nullptr when there is no dimension of exactly this name.
     const Dimension* find(std::string_view name) const;
@@ -51,8 +55,8 @@ public:
     const Dimension* scanIndexDimension() const;
 
 private:
-    std::vector<Dimension> m_dimensions;
-    std::size_t m_recordSize = 0;
+    std::vector<Dimension> mDimensions;
+    std::size_t mRecordSize = 0;
 };
 
 } // namespace Entwine

@@ -34,16 +34,16 @@ public:
     // `rootPart` is the part that holds the root; `rootName` names it. Throws std::runtime_error
     // naming it when it does not give the root's own record.
     SubtreeIndex(const std::vector<Entry>& rootPart, const std::string& rootName, ReadPart read, NamePart name)
-        : m_read(std::move(read)), m_name(std::move(name))
+        : mRead(std::move(read)), mName(std::move(name))
     {
         for (const auto& [key, record] : rootPart) {
-            m_records[key.nodeId()] = record;
+            mRecords[key.nodeId()] = record;
         }
-        const auto root = m_records.find(Key{}.nodeId());
-        if (root == m_records.end() || root->second.describedElsewhere()) {
+        const auto root = mRecords.find(Key{}.nodeId());
+        if (root == mRecords.end() || root->second.describedElsewhere()) {
             throw std::runtime_error(rootName + ": does not give the point count of the root 0-0-0-0");
         }
-        m_partsRead.push_back(Key{});
+        mPartsRead.push_back(Key{});
     }
 
     // The node's record; std::nullopt when the tree has no such node. Reads the parts on the way
@@ -60,12 +60,12 @@ public:
             Key unread;
             Record pointer{};
             {
-                const std::lock_guard lock(m_mutex);
+                const std::lock_guard lock(mMutex);
                 // A listed node is only part of the tree when every node above it is.
                 for (std::uint32_t depth = 0;; ++depth) {
                     const Key step = ancestorAt(key, depth);
-                    const auto found = m_records.find(step.nodeId());
-                    if (found == m_records.end()) {
+                    const auto found = mRecords.find(step.nodeId());
+                    if (found == mRecords.end()) {
                         return std::nullopt;
                     }
                     if (found->second.describedElsewhere()) {
@@ -82,13 +82,13 @@ public:
                 throw Octree::OperationCancelled();
             }
             const std::vector<Entry> entries = readSubtree(unread, pointer);
-            const std::lock_guard lock(m_mutex);
+            const std::lock_guard lock(mMutex);
             // When another thread read the part meanwhile, its entries stay.
-            if (m_records[unread.nodeId()].describedElsewhere()) {
+            if (mRecords[unread.nodeId()].describedElsewhere()) {
                 for (const auto& [entryKey, record] : entries) {
-                    m_records[entryKey.nodeId()] = record;
+                    mRecords[entryKey.nodeId()] = record;
                 }
-                m_partsRead.push_back(unread);
+                mPartsRead.push_back(unread);
             }
         }
     }
@@ -101,10 +101,10 @@ public:
         if (key.depth >= Octree::OctreeNodeId::MAX_REPRESENTABLE_LEVEL || !find(key, stop)) {
             return result;
         }
-        const std::lock_guard lock(m_mutex);
+        const std::lock_guard lock(mMutex);
         for (unsigned index = 0; index < 8; ++index) {
             const Key child = key.child(index);
-            if (m_records.contains(child.nodeId())) {
+            if (mRecords.contains(child.nodeId())) {
                 result.push_back(child);
             }
         }
@@ -114,8 +114,8 @@ public:
     // The parts read so far, by the key whose subtree they describe.
     std::vector<Key> partsRead() const
     {
-        const std::lock_guard lock(m_mutex);
-        return m_partsRead;
+        const std::lock_guard lock(mMutex);
+        return mPartsRead;
     }
 
 private:
@@ -127,26 +127,26 @@ private:
 
     std::vector<Entry> readSubtree(const Key& key, const Record& pointer) const
     {
-        std::vector<Entry> entries = m_read(key, pointer);
+        std::vector<Entry> entries = mRead(key, pointer);
         bool listsItself = false;
         for (const auto& [entryKey, record] : entries) {
             if (!key.contains(entryKey)) {
-                throw std::runtime_error(m_name(key, pointer) + ": lists " + entryKey.toString()
+                throw std::runtime_error(mName(key, pointer) + ": lists " + entryKey.toString()
                                          + ", which is not inside the subtree of " + key.toString());
             }
             listsItself = listsItself || (entryKey == key && !record.describedElsewhere());
         }
         if (!listsItself) {
-            throw std::runtime_error(m_name(key, pointer) + ": does not give the point count of " + key.toString());
+            throw std::runtime_error(mName(key, pointer) + ": does not give the point count of " + key.toString());
         }
         return entries;
     }
 
-    ReadPart m_read;
-    NamePart m_name;
-    mutable std::mutex m_mutex;
-    mutable std::unordered_map<Octree::OctreeNodeId, Record> m_records;
-    mutable std::vector<Key> m_partsRead;
+    ReadPart mRead;
+    NamePart mName;
+    mutable std::mutex mMutex;
+    mutable std::unordered_map<Octree::OctreeNodeId, Record> mRecords;
+    mutable std::vector<Key> mPartsRead;
 };
 
 } // namespace Entwine

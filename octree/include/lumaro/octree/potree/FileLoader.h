@@ -25,9 +25,9 @@ public:
     // metadata.json, parsed. Throws std::runtime_error naming it when it is missing or malformed.
     Metadata loadMetadata() const;
 
-    const std::filesystem::path& metadataPath() const { return m_metadataPath; }
-    const std::filesystem::path& hierarchyPath() const { return m_hierarchyPath; }
-    const std::filesystem::path& octreePath() const { return m_octreePath; }
+    const std::filesystem::path& metadataPath() const { return mMetadataPath; }
+    const std::filesystem::path& hierarchyPath() const { return mHierarchyPath; }
+    const std::filesystem::path& octreePath() const { return mOctreePath; }
 
     // Reads `size` bytes at `offset` of hierarchy.bin into `bytes`. Returns false, leaving
     // `bytes` empty, when `stop` is signalled; throws std::runtime_error naming the file when the
@@ -44,10 +44,10 @@ public:
     std::string readNodeChunk(const Node& node, std::stop_token stop) const;
 
 private:
-    std::shared_ptr<Octree::StoreReader> m_reader;
-    std::filesystem::path m_metadataPath;
-    std::filesystem::path m_hierarchyPath;
-    std::filesystem::path m_octreePath;
+    std::shared_ptr<Octree::StoreReader> mReader;
+    std::filesystem::path mMetadataPath;
+    std::filesystem::path mHierarchyPath;
+    std::filesystem::path mOctreePath;
 };
 
 } // namespace PoTree

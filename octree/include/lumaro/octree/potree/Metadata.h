@@ -13,7 +13,7 @@ namespace PoTree {
 
 enum class Encoding {
     Default, // interleaved records
-    Brotli,  // one Brotli stream of columns per node
+    Brotli, // one Brotli stream of columns per node
 };
 
 struct AttributeDescription {

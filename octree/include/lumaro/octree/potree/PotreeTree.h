@@ -27,8 +27,8 @@ public:
     // The same, reading through `reader` (one that Octree::open made already).
     PotreeTree(const ::Octree::Location& location, double unitScale, std::shared_ptr<::Octree::StoreReader> reader);
 
-    const Metadata& metadata() const { return m_metadata; }
-    const FileLoader& loader() const { return m_loader; }
+    const Metadata& metadata() const { return mMetadata; }
+    const FileLoader& loader() const { return mLoader; }
 
     // The node, with its hierarchy chunk loaded; nullptr when the tree has no such node.
     std::shared_ptr<const Node> node(::Octree::OctreeNodeId id) const;
@@ -40,23 +40,25 @@ public:
     std::vector<::Octree::OctreeNodeId> children(::Octree::OctreeNodeId node, std::stop_token stop) const override;
     bool contains(::Octree::OctreeNodeId node) const override;
     ::Octree::NodeVisibility nodeVisibility(::Octree::OctreeNodeId node) const override;
-    std::uint64_t pointCount() const override { return m_metadata.points; }
+    std::uint64_t pointCount() const override { return mMetadata.points; }
     std::uint64_t pointCount(::Octree::OctreeNodeId node) const override;
-    ::Octree::PointAttributes availableAttributes() const override { return m_available; }
-    std::optional<::Octree::NodePointData> nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                         ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
+    ::Octree::PointAttributes availableAttributes() const override { return mAvailable; }
+    std::optional<::Octree::NodePointData>
+    nodePointData(::Octree::OctreeNodeId node, std::stop_token stop,
+                  ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const override;
 
     // The node's points as the store holds them (see Octree::RawPoints), for exact export. Returns
     // std::nullopt when `stop` was signalled; throws like nodePointData.
-    std::optional<::Octree::RawPoints> rawPoints(::Octree::OctreeNodeId node, std::stop_token stop,
-                                                 ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
+    std::optional<::Octree::RawPoints>
+    rawPoints(::Octree::OctreeNodeId node, std::stop_token stop,
+              ::Octree::PointAttributes wanted = ::Octree::PointAttributes::all()) const;
 
 private:
     PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader);
     PotreeTree(const ::Octree::Location& location, double unitScale, FileLoader loader, Metadata metadata);
 
     // The node with its own hierarchy chunk read (proxies on the way are expanded, reading their
-    // chunks without holding m_hierarchyMutex); nullptr when the tree has no such node. Expanded
+    // chunks without holding mHierarchyMutex); nullptr when the tree has no such node. Expanded
     // nodes never change again, so callers may read them without the lock.
     std::shared_ptr<Node> findNode(::Octree::OctreeNodeId id, std::stop_token stop) const;
     std::shared_ptr<const Node> requireNode(::Octree::OctreeNodeId id) const;
@@ -69,11 +71,11 @@ private:
     // for the colour and intensity decisions is fetched once.
     ChunkSource chunks() const;
 
-    Metadata m_metadata;
-    FileLoader m_loader;
-    ::Octree::PointAttributes m_available;
-    mutable std::mutex m_hierarchyMutex;
-    std::shared_ptr<Node> m_root;
+    Metadata mMetadata;
+    FileLoader mLoader;
+    ::Octree::PointAttributes mAvailable;
+    mutable std::mutex mHierarchyMutex;
+    std::shared_ptr<Node> mRoot;
 };
 
 } // namespace PoTree

@@ -27,37 +27,37 @@ public:
     explicit Camera(bool isZBufferReversed);
 
     /// The vertical field of view of the last perspective, in radians.
-    float fovYRad() const { return fovY_; }
+    float fovYRad() const { return mFovY; }
     /// The same in degrees.
     float fovYDeg() const;
     /// The extents of the last orthographic projection, in view units.
-    float horizontalExtent() const { return horizontalExtent_; }
-    float verticalExtent() const { return verticalExtent_; } ///< See horizontalExtent.
+    float horizontalExtent() const { return mHorizontalExtent; }
+    float verticalExtent() const { return mVerticalExtent; } ///< See horizontalExtent.
     /// The distances of the near and far planes.
-    float zNear() const { return zNear_; }
-    float zFar() const { return zFar_; } ///< See zNear.
+    float zNear() const { return mZNear; }
+    float zFar() const { return mZFar; } ///< See zNear.
     /// The shift of the projected image in normalised device units (see setPerspective).
-    float offCenterX() const { return offCenterX_; }
-    float offCenterY() const { return offCenterY_; } ///< See offCenterX.
+    float offCenterX() const { return mOffCenterX; }
+    float offCenterY() const { return mOffCenterY; } ///< See offCenterX.
 
     /// The picture's size and depth range. Set the size with setViewport, which adapts the
     /// projection.
     ///@{
-    Viewport& viewport() { return viewport_; }
-    const Viewport& viewport() const { return viewport_; }
+    Viewport& viewport() { return mViewport; }
+    const Viewport& viewport() const { return mViewport; }
     ///@}
 
     /// World to view coordinates.
-    const Eigen::Matrix4f& viewMatrix() const { return viewMatrix_; }
+    const Eigen::Matrix4f& viewMatrix() const { return mViewMatrix; }
     /// View to clip coordinates.
-    const Eigen::Matrix4f& projectionMatrix() const { return projectionMatrix_; }
+    const Eigen::Matrix4f& projectionMatrix() const { return mProjectionMatrix; }
     /// Projection times view.
-    const Eigen::Matrix4f& viewProjectionMatrix() const { return viewProjectionMatrix_; }
+    const Eigen::Matrix4f& viewProjectionMatrix() const { return mViewProjectionMatrix; }
     /// The inverse of viewProjectionMatrix: clip to world coordinates.
-    const Eigen::Matrix4f& invViewProjectionMatrix() const { return invViewProjectionMatrix_; }
+    const Eigen::Matrix4f& invViewProjectionMatrix() const { return mInvViewProjectionMatrix; }
 
     /// Whether far maps to depth 0 and near to 1 (chosen at construction).
-    bool isZBufferReversed() const { return zBufferReversed_; }
+    bool isZBufferReversed() const { return mZBufferReversed; }
     /// The kind of the projection in use, told from its matrix.
     bool isOrthographic() const;
     bool isPerspective() const; ///< See isOrthographic.
@@ -75,7 +75,7 @@ public:
     /// The picture's right, up and viewing directions in world coordinates (unit vectors for a
     /// view matrix without scale).
     Eigen::Vector3f rightDirection() const;
-    Eigen::Vector3f upDirection() const;   ///< See rightDirection.
+    Eigen::Vector3f upDirection() const; ///< See rightDirection.
     Eigen::Vector3f viewDirection() const; ///< See rightDirection.
 
     /// Stores the size; when the aspect ratio changes between two sizes that have one (neither width
@@ -126,7 +126,8 @@ public:
     /// As frustum(modelMatrix), with its extent in normalised device coordinates multiplied by
     /// the three factors: x and y widen the sides (1 is the visible area), z stretches the depth
     /// range 0..1 to 0..scaleZ. Throws std::invalid_argument for a factor that is not positive.
-    Math::Frustum<float> scaledFrustum(float scaleX, float scaleY, float scaleZ, const Eigen::Matrix4f& modelMatrix) const;
+    Math::Frustum<float> scaledFrustum(float scaleX, float scaleY, float scaleZ,
+                                       const Eigen::Matrix4f& modelMatrix) const;
 
     /// Compares viewport, matrices, near, far and the depth convention.
     bool operator==(const Camera& other) const;
@@ -137,21 +138,21 @@ private:
     void updateProducts();
     float viewportAspect() const;
 
-    float fovY_ = 1.0471976f;
-    float horizontalExtent_ = 4.0f;
-    float verticalExtent_ = 3.0f;
-    float zNear_ = 0.01f;
-    float zFar_ = 20000.0f;
-    float offCenterX_ = 0.0f;
-    float offCenterY_ = 0.0f;
-    Viewport viewport_;
-    Eigen::Matrix4f viewMatrix_ = Eigen::Matrix4f::Identity();
-    Eigen::Matrix4f projectionMatrix_ = Eigen::Matrix4f::Identity();
-    Eigen::Matrix4f viewProjectionMatrix_ = Eigen::Matrix4f::Identity();
-    Eigen::Matrix4f invViewProjectionMatrix_ = Eigen::Matrix4f::Identity();
-    bool zBufferReversed_;
-    bool adaptProjectionToViewport_ = true;
-    Core::AtomicFlag needsRedrawFlag_{true};
+    float mFovY = 1.0471976f;
+    float mHorizontalExtent = 4.0f;
+    float mVerticalExtent = 3.0f;
+    float mZNear = 0.01f;
+    float mZFar = 20000.0f;
+    float mOffCenterX = 0.0f;
+    float mOffCenterY = 0.0f;
+    Viewport mViewport;
+    Eigen::Matrix4f mViewMatrix = Eigen::Matrix4f::Identity();
+    Eigen::Matrix4f mProjectionMatrix = Eigen::Matrix4f::Identity();
+    Eigen::Matrix4f mViewProjectionMatrix = Eigen::Matrix4f::Identity();
+    Eigen::Matrix4f mInvViewProjectionMatrix = Eigen::Matrix4f::Identity();
+    bool mZBufferReversed;
+    bool mAdaptProjectionToViewport = true;
+    Core::AtomicFlag mNeedsRedrawFlag{true};
 };
 
 } // namespace Render

@@ -17,9 +17,9 @@ namespace Render {
 
 /// What a clip volume does to what lies inside it.
 enum class ClipEffect {
-    ShowInside,  ///< only what lies inside is drawn (inside any such volume, when there are several)
+    ShowInside, ///< only what lies inside is drawn (inside any such volume, when there are several)
     ShowOutside, ///< what lies inside is not drawn
-    Highlight,   ///< everything is drawn, what lies inside in the highlight colour
+    Highlight, ///< everything is drawn, what lies inside in the highlight colour
 };
 
 /// A vertical prism: a polygon in plan (x, y) between two heights.
@@ -66,17 +66,17 @@ public:
     /// more than maxFootprintVertices polygon vertices, or the prism's bottom lies above its top.
     void add(const Shape& shape, ClipEffect effect);
     /// Removes every volume.
-    void clear() { m_volumes.clear(); }
+    void clear() { mVolumes.clear(); }
     /// The volumes, in the order added.
-    const std::vector<Volume>& volumes() const { return m_volumes; }
+    const std::vector<Volume>& volumes() const { return mVolumes; }
     /// Whether there are none: everything is drawn.
-    bool empty() const { return m_volumes.empty(); }
+    bool empty() const { return mVolumes.empty(); }
 
     /// The colour highlighted points and pixels are mixed with; its alpha says how much (the
     /// default, an amber of alpha 160, turns them well toward it).
     ///@{
-    Math::Color highlightColor() const { return m_highlight; }
-    void setHighlightColor(Math::Color color) { m_highlight = color; }
+    Math::Color highlightColor() const { return mHighlight; }
+    void setHighlightColor(Math::Color color) { mHighlight = color; }
     ///@}
 
     /// Whether the point (world coordinates) is drawn.
@@ -91,8 +91,8 @@ public:
     bool operator==(const ClipVolumes& other) const;
 
 private:
-    std::vector<Volume> m_volumes;
-    Math::Color m_highlight{255, 176, 0, 160};
+    std::vector<Volume> mVolumes;
+    Math::Color mHighlight{255, 176, 0, 160};
 };
 
 } // namespace Render

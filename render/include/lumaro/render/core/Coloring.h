@@ -15,7 +15,17 @@ class Renderer;
 
 /// How a picture colours its points, as users name it: a render mode, and for elevation the
 /// colorization plane that measures heights (see applyColoring).
-enum class Coloring { Rgb, Intensity, Normal, Uniform, Elevation, Tomographic, TomographicDark, MeshDistance, Classification };
+enum class Coloring {
+    Rgb,
+    Intensity,
+    Normal,
+    Uniform,
+    Elevation,
+    Tomographic,
+    TomographicDark,
+    MeshDistance,
+    Classification
+};
 
 /// Every colouring by its name: rgb, intensity, normal, uniform, elevation, tomographic,
 /// tomographic-dark, mesh-distance, classification.

@@ -13,7 +13,7 @@ namespace Render {
 template <typename Value>
 struct Named {
     std::string_view name; ///< as users write it, in lower case with hyphens
-    Value value;           ///< what the name stands for
+    Value value; ///< what the name stands for
 };
 
 /// The value of `name` in `table`. Throws std::invalid_argument "unknown WHAT 'NAME' (known: A, B, ...)".

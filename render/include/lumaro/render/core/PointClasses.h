@@ -35,12 +35,12 @@ public:
 
     /// The colour of a class's points in RenderMode::Classification (alpha is not used).
     ///@{
-    const Math::Color& color(std::uint8_t classIndex) const { return colors_[classIndex]; }
+    const Math::Color& color(std::uint8_t classIndex) const { return mColors[classIndex]; }
     void setColor(std::uint8_t classIndex, const Math::Color& color);
     ///@}
     /// Whether a class's points are shown.
     ///@{
-    bool isShown(std::uint8_t classIndex) const { return shown_[classIndex]; }
+    bool isShown(std::uint8_t classIndex) const { return mShown[classIndex]; }
     void setShown(std::uint8_t classIndex, bool shown);
     ///@}
     /// Shows every class, or hides every class.
@@ -50,8 +50,8 @@ public:
     friend bool operator==(const PointClasses&, const PointClasses&) = default;
 
 private:
-    std::array<Math::Color, pointClassCount> colors_;
-    std::bitset<pointClassCount> shown_;
+    std::array<Math::Color, pointClassCount> mColors;
+    std::bitset<pointClassCount> mShown;
 };
 
 } // namespace Render

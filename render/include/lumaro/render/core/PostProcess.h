@@ -58,11 +58,11 @@ public:
     // Each setter stores its value; the constants reach the GPU at the next draw.
     void setViewport(const Viewport& viewport);
     void setBrightness(float brightness);
-    float brightness() const { return constants_.data().brightness; }
+    float brightness() const { return mConstants.data().brightness; }
     void setContrast(float contrast);
-    float contrast() const { return constants_.data().contrast; }
+    float contrast() const { return mConstants.data().contrast; }
     void setOpacity(float opacity);
-    float opacity() const { return constants_.data().opacity; }
+    float opacity() const { return mConstants.data().opacity; }
     void setBackgroundColor(const Math::Color& color);
     void setRenderMode(RenderMode mode);
     void setEyeDomeLighting(const EyeDomeLighting& lighting);
@@ -70,21 +70,21 @@ public:
     void setProjection(const Eigen::Matrix4f& projection);
     // Whether the colour comes from the splats' sums where they have any weight.
     void setNormalizeSplats(bool normalize);
-    RenderMode renderMode() const { return static_cast<RenderMode>(constants_.data().renderMode); }
+    RenderMode renderMode() const { return static_cast<RenderMode>(mConstants.data().renderMode); }
 
-    const Constants& constants() const { return constants_.data(); }
+    const Constants& constants() const { return mConstants.data(); }
     // Whether the constants wait for upload at the next draw.
-    bool constantsDirty() const { return constants_.dirty(); }
-    void markDirty() { constants_.modify(); }
+    bool constantsDirty() const { return mConstants.dirty(); }
+    void markDirty() { mConstants.modify(); }
 
     // One full-screen pass; throws std::logic_error("Error: end call is missing") when the
     // constant buffer is still bound from an unfinished draw.
     void draw(ID3D11DeviceContext* context);
 
 private:
-    VertexShader vertexShader_;
-    PixelShader pixelShader_;
-    ConstantBuffer<Constants> constants_;
+    VertexShader mVertexShader;
+    PixelShader mPixelShader;
+    ConstantBuffer<Constants> mConstants;
 };
 
 } // namespace Render

@@ -43,8 +43,8 @@ public:
 
     // Re-creates every target and the depth buffer at the new size (clear values are kept).
     void setViewport(unsigned width, unsigned height);
-    unsigned width() const { return width_; }
-    unsigned height() const { return height_; }
+    unsigned width() const { return mWidth; }
+    unsigned height() const { return mHeight; }
 
     void setClearValue(const std::string& name, float r, float g, float b, float a);
     void setClearValue(const std::string& name, const Math::Color& color);
@@ -87,13 +87,13 @@ private:
     const RenderTarget& target(const std::string& name) const;
     DepthBuffer& depth();
 
-    std::unordered_map<std::string, RenderTarget> targets_;
+    std::unordered_map<std::string, RenderTarget> mTargets;
     // Target names in output-slot order.
-    std::vector<std::string> renderTargetOrder_;
-    std::optional<DepthBuffer> depthBuffer_;
-    ComPtr<ID3D11Device> device_;
-    unsigned width_ = 0;
-    unsigned height_ = 0;
+    std::vector<std::string> mRenderTargetOrder;
+    std::optional<DepthBuffer> mDepthBuffer;
+    ComPtr<ID3D11Device> mDevice;
+    unsigned mWidth = 0;
+    unsigned mHeight = 0;
 };
 
 } // namespace Render

@@ -144,8 +144,8 @@ public:
     void setParent(std::weak_ptr<Renderable> parent);
     ///@}
 
-    bool visible() const { return visible_; }   ///< See setVisible.
-    bool selected() const { return selected_; } ///< See setSelected.
+    bool visible() const { return mVisible; } ///< See setVisible.
+    bool selected() const { return mSelected; } ///< See setSelected.
 
     /// The inverse of the world matrix.
     Eigen::Matrix4f invWorldMatrix();
@@ -163,20 +163,19 @@ public:
                                        const Math::Point<float, 3>& to);
     /// Turns about the vertical axis through `from` by the angle between the horizontal parts of
     /// the two directions, then moves `from` onto `to`.
-    void setTranslationAndZRotationByCorrespondences(const Math::Point<float, 3>& from,
-                                                     const Math::Point<float, 3>& to,
+    void setTranslationAndZRotationByCorrespondences(const Math::Point<float, 3>& from, const Math::Point<float, 3>& to,
                                                      const Eigen::Vector3f& fromDirection,
                                                      const Eigen::Vector3f& toDirection);
 
 private:
-    std::string name_;
-    std::weak_ptr<Renderable> parent_;
-    Eigen::Matrix4f matrix_ = Eigen::Matrix4f::Identity();
-    Eigen::Matrix4f worldMatrixCache_ = Eigen::Matrix4f::Identity();
-    bool visible_ = true;
-    bool worldMatrixDirty_ = false;
-    Core::AtomicFlag needsRedrawFlag_{true}; // loader threads of derived classes set it
-    bool selected_ = false;
+    std::string mName;
+    std::weak_ptr<Renderable> mParent;
+    Eigen::Matrix4f mMatrix = Eigen::Matrix4f::Identity();
+    Eigen::Matrix4f mWorldMatrixCache = Eigen::Matrix4f::Identity();
+    bool mVisible = true;
+    bool mWorldMatrixDirty = false;
+    Core::AtomicFlag mNeedsRedrawFlag{true}; // loader threads of derived classes set it
+    bool mSelected = false;
 };
 
 } // namespace Render

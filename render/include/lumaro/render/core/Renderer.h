@@ -38,7 +38,7 @@
 namespace Graphics {
 class ColorImage;
 class DepthImage;
-}
+} // namespace Graphics
 
 namespace Math {
 template <class T>
@@ -77,8 +77,8 @@ public:
     /// The renderable drawn (a group, usually); null before setScene. Replace it with setScene, which
     /// initialises it, not through the reference.
     ///@{
-    std::shared_ptr<Renderable>& scene() { return scene_; }
-    const std::shared_ptr<Renderable>& scene() const { return scene_; }
+    std::shared_ptr<Renderable>& scene() { return mScene; }
+    const std::shared_ptr<Renderable>& scene() const { return mScene; }
     ///@}
     /// De-initialises the previous scene, initialises this one and hands it render mode, tomographic
     /// colour, colour map, signed-distance flag, colour-map range and point classes. The other
@@ -89,14 +89,14 @@ public:
     /// The camera. Change it through the renderer's setters, which tell the scene; a change made
     /// on the camera itself reaches the scene only with the next notification.
     ///@{
-    std::shared_ptr<Camera>& camera() { return camera_; }
-    const std::shared_ptr<Camera>& camera() const { return camera_; }
+    std::shared_ptr<Camera>& camera() { return mCamera; }
+    const std::shared_ptr<Camera>& camera() const { return mCamera; }
     ///@}
     /// The Direct3D device and its immediate context, for a host that draws the picture itself
     /// (outputColorTexture). The context belongs to the renderer's thread.
     ///@{
-    const ComPtr<ID3D11Device>& device() const { return device_; }
-    const ComPtr<ID3D11DeviceContext>& deviceContext() const { return deviceContext_; }
+    const ComPtr<ID3D11Device>& device() const { return mDevice; }
+    const ComPtr<ID3D11DeviceContext>& deviceContext() const { return mDeviceContext; }
     ///@}
 
     /// The size of the picture in pixels (640 x 480 at first). Re-creates the render targets and
@@ -112,7 +112,7 @@ public:
     ///@{
     void setBackgroundColor(unsigned char r, unsigned char g, unsigned char b, unsigned char a);
     void setBackgroundColor(const Math::Color& color);
-    const Math::Color& backgroundColor() const { return backgroundColor_; }
+    const Math::Color& backgroundColor() const { return mBackgroundColor; }
     ///@}
 
     /// @name Camera
@@ -137,8 +137,7 @@ public:
     /// A perspective by its four sides on the near plane (Camera::setPerspectiveOffCenter); `flag`:
     /// whether a later change of aspect ratio rescales it. Throws std::invalid_argument for a
     /// degenerate volume (left = right, bottom = top or near = 0).
-    void setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar,
-                                 bool flag);
+    void setPerspectiveOffCenter(float left, float right, float bottom, float top, float zNear, float zFar, bool flag);
     /// An orthographic projection showing the extents (in world units) across the picture.
     void setOrthographic(float horizontalExtent, float verticalExtent, float zNear, float zFar);
     /// The horizontal extent follows from the vertical one and the viewport's aspect ratio.
@@ -153,7 +152,7 @@ public:
     Math::Point<float, 3> eye();
     /// The picture's right, up and viewing directions in world coordinates, unit vectors.
     Eigen::Vector3f rightDirection();
-    Eigen::Vector3f upDirection();   ///< See rightDirection.
+    Eigen::Vector3f upDirection(); ///< See rightDirection.
     Eigen::Vector3f viewDirection(); ///< See rightDirection.
     /// World to view coordinates.
     const Eigen::Matrix4f& viewMatrix() const;
@@ -172,7 +171,7 @@ public:
     void setModelMatrix(const Eigen::Matrix4f& matrix);
     /// When on, near and far follow the scene's bounds at every frame.
     void setAutoAdjustZRange(bool enabled);
-    bool autoAdjustZRangeEnabled() const { return autoAdjustZRange_; } ///< See setAutoAdjustZRange.
+    bool autoAdjustZRangeEnabled() const { return mAutoAdjustZRange; } ///< See setAutoAdjustZRange.
     ///@}
 
     /// Draws one frame: the scene into the scene pass, then post-processing into the output pass.
@@ -214,27 +213,27 @@ public:
 
     /// How the scene is coloured (RenderMode::Default at first).
     void setRenderMode(RenderMode mode);
-    RenderMode renderMode() const { return renderMode_; } ///< See setRenderMode.
+    RenderMode renderMode() const { return mRenderMode; } ///< See setRenderMode.
     /// The colour map of the distance modes (ColorMap::Turbo at first).
     void setColorMap(ColorMap map);
-    ColorMap colorMap() const { return colorMap_; } ///< See setColorMap.
+    ColorMap colorMap() const { return mColorMap; } ///< See setColorMap.
     /// The distances spread over the colour map (0 to 1 at first).
     void setColorMapRange(float minDistance, float maxDistance);
-    float minDistance() const { return minDistance_; } ///< See setColorMapRange.
-    float maxDistance() const { return maxDistance_; } ///< See setColorMapRange.
+    float minDistance() const { return mMinDistance; } ///< See setColorMapRange.
+    float maxDistance() const { return mMaxDistance; } ///< See setColorMapRange.
     /// The distances that pass in the pass-fail and traffic-light colour maps (-0.5 to 0.5 at
     /// first); the others are red.
     void setPassFailDistanceRange(float minDistance, float maxDistance);
-    float minDistancePassFail() const { return minDistancePassFail_; } ///< See setPassFailDistanceRange.
-    float maxDistancePassFail() const { return maxDistancePassFail_; } ///< See setPassFailDistanceRange.
+    float minDistancePassFail() const { return mMinDistancePassFail; } ///< See setPassFailDistanceRange.
+    float maxDistancePassFail() const { return mMaxDistancePassFail; } ///< See setPassFailDistanceRange.
     /// The distances that the traffic-light colour map shows green (-0.25 to 0.25 at first); the
     /// passing distances outside them are yellow.
     void setWarnDistanceRange(float minDistance, float maxDistance);
-    float minDistanceWarn() const { return minDistanceWarn_; } ///< See setWarnDistanceRange.
-    float maxDistanceWarn() const { return maxDistanceWarn_; } ///< See setWarnDistanceRange.
+    float minDistanceWarn() const { return mMinDistanceWarn; } ///< See setWarnDistanceRange.
+    float maxDistanceWarn() const { return mMaxDistanceWarn; } ///< See setWarnDistanceRange.
     /// Whether distances keep their sign (on at first); off, they are absolute.
     void setUseSignedDistance(bool useSignedDistance);
-    bool useSignedDistance() const { return useSignedDistance_; } ///< See setUseSignedDistance.
+    bool useSignedDistance() const { return mUseSignedDistance; } ///< See setUseSignedDistance.
     /// The plane whose distance RenderMode::PlaneDistance colours by, in world coordinates (y = 0 at
     /// first; see also setColorizationRange).
     void setPlaneForDistanceColorization(const Math::NPlane<float, 3>& plane);
@@ -242,41 +241,41 @@ public:
     /// none. Compared by identity: another pointer to an equal mesh counts as a change.
     void setMeshForDistanceColorization(std::shared_ptr<Math::TriangleMesh<float>> mesh);
     /// Whether a mesh for distance colorization is set.
-    bool hasMeshForDistanceColorization() const { return meshForDistanceColorization_ != nullptr; }
+    bool hasMeshForDistanceColorization() const { return mMeshForDistanceColorization != nullptr; }
     /// The colour of points in the tomographic modes (black at first).
     void setTomographicColor(Math::Color color);
-    const Math::Color& tomographicColor() const { return tomographicColor_; } ///< See setTomographicColor.
+    const Math::Color& tomographicColor() const { return mTomographicColor; } ///< See setTomographicColor.
     /// Whether the tomographic modes draw each cloud in its own uniform colour instead of the
     /// tomographic colour (off at first).
     void setUseCloudColorsInTomographicRenderModes(bool useCloudColors);
     /// See setUseCloudColorsInTomographicRenderModes.
-    bool useCloudColorsInTomographicRenderModes() const { return useCloudColorsInTomographicRenderModes_; }
+    bool useCloudColorsInTomographicRenderModes() const { return mUseCloudColorsInTomographicRenderModes; }
     /// Brightness of the default mode's picture: added to every grey level (0 to 1) before contrast
     /// scales it about mid-grey (0 at first).
     void setBrightness(float brightness);
-    float brightness() const { return postProcess_.brightness(); } ///< See setBrightness.
+    float brightness() const { return mPostProcess.brightness(); } ///< See setBrightness.
     /// Contrast of the default mode's picture: the factor by which grey levels move away from
     /// mid-grey (1 at first).
     void setContrast(float contrast);
-    float contrast() const { return postProcess_.contrast(); } ///< See setContrast.
+    float contrast() const { return mPostProcess.contrast(); } ///< See setContrast.
     /// Multiplies the alpha of the finished picture (1 at first), for hosts that composite it.
     void setOpacity(float opacity);
-    float opacity() const { return postProcess_.opacity(); } ///< See setOpacity.
+    float opacity() const { return mPostProcess.opacity(); } ///< See setOpacity.
     /// Eye-dome lighting of the finished picture, from the scene's depth alone (off at first; see
     /// EyeDomeLighting). It shades every render mode and meshes and panoramas alike; in the
     /// tomographic modes, whose blended points write no depth, the scene is drawn once more into
     /// the depth buffer for it. Throws std::invalid_argument (checkEyeDomeLighting), changing
     /// nothing, for a strength or radius out of range.
     void setEyeDomeLighting(const EyeDomeLighting& lighting);
-    const EyeDomeLighting& eyeDomeLighting() const { return eyeDomeLighting_; } ///< See setEyeDomeLighting.
+    const EyeDomeLighting& eyeDomeLighting() const { return mEyeDomeLighting; } ///< See setEyeDomeLighting.
     /// How points are drawn where their discs overlap (SplatQuality::Standard at first).
     void setSplatQuality(SplatQuality quality);
-    SplatQuality splatQuality() const { return splatQuality_; } ///< See setSplatQuality.
+    SplatQuality splatQuality() const { return mSplatQuality; } ///< See setSplatQuality.
     /// The colour of each class in RenderMode::Classification, and which classes are shown (the
     /// default colours, every class shown, at first). A hidden class's points are left out in
     /// every mode: not drawn, not picked, not read back.
     void setPointClasses(const PointClasses& classes);
-    const PointClasses& pointClasses() const { return pointClasses_; } ///< See setPointClasses.
+    const PointClasses& pointClasses() const { return mPointClasses; } ///< See setPointClasses.
     /// The colour of one class (see setPointClasses).
     void setClassColor(std::uint8_t classIndex, const Math::Color& color);
     /// Shows or hides one class (see setPointClasses).
@@ -368,55 +367,55 @@ private:
     // The drawn points in the search square, column by column (w > 0 texels of the scene's exact
     // world positions); nullopt for an empty square.
     std::optional<std::vector<Math::Point<float, 3>>> drawnPointsAround(std::size_t x, std::size_t y,
-                                                                         std::size_t tolerance);
+                                                                        std::size_t tolerance);
     // The read-back of a whole render target into its staging texture, mapped until it goes.
     template <typename Read>
     void readBack(const Texture2d& staging, const Texture2d& target, Read&& read);
     template <typename Emit>
     std::size_t walkPoints(std::size_t maxCount, Emit&& emit);
 
-    std::shared_ptr<Camera> camera_;
-    std::shared_ptr<Renderable> scene_;
-    std::uint64_t pointChunkColumn_ = 0;
-    std::uint64_t pointChunkRow_ = 0;
-    Math::Color backgroundColor_ = Math::Color::white(255);
-    Eigen::Matrix4f modelMatrix_ = Eigen::Matrix4f::Identity();
-    ComPtr<ID3D11Device> device_;
-    ComPtr<ID3D11DeviceContext> deviceContext_;
-    DepthStencilState depthWriteState_;
-    DepthStencilState depthReadOnlyState_;
-    BlendState alphaBlendState_;
-    BlendState opaqueBlendState_;
-    BlendState additiveBlendState_;
-    BlendState depthOnlyBlendState_;
-    RasterizerState rasterizerState_;
-    RenderPass scenePass_;
-    RenderPass outputPass_;
+    std::shared_ptr<Camera> mCamera;
+    std::shared_ptr<Renderable> mScene;
+    std::uint64_t mPointChunkColumn = 0;
+    std::uint64_t mPointChunkRow = 0;
+    Math::Color mBackgroundColor = Math::Color::white(255);
+    Eigen::Matrix4f mModelMatrix = Eigen::Matrix4f::Identity();
+    ComPtr<ID3D11Device> mDevice;
+    ComPtr<ID3D11DeviceContext> mDeviceContext;
+    DepthStencilState mDepthWriteState;
+    DepthStencilState mDepthReadOnlyState;
+    BlendState mAlphaBlendState;
+    BlendState mOpaqueBlendState;
+    BlendState mAdditiveBlendState;
+    BlendState mDepthOnlyBlendState;
+    RasterizerState mRasterizerState;
+    RenderPass mScenePass;
+    RenderPass mOutputPass;
     // The sums of weighted splats; made when high-quality splats are first drawn.
-    std::optional<RenderPass> splatPass_;
-    Texture2d colorStaging_;
-    Texture2d depthStaging_;
-    Texture2d worldPositionStaging_;
-    Texture2d exactWorldPositionStaging_;
-    PostProcess postProcess_;
-    bool autoAdjustZRange_ = false;
+    std::optional<RenderPass> mSplatPass;
+    Texture2d mColorStaging;
+    Texture2d mDepthStaging;
+    Texture2d mWorldPositionStaging;
+    Texture2d mExactWorldPositionStaging;
+    PostProcess mPostProcess;
+    bool mAutoAdjustZRange = false;
 
-    RenderMode renderMode_ = RenderMode::Default;
-    ColorMap colorMap_ = ColorMap::Turbo;
-    std::shared_ptr<Math::TriangleMesh<float>> meshForDistanceColorization_;
-    Math::NPlane<float, 3> planeForDistanceColorization_{0.0f, 1.0f, 0.0f, 0.0f};
-    float minDistance_ = 0.0f;
-    float maxDistance_ = 1.0f;
-    float minDistancePassFail_ = -0.5f;
-    float maxDistancePassFail_ = 0.5f;
-    float minDistanceWarn_ = -0.25f;
-    float maxDistanceWarn_ = 0.25f;
-    bool useSignedDistance_ = true;
-    Math::Color tomographicColor_ = Math::Color::black(255);
-    bool useCloudColorsInTomographicRenderModes_ = false;
-    EyeDomeLighting eyeDomeLighting_;
-    SplatQuality splatQuality_ = SplatQuality::Standard;
-    PointClasses pointClasses_;
+    RenderMode mRenderMode = RenderMode::Default;
+    ColorMap mColorMap = ColorMap::Turbo;
+    std::shared_ptr<Math::TriangleMesh<float>> mMeshForDistanceColorization;
+    Math::NPlane<float, 3> mPlaneForDistanceColorization{0.0f, 1.0f, 0.0f, 0.0f};
+    float mMinDistance = 0.0f;
+    float mMaxDistance = 1.0f;
+    float mMinDistancePassFail = -0.5f;
+    float mMaxDistancePassFail = 0.5f;
+    float mMinDistanceWarn = -0.25f;
+    float mMaxDistanceWarn = 0.25f;
+    bool mUseSignedDistance = true;
+    Math::Color mTomographicColor = Math::Color::black(255);
+    bool mUseCloudColorsInTomographicRenderModes = false;
+    EyeDomeLighting mEyeDomeLighting;
+    SplatQuality mSplatQuality = SplatQuality::Standard;
+    PointClasses mPointClasses;
 };
 
 } // namespace Render

@@ -14,8 +14,8 @@ namespace Render {
 /// A camera pose: where the eye is, what it looks at, and which way is up (Renderer::setCameraPose
 /// takes the three).
 struct CameraPose {
-    Math::Point<float, 3> eye;                     ///< where the eye is
-    Math::Point<float, 3> target;                  ///< the point it looks at
+    Math::Point<float, 3> eye; ///< where the eye is
+    Math::Point<float, 3> target; ///< the point it looks at
     Eigen::Vector3f up = Eigen::Vector3f::UnitZ(); ///< the direction that is up in the picture
 };
 
@@ -29,9 +29,9 @@ LUMARO_RENDER_API CameraPose obliqueView(const Math::NBoundingBox<float, 3>& box
 /// with the extents that fit the box's x and y extents into a width x height image along the
 /// limiting axis (the other axis shows more). Give the extents to Renderer::setOrthographic.
 struct TopView {
-    CameraPose pose;               ///< above the box's centre, looking down with +y up
+    CameraPose pose; ///< above the box's centre, looking down with +y up
     float horizontalExtent = 1.0f; ///< the width shown, in the box's units
-    float verticalExtent = 1.0f;   ///< the height shown, in the box's units
+    float verticalExtent = 1.0f; ///< the height shown, in the box's units
 };
 /// The map view of `box` for a picture of width x height pixels (see TopView). A box without
 /// width or depth still gets a view of some size; an empty box a view of one unit across from one

@@ -20,10 +20,10 @@ public:
     // `blendFactor` may be null (factors of one).
     void set(ID3D11DeviceContext* context, float* blendFactor, unsigned sampleMask) const;
 
-    ID3D11BlendState* get() const { return state_.Get(); }
+    ID3D11BlendState* get() const { return mState.Get(); }
 
 private:
-    ComPtr<ID3D11BlendState> state_;
+    ComPtr<ID3D11BlendState> mState;
 };
 
 } // namespace Render

@@ -42,21 +42,21 @@ public:
     // Draws into whatever targets and states the caller has set, and unbinds what it bound.
     void draw(ID3D11DeviceContext* context);
 
-    std::size_t boxCount() const { return m_boxCount; }
-    std::size_t instanceCapacity() const { return m_instanceCapacity; }
-    ID3D11Buffer* instanceBuffer() const { return m_instanceBuffer.Get(); }
+    std::size_t boxCount() const { return mBoxCount; }
+    std::size_t instanceCapacity() const { return mInstanceCapacity; }
+    ID3D11Buffer* instanceBuffer() const { return mInstanceBuffer.Get(); }
 
 private:
     // `initialBoxes` null: no initial data.
     Boxes(const ComPtr<ID3D11Device>& device, const D3D11_BUFFER_DESC& desc, const void* initialBoxes,
           std::size_t capacity, std::size_t count);
 
-    VertexShader m_vertexShader;
-    PixelShader m_pixelShader;
-    ConstantBuffer<Eigen::Matrix4f> m_modelViewProjection;
-    std::size_t m_instanceCapacity = 0;
-    ComPtr<ID3D11Buffer> m_instanceBuffer;
-    std::size_t m_boxCount = 0;
+    VertexShader mVertexShader;
+    PixelShader mPixelShader;
+    ConstantBuffer<Eigen::Matrix4f> mModelViewProjection;
+    std::size_t mInstanceCapacity = 0;
+    ComPtr<ID3D11Buffer> mInstanceBuffer;
+    std::size_t mBoxCount = 0;
 };
 
 } // namespace Render

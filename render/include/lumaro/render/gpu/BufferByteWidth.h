@@ -18,9 +18,9 @@ inline std::uint32_t bufferByteWidth(std::size_t count, std::uint32_t stride, st
 {
     constexpr auto largest = std::numeric_limits<std::uint32_t>::max();
     if (stride != 0 && count > largest / stride)
-        throw std::invalid_argument(std::to_string(count) + " " + std::string(elements) + " of " +
-                                    std::to_string(stride) + " bytes exceed the largest buffer Direct3D can describe (" +
-                                    std::to_string(largest) + " bytes)");
+        throw std::invalid_argument(
+            std::to_string(count) + " " + std::string(elements) + " of " + std::to_string(stride)
+            + " bytes exceed the largest buffer Direct3D can describe (" + std::to_string(largest) + " bytes)");
     return static_cast<std::uint32_t>(count * stride);
 }
 

@@ -14,11 +14,11 @@ public:
     explicit ComException(std::int32_t result);
 
     const char* what() const noexcept override;
-    std::int32_t result() const noexcept { return result_; }
+    std::int32_t result() const noexcept { return mResult; }
 
 private:
-    std::int32_t result_;
-    std::string message_;
+    std::int32_t mResult;
+    std::string mMessage;
 };
 
 // Throws ComException when `result` reports a failure (is negative).

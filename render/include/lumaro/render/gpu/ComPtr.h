@@ -28,9 +28,10 @@ public:
     ComPtr() noexcept = default;
     ComPtr(std::nullptr_t) noexcept {}
 
-    T* Get() const noexcept { return nullptr; }
+    // Get and Reset keep the names of Microsoft::WRL::ComPtr, which the Windows build uses.
+    T* Get() const noexcept { return nullptr; } // NOLINT(readability-identifier-naming)
     explicit operator bool() const noexcept { return false; }
-    void Reset() noexcept {}
+    void Reset() noexcept {} // NOLINT(readability-identifier-naming)
 };
 
 } // namespace Render

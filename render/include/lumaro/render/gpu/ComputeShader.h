@@ -19,7 +19,7 @@ public:
     ComputeShader(ComputeShader&&) noexcept = default;
     ComputeShader& operator=(ComputeShader&& other) noexcept
     {
-        moveComPtr(shader_, other.shader_);
+        moveComPtr(mShader, other.mShader);
         return *this;
     }
     ComputeShader(const ComputeShader&) = delete;
@@ -34,12 +34,12 @@ public:
     void begin(ID3D11DeviceContext* context) const;
     void end(ID3D11DeviceContext* context) const;
 
-    ID3D11ComputeShader* get() const { return shader_.Get(); }
+    ID3D11ComputeShader* get() const { return mShader.Get(); }
 
 private:
     explicit ComputeShader(ComPtr<ID3D11ComputeShader> shader);
 
-    ComPtr<ID3D11ComputeShader> shader_;
+    ComPtr<ID3D11ComputeShader> mShader;
 };
 
 } // namespace Render

@@ -22,7 +22,7 @@ class ConstantBuffer {
 
 public:
     ConstantBuffer() = default;
-    ConstantBuffer(ID3D11Device* device, const T& initial) : m_data(initial)
+    ConstantBuffer(ID3D11Device* device, const T& initial) : mData(initial)
     {
         D3D11_BUFFER_DESC desc{};
         desc.ByteWidth = sizeof(T);
@@ -30,71 +30,70 @@ public:
         desc.BindFlags = D3D11_BIND_CONSTANT_BUFFER;
         desc.CPUAccessFlags = D3D11_CPU_ACCESS_WRITE;
         D3D11_SUBRESOURCE_DATA data{};
-        data.pSysMem = &m_data;
-        throwIfFailed(device->CreateBuffer(&desc, &data, &m_buffer));
+        data.pSysMem = &mData;
+        throwIfFailed(device->CreateBuffer(&desc, &data, &mBuffer));
     }
 
     ConstantBuffer(const ConstantBuffer&) = delete;
     ConstantBuffer& operator=(const ConstantBuffer&) = delete;
-    ConstantBuffer(ConstantBuffer&& other) noexcept
-        : m_data(other.m_data), m_dirty(other.m_dirty), m_binding(other.m_binding)
+    ConstantBuffer(ConstantBuffer&& other) noexcept : mData(other.mData), mDirty(other.mDirty), mBinding(other.mBinding)
     {
-        m_buffer.Swap(other.m_buffer);
+        mBuffer.Swap(other.mBuffer);
     }
     ConstantBuffer& operator=(ConstantBuffer&& other) noexcept
     {
-        moveComPtr(m_buffer, other.m_buffer);
-        m_data = other.m_data;
-        m_dirty = other.m_dirty;
-        m_binding = other.m_binding;
+        moveComPtr(mBuffer, other.mBuffer);
+        mData = other.mData;
+        mDirty = other.mDirty;
+        mBinding = other.mBinding;
         return *this;
     }
 
-    const T& data() const { return m_data; }
+    const T& data() const { return mData; }
     // Write access marks the copy for upload.
     T& modify()
     {
-        m_dirty = true;
-        return m_data;
+        mDirty = true;
+        return mData;
     }
     void set(const T& data)
     {
-        m_data = data;
-        m_dirty = true;
+        mData = data;
+        mDirty = true;
     }
-    bool dirty() const { return m_dirty; }
+    bool dirty() const { return mDirty; }
 
     void begin(ID3D11DeviceContext* context, ShaderConfiguration stages, unsigned slot)
     {
         // Check the pairing first, record the binding only after a successful upload: a failed
         // map must not leave the buffer marked as bound.
-        requireUnbound(m_binding.stages());
-        if (m_dirty) {
+        requireUnbound(mBinding.stages());
+        if (mDirty) {
             D3D11_MAPPED_SUBRESOURCE mapped{};
-            throwIfFailed(context->Map(m_buffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
-            std::memcpy(mapped.pData, &m_data, sizeof(T));
-            context->Unmap(m_buffer.Get(), 0);
-            m_dirty = false;
+            throwIfFailed(context->Map(mBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped));
+            std::memcpy(mapped.pData, &mData, sizeof(T));
+            context->Unmap(mBuffer.Get(), 0);
+            mDirty = false;
         }
-        m_binding.bind(stages, slot);
-        m_binding.apply(context, setters, m_buffer.Get());
+        mBinding.bind(stages, slot);
+        mBinding.apply(context, setters, mBuffer.Get());
     }
 
-    void end(ID3D11DeviceContext* context) { m_binding.end(context, setters); }
+    void end(ID3D11DeviceContext* context) { mBinding.end(context, setters); }
 
-    ShaderConfiguration stages() const { return m_binding.stages(); }
-    std::uint32_t slot() const { return m_binding.slot(); }
-    ID3D11Buffer* get() const { return m_buffer.Get(); }
+    ShaderConfiguration stages() const { return mBinding.stages(); }
+    std::uint32_t slot() const { return mBinding.slot(); }
+    ID3D11Buffer* get() const { return mBuffer.Get(); }
 
 private:
     static constexpr StageSetters<ID3D11Buffer> setters{
         &ID3D11DeviceContext::VSSetConstantBuffers, &ID3D11DeviceContext::PSSetConstantBuffers,
         &ID3D11DeviceContext::GSSetConstantBuffers, &ID3D11DeviceContext::CSSetConstantBuffers};
 
-    T m_data{};
-    ComPtr<ID3D11Buffer> m_buffer;
-    bool m_dirty = true;
-    StageBinding m_binding;
+    T mData{};
+    ComPtr<ID3D11Buffer> mBuffer;
+    bool mDirty = true;
+    StageBinding mBinding;
 };
 
 } // namespace Render

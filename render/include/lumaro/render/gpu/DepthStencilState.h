@@ -25,10 +25,10 @@ public:
 
     void set(ID3D11DeviceContext* context, unsigned stencilRef) const;
 
-    ID3D11DepthStencilState* get() const { return state_.Get(); }
+    ID3D11DepthStencilState* get() const { return mState.Get(); }
 
 private:
-    ComPtr<ID3D11DepthStencilState> state_;
+    ComPtr<ID3D11DepthStencilState> mState;
 };
 
 } // namespace Render

@@ -23,19 +23,19 @@ public:
     DepthStencilView& operator=(DepthStencilView&& other) noexcept;
 
     void setClearValues(unsigned clearFlags, float depth, unsigned char stencil);
-    std::uint32_t clearFlags() const { return clearFlags_; }
-    float depthClearValue() const { return depthClearValue_; }
-    std::uint8_t stencilClearValue() const { return stencilClearValue_; }
+    std::uint32_t clearFlags() const { return mClearFlags; }
+    float depthClearValue() const { return mDepthClearValue; }
+    std::uint8_t stencilClearValue() const { return mStencilClearValue; }
 
     void clear(ID3D11DeviceContext* context) const;
 
-    ID3D11DepthStencilView* get() const { return view_.Get(); }
+    ID3D11DepthStencilView* get() const { return mView.Get(); }
 
 private:
-    ComPtr<ID3D11DepthStencilView> view_;
-    std::uint32_t clearFlags_ = 0;
-    float depthClearValue_ = 0.0f;
-    std::uint8_t stencilClearValue_ = 0;
+    ComPtr<ID3D11DepthStencilView> mView;
+    std::uint32_t mClearFlags = 0;
+    float mDepthClearValue = 0.0f;
+    std::uint8_t mStencilClearValue = 0;
 };
 
 } // namespace Render

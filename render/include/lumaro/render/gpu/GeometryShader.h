@@ -20,7 +20,7 @@ public:
     GeometryShader(GeometryShader&&) noexcept = default;
     GeometryShader& operator=(GeometryShader&& other) noexcept
     {
-        moveComPtr(shader_, other.shader_);
+        moveComPtr(mShader, other.mShader);
         return *this;
     }
     GeometryShader(const GeometryShader&) = delete;
@@ -35,12 +35,12 @@ public:
     void begin(ID3D11DeviceContext* context) const;
     void end(ID3D11DeviceContext* context) const;
 
-    ID3D11GeometryShader* get() const { return shader_.Get(); }
+    ID3D11GeometryShader* get() const { return mShader.Get(); }
 
 private:
     explicit GeometryShader(ComPtr<ID3D11GeometryShader> shader);
 
-    ComPtr<ID3D11GeometryShader> shader_;
+    ComPtr<ID3D11GeometryShader> mShader;
 };
 
 } // namespace Render

@@ -28,14 +28,14 @@ public:
     void begin(ID3D11DeviceContext* context, unsigned offset);
     void end(ID3D11DeviceContext* context);
 
-    std::size_t count() const { return m_count; }
-    std::uint32_t offset() const { return m_offset; }
-    ID3D11Buffer* get() const { return m_buffer.Get(); }
+    std::size_t count() const { return mCount; }
+    std::uint32_t offset() const { return mOffset; }
+    ID3D11Buffer* get() const { return mBuffer.Get(); }
 
 private:
-    std::size_t m_count = 0;
-    ComPtr<ID3D11Buffer> m_buffer;
-    std::uint32_t m_offset = 0;
+    std::size_t mCount = 0;
+    ComPtr<ID3D11Buffer> mBuffer;
+    std::uint32_t mOffset = 0;
 };
 
 } // namespace Render

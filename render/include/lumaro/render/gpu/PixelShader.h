@@ -19,7 +19,7 @@ public:
     PixelShader(PixelShader&&) noexcept = default;
     PixelShader& operator=(PixelShader&& other) noexcept
     {
-        moveComPtr(shader_, other.shader_);
+        moveComPtr(mShader, other.mShader);
         return *this;
     }
     PixelShader(const PixelShader&) = delete;
@@ -34,12 +34,12 @@ public:
     void begin(ID3D11DeviceContext* context) const;
     void end(ID3D11DeviceContext* context) const;
 
-    ID3D11PixelShader* get() const { return shader_.Get(); }
+    ID3D11PixelShader* get() const { return mShader.Get(); }
 
 private:
     explicit PixelShader(ComPtr<ID3D11PixelShader> shader);
 
-    ComPtr<ID3D11PixelShader> shader_;
+    ComPtr<ID3D11PixelShader> mShader;
 };
 
 } // namespace Render

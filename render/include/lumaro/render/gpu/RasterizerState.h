@@ -19,10 +19,10 @@ public:
 
     void set(ID3D11DeviceContext* context) const;
 
-    ID3D11RasterizerState* get() const { return state_.Get(); }
+    ID3D11RasterizerState* get() const { return mState.Get(); }
 
 private:
-    ComPtr<ID3D11RasterizerState> state_;
+    ComPtr<ID3D11RasterizerState> mState;
 };
 
 } // namespace Render

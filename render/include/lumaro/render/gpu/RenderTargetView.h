@@ -28,15 +28,15 @@ public:
     void setClearValue(float r, float g, float b, float a);
     // Puts `value` into all four components, alpha included.
     void setClearValue(float value);
-    const std::array<float, 4>& clearValue() const { return clearValue_; }
+    const std::array<float, 4>& clearValue() const { return mClearValue; }
 
     void clear(ID3D11DeviceContext* context) const;
 
-    ID3D11RenderTargetView* get() const { return view_.Get(); }
+    ID3D11RenderTargetView* get() const { return mView.Get(); }
 
 private:
-    ComPtr<ID3D11RenderTargetView> view_;
-    std::array<float, 4> clearValue_{};
+    ComPtr<ID3D11RenderTargetView> mView;
+    std::array<float, 4> mClearValue{};
 };
 
 } // namespace Render

@@ -28,15 +28,15 @@ public:
     // Clears the slot on the bound stages; throws std::logic_error when not bound.
     void end(ID3D11DeviceContext* context);
 
-    ShaderConfiguration stages() const { return binding_.stages(); }
-    std::uint32_t slot() const { return binding_.slot(); }
+    ShaderConfiguration stages() const { return mBinding.stages(); }
+    std::uint32_t slot() const { return mBinding.slot(); }
 
-    ID3D11SamplerState* get() const { return state_.Get(); }
+    ID3D11SamplerState* get() const { return mState.Get(); }
 
 private:
     // Field order state, stages, slot: see BindingLayout.
-    ComPtr<ID3D11SamplerState> state_;
-    StageBinding binding_;
+    ComPtr<ID3D11SamplerState> mState;
+    StageBinding mBinding;
 };
 
 } // namespace Render

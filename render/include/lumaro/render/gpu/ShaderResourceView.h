@@ -28,15 +28,15 @@ public:
     // Clears the slot on the bound stages; throws std::logic_error when not bound.
     void end(ID3D11DeviceContext* context);
 
-    std::uint32_t slot() const { return binding_.slot(); }
-    ShaderConfiguration stages() const { return binding_.stages(); }
+    std::uint32_t slot() const { return mBinding.slot(); }
+    ShaderConfiguration stages() const { return mBinding.stages(); }
 
-    ID3D11ShaderResourceView* get() const { return view_.Get(); }
+    ID3D11ShaderResourceView* get() const { return mView.Get(); }
 
 private:
     // Field order view, slot, stages: see BindingLayout.
-    ComPtr<ID3D11ShaderResourceView> view_;
-    SlotFirstStageBinding binding_;
+    ComPtr<ID3D11ShaderResourceView> mView;
+    SlotFirstStageBinding mBinding;
 };
 
 } // namespace Render

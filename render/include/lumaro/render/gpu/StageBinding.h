@@ -45,10 +45,10 @@ struct BindingFields<BindingLayout::SlotThenStages> {
     ShaderConfiguration stages{};
 };
 
-static_assert(offsetof(BindingFields<BindingLayout::StagesThenSlot>, stages) <
-              offsetof(BindingFields<BindingLayout::StagesThenSlot>, slot));
-static_assert(offsetof(BindingFields<BindingLayout::SlotThenStages>, slot) <
-              offsetof(BindingFields<BindingLayout::SlotThenStages>, stages));
+static_assert(offsetof(BindingFields<BindingLayout::StagesThenSlot>, stages)
+              < offsetof(BindingFields<BindingLayout::StagesThenSlot>, slot));
+static_assert(offsetof(BindingFields<BindingLayout::SlotThenStages>, slot)
+              < offsetof(BindingFields<BindingLayout::SlotThenStages>, stages));
 
 // The stages and slot an object (view, sampler, constant buffer) is bound to between begin and
 // end. The object itself stays with its owner, which passes it and its kind's setters in.
@@ -68,17 +68,17 @@ public:
     template <class Object>
     void end(ID3D11DeviceContext* context, const StageSetters<Object>& setters)
     {
-        requireBound(fields_.stages);
+        requireBound(mFields.stages);
         apply<Object>(context, setters, nullptr);
-        fields_ = {};
+        mFields = {};
     }
 
     // The first half of begin, for owners with work between taking the slot and filling it.
     void bind(ShaderConfiguration stages, unsigned slot)
     {
-        requireUnbound(fields_.stages);
-        fields_.stages = stages;
-        fields_.slot = slot;
+        requireUnbound(mFields.stages);
+        mFields.stages = stages;
+        mFields.slot = slot;
     }
 
     // Puts `object` (null clears) into the slot of every bound stage.
@@ -86,8 +86,8 @@ public:
     void apply(ID3D11DeviceContext* context, const StageSetters<Object>& setters, Object* object) const
     {
         Object* const objects[] = {object};
-        const UINT slot = fields_.slot;
-        forEachStage(fields_.stages, [&](ShaderConfiguration stage) {
+        const UINT slot = mFields.slot;
+        forEachStage(mFields.stages, [&](ShaderConfiguration stage) {
             switch (stage) {
             case ShaderConfiguration::Vertex: (context->*setters.vertex)(slot, 1, objects); break;
             case ShaderConfiguration::Pixel: (context->*setters.pixel)(slot, 1, objects); break;
@@ -97,11 +97,11 @@ public:
         });
     }
 
-    ShaderConfiguration stages() const { return fields_.stages; }
-    std::uint32_t slot() const { return fields_.slot; }
+    ShaderConfiguration stages() const { return mFields.stages; }
+    std::uint32_t slot() const { return mFields.slot; }
 
 private:
-    BindingFields<Layout> fields_;
+    BindingFields<Layout> mFields;
 };
 
 // Samplers and constant buffers.
@@ -110,9 +110,9 @@ using StageBinding = BasicStageBinding<BindingLayout::StagesThenSlot>;
 using SlotFirstStageBinding = BasicStageBinding<BindingLayout::SlotThenStages>;
 
 // A binding is nothing but its fields, so an owner's layout follows from where it puts the binding.
-static_assert(std::is_standard_layout_v<StageBinding> &&
-              sizeof(StageBinding) == sizeof(BindingFields<BindingLayout::StagesThenSlot>));
-static_assert(std::is_standard_layout_v<SlotFirstStageBinding> &&
-              sizeof(SlotFirstStageBinding) == sizeof(BindingFields<BindingLayout::SlotThenStages>));
+static_assert(std::is_standard_layout_v<StageBinding>
+              && sizeof(StageBinding) == sizeof(BindingFields<BindingLayout::StagesThenSlot>));
+static_assert(std::is_standard_layout_v<SlotFirstStageBinding>
+              && sizeof(SlotFirstStageBinding) == sizeof(BindingFields<BindingLayout::SlotThenStages>));
 
 } // namespace Render

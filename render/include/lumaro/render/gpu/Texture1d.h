@@ -25,10 +25,10 @@ public:
     // Copies all of `source` into this texture.
     void copy(ID3D11DeviceContext* context, const Texture1d& source) const;
 
-    ID3D11Texture1D* get() const { return texture_.Get(); }
+    ID3D11Texture1D* get() const { return mTexture.Get(); }
 
 private:
-    ComPtr<ID3D11Texture1D> texture_;
+    ComPtr<ID3D11Texture1D> mTexture;
 };
 
 } // namespace Render

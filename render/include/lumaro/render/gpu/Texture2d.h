@@ -74,8 +74,8 @@ public:
     void copySubRegion(ID3D11DeviceContext* context, const Texture2d& source, unsigned dstX, unsigned dstY,
                        unsigned dstZ, unsigned dstSubresource, unsigned srcSubresource) const;
 
-    const D3D11_TEXTURE2D_DESC& desc() const { return desc_; }
-    ID3D11Texture2D* get() const { return texture_.Get(); }
+    const D3D11_TEXTURE2D_DESC& desc() const { return mDesc; }
+    ID3D11Texture2D* get() const { return mTexture.Get(); }
 
 private:
     void create(ID3D11Device* device, const D3D11_SUBRESOURCE_DATA* initialData);
@@ -86,8 +86,8 @@ private:
     void drawRows(ID3D11DeviceContext* context, std::size_t x, std::size_t y, const char* rows, std::size_t height,
                   std::size_t stride, D3D11_MAP mapType) const;
 
-    D3D11_TEXTURE2D_DESC desc_{};
-    ComPtr<ID3D11Texture2D> texture_;
+    D3D11_TEXTURE2D_DESC mDesc{};
+    ComPtr<ID3D11Texture2D> mTexture;
 };
 
 } // namespace Render

@@ -20,14 +20,14 @@ public:
     VertexContainer() = default;
     VertexContainer(std::initializer_list<Vertex> vertices);
 
-    std::size_t size() const { return m_vertices.size(); }
+    std::size_t size() const { return mVertices.size(); }
     void resize(std::size_t count);
 
-    Vertex* data() { return m_vertices.data(); }
-    const Vertex* data() const { return m_vertices.data(); }
-    const Vertex& operator[](std::size_t i) const { return m_vertices[i]; }
+    Vertex* data() { return mVertices.data(); }
+    const Vertex* data() const { return mVertices.data(); }
+    const Vertex& operator[](std::size_t i) const { return mVertices[i]; }
 
-    const Math::Point<float, 3>& position(std::size_t i) const { return m_vertices[i].position; }
+    const Math::Point<float, 3>& position(std::size_t i) const { return mVertices[i].position; }
     void setPosition(std::size_t i, double x, double y, double z);
     void setColor(std::size_t i, unsigned char r, unsigned char g, unsigned char b, unsigned char a);
     // Keeps the high byte only: 16-bit intensities are quantised to 8 bits by truncation.
@@ -40,10 +40,10 @@ public:
 
     // 0 keeps the vertex at the next complete(), anything else drops it.
     void setVisibility(std::size_t i, unsigned char value);
-    bool visibilityChanged() const { return m_visibilityChanged; }
-    const std::vector<std::uint8_t>& visibility() const { return m_visibility; }
+    bool visibilityChanged() const { return mVisibilityChanged; }
+    const std::vector<std::uint8_t>& visibility() const { return mVisibility; }
     // Resizes the visibility bytes alone (new bytes keep their vertex).
-    void resizeVisibility(std::size_t count) { m_visibility.resize(count, 0); }
+    void resizeVisibility(std::size_t count) { mVisibility.resize(count, 0); }
 
     // Removes every vertex whose alpha is 0, keeping the order of the rest.
     void clearFullyTransparentPoints();
@@ -53,9 +53,9 @@ public:
     void complete();
 
 private:
-    std::vector<Vertex> m_vertices;
-    std::vector<std::uint8_t> m_visibility;
-    bool m_visibilityChanged = false;
+    std::vector<Vertex> mVertices;
+    std::vector<std::uint8_t> mVisibility;
+    bool mVisibilityChanged = false;
 };
 
 } // namespace Render

@@ -20,12 +20,12 @@ struct VertexPosColor {
     Math::Color color;
 
     VertexPosColor() = default;
-    VertexPosColor(const Math::Point<float, 3>& position, const Math::Color& color) : position(position), color(color) {}
+    VertexPosColor(const Math::Point<float, 3>& position, const Math::Color& color) : position(position), color(color)
+    {}
     VertexPosColor(float x, float y, float z, unsigned int rgba) : position(x, y, z), color(rgba) {}
     VertexPosColor(float x, float y, float z, unsigned char r, unsigned char g, unsigned char b, unsigned char a)
         : position(x, y, z), color(r, g, b, a)
-    {
-    }
+    {}
 };
 
 struct VertexPosNormalColor {
@@ -36,17 +36,14 @@ struct VertexPosNormalColor {
     VertexPosNormalColor() = default;
     VertexPosNormalColor(const Math::Point<float, 3>& position, const Eigen::Vector3f& normal, const Math::Color& color)
         : position(position), normal(normal), color(color)
-    {
-    }
+    {}
     VertexPosNormalColor(float x, float y, float z, float nx, float ny, float nz, unsigned int rgba)
         : position(x, y, z), normal(nx, ny, nz), color(rgba)
-    {
-    }
+    {}
     VertexPosNormalColor(float x, float y, float z, float nx, float ny, float nz, unsigned char r, unsigned char g,
                          unsigned char b, unsigned char a)
         : position(x, y, z), normal(nx, ny, nz), color(r, g, b, a)
-    {
-    }
+    {}
 };
 
 struct VertexPosNormalTexCoordColor {
@@ -59,18 +56,15 @@ struct VertexPosNormalTexCoordColor {
     VertexPosNormalTexCoordColor(const Math::Point<float, 3>& position, const Eigen::Vector3f& normal,
                                  const Math::Point<float, 2>& texCoord, const Math::Color& color)
         : position(position), normal(normal), texCoord(texCoord), color(color)
-    {
-    }
+    {}
     VertexPosNormalTexCoordColor(float x, float y, float z, float nx, float ny, float nz, float u, float v,
                                  unsigned int rgba)
         : position(x, y, z), normal(nx, ny, nz), texCoord(u, v), color(rgba)
-    {
-    }
+    {}
     VertexPosNormalTexCoordColor(float x, float y, float z, float nx, float ny, float nz, float u, float v,
                                  unsigned char r, unsigned char g, unsigned char b, unsigned char a)
         : position(x, y, z), normal(nx, ny, nz), texCoord(u, v), color(r, g, b, a)
-    {
-    }
+    {}
 };
 
 struct VertexPosColorIntensityClassIndexScanIndex {
@@ -97,10 +91,13 @@ struct VertexPosColorIntensityClassIndexScanIndexDistance {
     VertexPosColorIntensityClassIndexScanIndexDistance(const Math::Point<float, 3>& position, const Math::Color& color,
                                                        unsigned char intensity, unsigned char classIndex,
                                                        unsigned short scanIndex, float distance)
-        : position(position), color(color), intensity(intensity), classIndex(classIndex), scanIndex(scanIndex),
+        : position(position),
+          color(color),
+          intensity(intensity),
+          classIndex(classIndex),
+          scanIndex(scanIndex),
           distance(distance)
-    {
-    }
+    {}
 };
 
 struct VertexPosNormalColorIntensityClassIndexScanIndex {

@@ -23,8 +23,8 @@ public:
     VertexShader(VertexShader&&) noexcept = default;
     VertexShader& operator=(VertexShader&& other) noexcept
     {
-        moveComPtr(shader_, other.shader_);
-        moveComPtr(inputLayout_, other.inputLayout_);
+        moveComPtr(mShader, other.mShader);
+        moveComPtr(mInputLayout, other.mInputLayout);
         return *this;
     }
     VertexShader(const VertexShader&) = delete;
@@ -46,14 +46,14 @@ public:
     // Clears the input layout and the shader.
     void end(ID3D11DeviceContext* context) const;
 
-    ID3D11VertexShader* get() const { return shader_.Get(); }
-    ID3D11InputLayout* inputLayout() const { return inputLayout_.Get(); }
+    ID3D11VertexShader* get() const { return mShader.Get(); }
+    ID3D11InputLayout* inputLayout() const { return mInputLayout.Get(); }
 
 private:
     VertexShader(ComPtr<ID3D11VertexShader> shader, ComPtr<ID3D11InputLayout> inputLayout);
 
-    ComPtr<ID3D11VertexShader> shader_;
-    ComPtr<ID3D11InputLayout> inputLayout_;
+    ComPtr<ID3D11VertexShader> mShader;
+    ComPtr<ID3D11InputLayout> mInputLayout;
 };
 
 } // namespace Render

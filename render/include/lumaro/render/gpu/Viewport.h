@@ -23,12 +23,12 @@ public:
     void set(std::size_t width, std::size_t height);
     void setDepthRange(float minDepth, float maxDepth);
 
-    int x() const { return x_; }
-    int y() const { return y_; }
-    std::size_t width() const { return width_; }
-    std::size_t height() const { return height_; }
-    float minDepth() const { return minDepth_; }
-    float maxDepth() const { return maxDepth_; }
+    int x() const { return mX; }
+    int y() const { return mY; }
+    std::size_t width() const { return mWidth; }
+    std::size_t height() const { return mHeight; }
+    float minDepth() const { return mMinDepth; }
+    float maxDepth() const { return mMaxDepth; }
 
     // Computed in single precision and then widened, so it matches what the shaders see.
     double aspectRatio() const;
@@ -41,12 +41,12 @@ public:
     bool operator!=(const Viewport& other) const;
 
 private:
-    std::int32_t x_ = 0;
-    std::int32_t y_ = 0;
-    std::size_t width_ = 640;
-    std::size_t height_ = 480;
-    float minDepth_ = 0.0f;
-    float maxDepth_ = 1.0f;
+    std::int32_t mX = 0;
+    std::int32_t mY = 0;
+    std::size_t mWidth = 640;
+    std::size_t mHeight = 480;
+    float mMinDepth = 0.0f;
+    float mMaxDepth = 1.0f;
 };
 
 // Writes "[x, y, width, height, minDepth, maxDepth]" with the stream's own formatting.

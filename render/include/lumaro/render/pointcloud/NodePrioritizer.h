@@ -36,8 +36,8 @@ class LUMARO_RENDER_API NodePrioritizer {
 public:
     struct OfferResult {
         bool resident = false; // the node is resident after the offer
-        bool changed = false;  // the resident set changed
-        bool empty = false;    // the node has no points to draw (none stored, or all hidden)
+        bool changed = false; // the resident set changed
+        bool empty = false; // the node has no points to draw (none stored, or all hidden)
     };
 
     // Levels 0 to 21, the depths that an Octree::OctreeNodeId can express.

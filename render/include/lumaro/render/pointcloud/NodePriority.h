@@ -40,8 +40,8 @@ public:
     // The same for an orthographic camera, whose screen size does not depend on the distance.
     static NodePriority orthographic(const Math::NBoundingBox<float, 3>& box, const Math::Frustum<float>& frustum,
                                      const Math::ConvexPolytope<float, 3>& clippingVolume,
-                                     const Math::Point<float, 3>& eye, float scale,
-                                     const Eigen::Matrix4f& projection, const Viewport& viewport, float threshold);
+                                     const Math::Point<float, 3>& eye, float scale, const Eigen::Matrix4f& projection,
+                                     const Viewport& viewport, float threshold);
 
     float priority() const { return mPriority; }
     float distanceToEye() const { return mDistanceToEye; }

@@ -19,17 +19,17 @@ struct PointCloudBuffers {
     // One instanced draw: the node's points are vertices[firstPoint, firstPoint + pointCount).
     struct DrawNode {
         Math::NBoundingBox<float, 3> cube; // the shader's node_min is cube.min()
-        std::uint32_t texel = 0;           // node_index: the node's texel in nodeTexels
-        std::uint32_t level = 0;           // node_depth
+        std::uint32_t texel = 0; // node_index: the node's texel in nodeTexels
+        std::uint32_t level = 0; // node_depth
         std::uint32_t firstPoint = 0;
         std::uint32_t pointCount = 0;
     };
 
     // Texels of the node table: RGBA, one byte each, read as 8-bit normalised channels.
     static constexpr std::size_t bytesPerTexel = 4;
-    static constexpr std::size_t childMaskByte = 0;      // red: bit i = child i is resident
+    static constexpr std::size_t childMaskByte = 0; // red: bit i = child i is resident
     static constexpr std::size_t childOffsetHighByte = 1; // green and blue: texels from this node
-    static constexpr std::size_t childOffsetLowByte = 2;  // to its first resident child
+    static constexpr std::size_t childOffsetLowByte = 2; // to its first resident child
 
     // Level order with the root first; the resident children of a node follow each other by
     // child index, so the shader finds child i at offset + (resident siblings below i).

@@ -79,15 +79,14 @@ public:
     static std::shared_ptr<PointCloudRenderable> create(const Octree::Location& location, const std::string& name,
                                                         std::size_t budget, double unitScale);
     /// Shows an octree that is already open. Throws std::invalid_argument for a null octree.
-    static std::shared_ptr<PointCloudRenderable> create(std::shared_ptr<Octree::Octree> octree,
-                                                        const std::string& name, std::size_t budget);
+    static std::shared_ptr<PointCloudRenderable> create(std::shared_ptr<Octree::Octree> octree, const std::string& name,
+                                                        std::size_t budget);
 
     /// Use create(): the Private tag keeps these for it (std::make_shared needs them public).
     ///@{
     PointCloudRenderable(Private, const Octree::Location& location, const std::string& name, std::size_t budget,
                          double unitScale);
-    PointCloudRenderable(Private, std::shared_ptr<Octree::Octree> octree, const std::string& name,
-                         std::size_t budget);
+    PointCloudRenderable(Private, std::shared_ptr<Octree::Octree> octree, const std::string& name, std::size_t budget);
     ///@}
     /// Not copyable: it owns its loading thread and its share of the budget.
     ///@{
@@ -100,11 +99,12 @@ public:
     /// caller (later sizes are ignored). Throws std::invalid_argument for a capacity of 0 or a unit
     /// scale that is not a finite number greater than 0. Any thread may call them.
     ///@{
-    static std::shared_ptr<VertexContainerCache> createOrGetSharedVertexContainerCache(
-        const Octree::Location& location, double unitScale, std::size_t capacity, std::size_t expectedEntries);
-    static std::shared_ptr<MeshDistanceCache> createOrGetSharedMeshDistanceCache(const Octree::Location& location,
-                                                                                double unitScale,
-                                                                                std::size_t capacity);
+    static std::shared_ptr<VertexContainerCache> createOrGetSharedVertexContainerCache(const Octree::Location& location,
+                                                                                       double unitScale,
+                                                                                       std::size_t capacity,
+                                                                                       std::size_t expectedEntries);
+    static std::shared_ptr<MeshDistanceCache>
+    createOrGetSharedMeshDistanceCache(const Octree::Location& location, double unitScale, std::size_t capacity);
     ///@}
 
     /// Joins the prioritizer of the renderer `rendererId` and makes the device's drawer. Throws
@@ -268,8 +268,7 @@ public:
     /// white: contrast = 1 / (upper - lower), at most 4 and at least 1, and brightness moves the
     /// middle of the two to mid-grey, at most 0.5 either way. Without points, or with fractions
     /// that leave nothing between them, brightness 0 and contrast 1.
-    void brightnessAndContrast(float lowerFraction, float upperFraction, float& brightness,
-                               float& contrast) override;
+    void brightnessAndContrast(float lowerFraction, float upperFraction, float& brightness, float& contrast) override;
 
     void onUpdateRenderMode(RenderMode mode) override;
     void onUpdateColorMap(ColorMap map) override;
@@ -355,7 +354,7 @@ private:
     float mMaxDistanceWarn = 0.25f;
     std::vector<Math::HalfSpace<float, 3>> mClippingHalfSpaces; // world coordinates
     ClipVolumes mClipVolumes; // world coordinates; the walk's copy is in its rating
-    std::shared_ptr<Math::TriangleMesh<float>> mMesh;             // world coordinates
+    std::shared_ptr<Math::TriangleMesh<float>> mMesh; // world coordinates
     std::atomic<bool> mVisibleForLoader{true};
 
     // The loader's error, set on its thread, read on the caller's.

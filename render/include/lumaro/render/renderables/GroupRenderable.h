@@ -64,7 +64,7 @@ public:
     const std::shared_ptr<Renderable>& back() const { return mChildren.back(); }
     ///@}
     std::size_t size() const { return mChildren.size(); } ///< The number of children.
-    bool empty() const { return mChildren.empty(); }      ///< Whether the group has no children.
+    bool empty() const { return mChildren.empty(); } ///< Whether the group has no children.
 
     /// Initialises every child, and keeps device and camera for the children added later.
     void init(std::size_t rendererId, std::shared_ptr<Camera> camera, ComPtr<ID3D11Device> device,

@@ -32,7 +32,7 @@ public:
     explicit SiteGroup(const std::string& name);
 
     /// The group to give the renderer (Renderer::setScene) or to add to a larger scene.
-    const std::shared_ptr<GroupRenderable>& group() const { return m_group; }
+    const std::shared_ptr<GroupRenderable>& group() const { return mGroup; }
 
     /// Opens the store at `location` and adds its cloud, with a budget of `budget` points, placed
     /// by its reference position. Throws what opening the store throws (naming the location), and
@@ -41,11 +41,11 @@ public:
                                                    std::size_t budget);
 
     /// The clouds added, in order.
-    const std::vector<std::shared_ptr<PointCloudRenderable>>& clouds() const { return m_clouds; }
+    const std::vector<std::shared_ptr<PointCloudRenderable>>& clouds() const { return mClouds; }
 
     /// The first store's reference position: where the scene's origin lies in the stores'
     /// coordinates (zero before the first store).
-    const Eigen::Vector3d& origin() const { return m_origin; }
+    const Eigen::Vector3d& origin() const { return mOrigin; }
     /// A point of the scene in the stores' coordinates, in double precision.
     Eigen::Vector3d storeCoordinates(const Math::Point<float, 3>& scenePoint) const;
     /// A point in the stores' coordinates in the scene's.
@@ -54,9 +54,9 @@ public:
     Eigen::Matrix4f sceneFromStores() const;
 
 private:
-    std::shared_ptr<GroupRenderable> m_group;
-    std::vector<std::shared_ptr<PointCloudRenderable>> m_clouds;
-    Eigen::Vector3d m_origin = Eigen::Vector3d::Zero();
+    std::shared_ptr<GroupRenderable> mGroup;
+    std::vector<std::shared_ptr<PointCloudRenderable>> mClouds;
+    Eigen::Vector3d mOrigin = Eigen::Vector3d::Zero();
 };
 
 /// Every pixel drawn in the renderer's last frame as a line "x y z red green blue alpha" in the

@@ -41,8 +41,7 @@ class FakeVertexSource : public Render::NodeVertexSource {
 public:
     explicit FakeVertexSource(std::function<std::size_t(Octree::OctreeNodeId)> pointsOf)
         : mPointsOf(std::move(pointsOf))
-    {
-    }
+    {}
 
     std::optional<Render::VertexContainer> fetchNodeVertices(Octree::OctreeNodeId node, std::stop_token) override
     {

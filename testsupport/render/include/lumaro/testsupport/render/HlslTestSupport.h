@@ -21,8 +21,7 @@ struct CompileResult {
 
 // Compiles a test shader written in the test itself; its includes resolve in the embedded
 // shader table, as the library's own shaders do.
-inline CompileResult compileWithEmbeddedIncludes(const std::string& source, const char* entryPoint,
-                                                 const char* profile)
+inline CompileResult compileWithEmbeddedIncludes(const std::string& source, const char* entryPoint, const char* profile)
 {
     ShaderInclude include;
     ComPtr<ID3DBlob> code;

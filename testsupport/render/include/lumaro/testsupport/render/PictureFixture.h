@@ -27,7 +27,8 @@ using TestSupport::StorePoint;
 inline constexpr std::size_t width = 64;
 inline constexpr std::size_t height = 48;
 
-inline StorePoint atPixel(int i, int j, double z, Math::Color color = Math::Color(255, 255, 255), std::uint16_t intensity = 0)
+inline StorePoint atPixel(int i, int j, double z, Math::Color color = Math::Color(255, 255, 255),
+                          std::uint16_t intensity = 0)
 {
     return {0.25 * (i + 1), 12.0 - 0.25 * j, z, color.r(), color.g(), color.b(), intensity};
 }
@@ -46,8 +47,8 @@ protected:
         TestSupport::writePotreeStore(folder.path(), nodes);
         cloud = PointCloudRenderable::create(PoTree::FileSystemLocation(folder.path()), "cloud", 1000000, 1.0);
         renderer.setScene(cloud);
-        renderer.setCameraPose(Math::Point<float, 3>(8.125f, 6.125f, 100.0f), Math::Point<float, 3>(8.125f, 6.125f, 0.0f),
-                               Eigen::Vector3f::UnitY());
+        renderer.setCameraPose(Math::Point<float, 3>(8.125f, 6.125f, 100.0f),
+                               Math::Point<float, 3>(8.125f, 6.125f, 0.0f), Eigen::Vector3f::UnitY());
         renderer.setOrthographic(16.0f, 12.0f, 1.0f, 200.0f);
         cloud->setOctreeNodePriorityThreshold(0.0f);
         cloud->setMaxPointSize(maxPointSize);

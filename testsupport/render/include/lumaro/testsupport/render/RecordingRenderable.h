@@ -22,9 +22,8 @@ using Log = std::shared_ptr<std::vector<std::string>>;
 class RecordingRenderable : public Render::Renderable {
 public:
     explicit RecordingRenderable(std::string name, Log log = std::make_shared<std::vector<std::string>>())
-        : Renderable(std::move(name)), log_(std::move(log))
-    {
-    }
+        : Renderable(std::move(name)), mLog(std::move(log))
+    {}
 
     void init(std::size_t rendererId, std::shared_ptr<Render::Camera> camera, Render::ComPtr<ID3D11Device> device,
               Render::ComPtr<ID3D11DeviceContext>) override
@@ -86,7 +85,7 @@ public:
     }
     Math::NBoundingBox<float, 3> boundingBox() override { return bounds; }
 
-    const std::vector<std::string>& calls() const { return *log_; }
+    const std::vector<std::string>& calls() const { return *mLog; }
 
     std::optional<Math::Color> background;
     bool transparent = false;
@@ -106,11 +105,10 @@ private:
         ((text << separator << values, separator = ", "), ...);
         if constexpr (sizeof...(Values) > 0)
             text << ")";
-        log_->push_back(text.str());
+        mLog->push_back(text.str());
     }
 
-    Log log_;
+    Log mLog;
 };
-
 
 } // namespace RenderTest

@@ -19,9 +19,9 @@ class TestDevice {
 public:
     TestDevice();
 
-    ID3D11Device* device() const { return device_.Get(); }
-    ID3D11DeviceContext* context() const { return context_.Get(); }
-    const ComPtr<ID3D11Device>& devicePtr() const { return device_; }
+    ID3D11Device* device() const { return mDevice.Get(); }
+    ID3D11DeviceContext* context() const { return mContext.Get(); }
+    const ComPtr<ID3D11Device>& devicePtr() const { return mDevice; }
 
     // A texture made directly through the device, without initial data.
     ComPtr<ID3D11Texture2D> createTexture(const D3D11_TEXTURE2D_DESC& desc) const;
@@ -29,16 +29,16 @@ public:
     // Binds `targets` float RGBA render targets of width x 1 (cleared to -1) and a viewport over
     // them, runs `draw`, and returns each target's texels: for shaders under test that write what
     // they computed, one result per pixel.
-    std::vector<std::vector<std::array<float, 4>>> drawIntoFloatTargets(
-        unsigned width, unsigned targets, const std::function<void(ID3D11DeviceContext*)>& draw) const;
+    std::vector<std::vector<std::array<float, 4>>>
+    drawIntoFloatTargets(unsigned width, unsigned targets, const std::function<void(ID3D11DeviceContext*)>& draw) const;
 
     // Copies a subresource of the top mip level (by default the first) of a 2D texture into a
     // staging texture and returns its rows tightly packed (width × texel size bytes per row).
     std::vector<std::uint8_t> readBack(ID3D11Texture2D* texture, unsigned texelSize, unsigned subresource = 0) const;
 
 private:
-    ComPtr<ID3D11Device> device_;
-    ComPtr<ID3D11DeviceContext> context_;
+    ComPtr<ID3D11Device> mDevice;
+    ComPtr<ID3D11DeviceContext> mContext;
 };
 
 // A single-level, single-sample 2D texture description.

@@ -31,15 +31,18 @@ NodeWalk::NodeWalk(Cloud cloud, NodePrioritizer& prioritizer, NodeRating rating,
         mPrefetcher.emplace(mCloud.source, std::move(loaders.pool), loaders.nodesAhead, mStop);
 }
 
-bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish)
+bool NodeWalk::run(bool changedBefore, std::chrono::nanoseconds interval, bool firstPicture,
+                   const std::function<void()>& publish)
 {
     auto lastPublication = std::chrono::steady_clock::now();
     bool changed = changedBefore;
+    bool due = firstPicture;
     while (!mHeap.empty()) {
-        if (changed && std::chrono::steady_clock::now() - lastPublication > interval) {
+        if (changed && (due || std::chrono::steady_clock::now() - lastPublication > interval)) {
             publish();
             lastPublication = std::chrono::steady_clock::now();
             changed = false;
+            due = false;
         }
         const Pending next = takeBest();
         const bool descend = visit(next, changed);

@@ -50,9 +50,11 @@ public:
 
     // Walks until no node is pending. `publish` is called whenever the resident set changed and
     // `interval` has passed since the last publication (and at the end, when anything changed):
-    // `changedBefore` says that it changed before the walk started. Returns false when a stop
+    // `changedBefore` says that it changed before the walk started, `firstPicture` that nothing
+    // was published before, so the first change is published at once. Returns false when a stop
     // ended the walk (nothing is published at the end then).
-    bool run(bool changedBefore, std::chrono::nanoseconds interval, const std::function<void()>& publish);
+    bool run(bool changedBefore, std::chrono::nanoseconds interval, bool firstPicture,
+             const std::function<void()>& publish);
 
 private:
     struct Pending {

@@ -52,7 +52,7 @@ void PointCloudRenderable::reloadPoints(std::function<void()> onProgress, std::s
         return;
     NodeWalk walk({*mOctree, *this, id()}, prioritizer, std::move(rating), maxLevel, stop,
                   sharedLoaders(*state->loaderPools, state->rendererId, mOctree->location().isUrl()));
-    walk.run(redrawn || departed, interval, [&] { publish(onProgress); });
+    walk.run(redrawn || departed, interval, !state->publishedOnce, [&] { publish(onProgress); });
 }
 
 void PointCloudRenderable::publish(const std::function<void()>& onProgress)
@@ -66,6 +66,7 @@ void PointCloudRenderable::publish(const std::function<void()>& onProgress)
         return;
     state->departuresPublished = state->prioritizer->departures();
     state->prioritizer->updateBuffers(id(), false, state->buffers);
+    state->publishedOnce = true;
     setNeedsRedraw(true);
     if (onProgress)
         onProgress();

@@ -51,6 +51,9 @@ struct PointCloudRenderable::RenderState {
     // The prioritizer's departures when this cloud last published: nodes that left since (a lower
     // budget, another cloud's more important nodes) are still drawn until it publishes again.
     std::atomic<std::uint64_t> departuresPublished{0};
+    // Whether this cloud has published anything yet: its first nodes are published at once, so
+    // that the first picture does not wait for the update interval.
+    std::atomic<bool> publishedOnce{false};
     Core::TripleBuffer<PointCloudBuffers> buffers;
     std::unique_ptr<PointCloudDrawer> drawer;
     PointCloudFrameConstants constants{};

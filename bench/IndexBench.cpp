@@ -94,10 +94,10 @@ struct SyntheticInputs {
         points = wanted ? std::strtoull(wanted, nullptr, 10) : 4000000;
         las = folder.path() / "synthetic.las";
         laz = folder.path() / "synthetic.laz";
-        TestSupport::SyntheticLas spec;
-        spec.minor = 4;
-        spec.format = 7;
-        TestSupport::writeSyntheticLas(las, spec, points);
+        TestSupport::SyntheticLas recipe;
+        recipe.minor = 4;
+        recipe.format = 7;
+        TestSupport::writeSyntheticLas(las, recipe, points);
         std::ofstream out(laz, std::ios::binary);
         copyWithLaszip(las, &out);
     }

@@ -72,10 +72,10 @@ struct SyntheticCopc {
         const char* wanted = std::getenv("LUMARO_LOADING_BENCH_POINTS");
         const std::size_t points = wanted ? std::strtoull(wanted, nullptr, 10) : 1500000;
         const std::filesystem::path las = folder.path() / "synthetic.las";
-        TestSupport::SyntheticLas spec;
-        spec.minor = 4;
-        spec.format = 7;
-        TestSupport::writeSyntheticLas(las, spec, points);
+        TestSupport::SyntheticLas recipe;
+        recipe.minor = 4;
+        recipe.format = 7;
+        TestSupport::writeSyntheticLas(las, recipe, points);
         file = folder.path() / "synthetic.copc.laz";
         Index::IndexOptions options;
         options.maxNodePoints = 20000;

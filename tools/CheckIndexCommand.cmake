@@ -4,14 +4,7 @@
 #   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DDATA=<testdata folder> -DOUTPUT=<folder>
 #         [-DRENDER=ON] -P CheckIndexCommand.cmake
 cmake_minimum_required(VERSION 3.24)
-
-function(run_lumaro status output errors)
-    execute_process(COMMAND ${EMULATOR} "${LUMARO}" ${ARGN}
-                    OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE result)
-    set(${status} "${result}" PARENT_SCOPE)
-    set(${output} "${out}" PARENT_SCOPE)
-    set(${errors} "${err}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/LumaroCommandChecks.cmake")
 
 function(expect_nothing_left folder)
     file(GLOB left "${folder}/*.part-*" "${folder}/lumaro-index-*")

@@ -3,14 +3,7 @@
 #   cmake -DLUMARO=<program> [-DEMULATOR=<wine wrapper>] -DSTORE=<folder> -DOUTPUT=<folder>
 #         -P CheckMeasureCommands.cmake
 cmake_minimum_required(VERSION 3.24)
-
-function(run_lumaro status output errors)
-    execute_process(COMMAND ${EMULATOR} "${LUMARO}" ${ARGN}
-                    OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE result)
-    set(${status} "${result}" PARENT_SCOPE)
-    set(${output} "${out}" PARENT_SCOPE)
-    set(${errors} "${err}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/LumaroCommandChecks.cmake")
 
 file(REMOVE_RECURSE "${OUTPUT}")
 file(MAKE_DIRECTORY "${OUTPUT}")
@@ -41,16 +34,7 @@ foreach(mistake "profile;${STORE};${line};--width;0|'0'"
     if(parts MATCHES "^profile")
         list(APPEND parts --output "${OUTPUT}/mistake.png" --points "${OUTPUT}/mistake.txt")
     endif()
-    run_lumaro(status out err ${parts})
-    string(REGEX MATCHALL "\n" lines "${err}")
-    list(LENGTH lines lineCount)
-    if(status EQUAL 0 OR NOT lineCount EQUAL 1 OR NOT err MATCHES "lumaro: error: ")
-        message(FATAL_ERROR "lumaro ${parts}: status ${status}, stderr:\n${err}")
-    endif()
-    string(FIND "${err}" "${named}" where)
-    if(where EQUAL -1)
-        message(FATAL_ERROR "lumaro ${parts}: the message does not name ${named}:\n${err}")
-    endif()
+    expect_mistake("lumaro: error: " "${named}" ${parts})
     file(GLOB left "${OUTPUT}/*")
     if(left)
         message(FATAL_ERROR "lumaro ${parts} left files behind: ${left}")

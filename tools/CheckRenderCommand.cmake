@@ -6,6 +6,7 @@
 #         -DOUTPUT=<png> [-DRENDER=ON]
 #         -P CheckRenderCommand.cmake
 cmake_minimum_required(VERSION 3.24)
+include("${CMAKE_CURRENT_LIST_DIR}/LumaroCommandChecks.cmake")
 
 # A coordinate as whole millimetres (CMake's arithmetic is integer only).
 function(millimetres value output)
@@ -13,14 +14,6 @@ function(millimetres value output)
     set(fraction "${CMAKE_MATCH_2}000")
     string(SUBSTRING "${fraction}" 0 3 fraction)
     set(${output} "${CMAKE_MATCH_1}${fraction}" PARENT_SCOPE)
-endfunction()
-
-function(run_lumaro status output errors)
-    execute_process(COMMAND ${EMULATOR} "${LUMARO}" ${ARGN}
-                    OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE result)
-    set(${status} "${result}" PARENT_SCOPE)
-    set(${output} "${out}" PARENT_SCOPE)
-    set(${errors} "${err}" PARENT_SCOPE)
 endfunction()
 
 # Each mistake is one line on stderr, naming the value, and an exit status that is not 0.
@@ -69,16 +62,7 @@ foreach(mistake "render;${STORE}-missing;--output;${OUTPUT}|${STORE}-missing"
     if(NOT RENDER AND (named MATCHES "missing" OR mistake MATCHES "--pano-depth"))
         continue() # without Direct3D the command refuses before it looks at the files
     endif()
-    run_lumaro(status out err ${parts})
-    string(REGEX MATCHALL "\n" lines "${err}")
-    list(LENGTH lines lineCount)
-    if(status EQUAL 0 OR NOT lineCount EQUAL 1 OR NOT err MATCHES "^lumaro: error: ")
-        message(FATAL_ERROR "lumaro ${parts}: status ${status}, stderr:\n${err}")
-    endif()
-    string(FIND "${err}" "${named}" where)
-    if(where EQUAL -1)
-        message(FATAL_ERROR "lumaro ${parts}: the message does not name ${named}:\n${err}")
-    endif()
+    expect_mistake("^lumaro: error: " "${named}" ${parts})
 endforeach()
 
 if(RENDER)

@@ -132,10 +132,10 @@ const BadInput BAD_INPUTS[] = {
      "plain.las", "cannot share a point format"},
     {"ExtraBytesDiffer",
      [](const auto& folder) {
-         TestSupport::SyntheticLas spec;
-         TestSupport::writeSyntheticLas(folder.path() / "none.las", spec, 100);
-         spec.extraBytes = 2;
-         TestSupport::writeSyntheticLas(folder.path() / "two.las", spec, 100);
+         TestSupport::SyntheticLas recipe;
+         TestSupport::writeSyntheticLas(folder.path() / "none.las", recipe, 100);
+         recipe.extraBytes = 2;
+         TestSupport::writeSyntheticLas(folder.path() / "two.las", recipe, 100);
          return std::vector<std::filesystem::path>{folder.path() / "none.las", folder.path() / "two.las"};
      },
      "two.las", "has 2 extra bytes per point"},
@@ -144,10 +144,10 @@ const BadInput BAD_INPUTS[] = {
      "counts GPS time differently"},
     {"GridsThatCannotMeet",
      [](const auto& folder) {
-         TestSupport::SyntheticLas spec;
-         TestSupport::writeSyntheticLas(folder.path() / "centimetres.las", spec, 100);
-         spec.scale = {0.003, 0.003, 0.003};
-         TestSupport::writeSyntheticLas(folder.path() / "odd.las", spec, 100);
+         TestSupport::SyntheticLas recipe;
+         TestSupport::writeSyntheticLas(folder.path() / "centimetres.las", recipe, 100);
+         recipe.scale = {0.003, 0.003, 0.003};
+         TestSupport::writeSyntheticLas(folder.path() / "odd.las", recipe, 100);
          return std::vector<std::filesystem::path>{folder.path() / "centimetres.las", folder.path() / "odd.las"};
      },
      "centimetres.las", "cannot share one coordinate grid"},

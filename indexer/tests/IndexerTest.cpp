@@ -226,14 +226,14 @@ TEST_P(IndexFormat, KeepsEveryFieldOfEveryPoint)
 {
     TestSupport::TemporaryFolder folder;
     const Layout layout = GetParam();
-    TestSupport::SyntheticLas spec;
-    spec.minor = layout.minor;
-    spec.format = layout.format;
-    spec.extraBytes = layout.extraBytes;
-    spec.scale = {0.001, 0.002, 0.0005};
-    spec.offset = {500000.5, 4000000.25, -12.0};
+    TestSupport::SyntheticLas recipe;
+    recipe.minor = layout.minor;
+    recipe.format = layout.format;
+    recipe.extraBytes = layout.extraBytes;
+    recipe.scale = {0.001, 0.002, 0.0005};
+    recipe.offset = {500000.5, 4000000.25, -12.0};
     const auto input = folder.path() / "in.las";
-    TestSupport::writeSyntheticLas(input, spec, 5000);
+    TestSupport::writeSyntheticLas(input, recipe, 5000);
     std::vector<std::string> warnings;
     Index::IndexOptions options;
     options.maxNodePoints = 700;
@@ -335,12 +335,12 @@ TEST(Index, RootCoversTheFootprintOnePointPerCell)
 TEST(Index, StaysWithinASmallMemoryLimit)
 {
     TestSupport::TemporaryFolder folder;
-    TestSupport::SyntheticLas spec;
-    spec.minor = 4;
-    spec.format = 6;
+    TestSupport::SyntheticLas recipe;
+    recipe.minor = 4;
+    recipe.format = 6;
     const auto input = folder.path() / "large.las";
     constexpr std::size_t count = 1300000; // 39 MB of records, 30 bytes each
-    TestSupport::writeSyntheticLas(input, spec, count);
+    TestSupport::writeSyntheticLas(input, recipe, count);
     ASSERT_GT(std::filesystem::file_size(input), std::uintmax_t{32} << 20);
     Index::IndexOptions options;
     options.memoryLimitMiB = 32;

@@ -1,6 +1,7 @@
 #include "PointFiles.h"
 
 #include <lumaro/core/ReadLocalFile.h>
+#include <lumaro/testsupport/LasRecordLayout.h>
 
 #include <laszip/laszip_api.h>
 
@@ -24,35 +25,7 @@ T at(const std::string& bytes, std::size_t offset)
     return value;
 }
 
-template <typename T>
-void put(std::string& bytes, std::size_t offset, T value)
-{
-    std::memcpy(bytes.data() + offset, &value, sizeof(T));
-}
-
-// Bytes per record before extra bytes, from the record tables of the LAS 1.4 format.
-constexpr std::array<std::size_t, 11> LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
-
-bool hasGps(unsigned f)
-{
-    return f != 0 && f != 2;
-}
-bool hasRgb(unsigned f)
-{
-    return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10;
-}
-bool hasNir(unsigned f)
-{
-    return f == 8 || f == 10;
-}
-std::size_t gpsAt(unsigned f)
-{
-    return f < 6 ? 20 : 22;
-}
-std::size_t rgbAt(unsigned f)
-{
-    return f == 2 ? 20 : f < 6 ? 28 : 30;
-}
+using namespace TestSupport::LasRecordLayout;
 
 std::int64_t onGrid(double world, double scale, double offset)
 {
@@ -127,7 +100,7 @@ std::vector<Point> readLasPoints(const std::filesystem::path& file, const Grid& 
             }
         }
         if (hasNir(format)) {
-            p.colorAndNir[3] = at<std::uint16_t>(bytes, base + 36);
+            p.colorAndNir[3] = at<std::uint16_t>(bytes, base + NIR_AT);
         }
         p.extraBytes = bytes.substr(base + LENGTHS[format], length - LENGTHS[format]);
     }
@@ -186,7 +159,7 @@ CopcFacts readCopcWithLaszip(const std::filesystem::path& file)
     check(laszip_get_header_pointer(reader, &header), "give the header");
     laszip_point* point = nullptr;
     check(laszip_get_point_pointer(reader, &point), "give the point");
-    const std::size_t extra = header->point_data_record_length - (facts.format == 6 ? 30 : facts.format == 7 ? 36 : 38);
+    const std::size_t extra = header->point_data_record_length - LENGTHS[facts.format];
     for (std::uint64_t i = 0; i < header->extended_number_of_point_records; ++i) {
         check(laszip_read_point(reader), "read a point");
         Point p;

@@ -5,30 +5,16 @@
 #include "MemoryStore.h"
 
 #include <lumaro/octree/copc/CopcTree.h>
-#include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <stdexcept>
 #include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     // The store is one file, named by the empty name.
-    const auto reader = std::make_shared<Fuzz::MemoryStoreReader>(
-        std::map<std::string, std::string, std::less<>>{{"", std::string(reinterpret_cast<const char*>(data), size)}});
-    std::unique_ptr<Copc::CopcTree> tree;
-    try {
-        tree = std::make_unique<Copc::CopcTree>(PoTree::FileSystemLocation("/memory.copc.laz"), 1.0, reader);
-    } catch (const std::runtime_error&) {
-        return 0;
-    }
-    Fuzz::walk(*tree, [&](Octree::OctreeNodeId node) {
-        const auto decoded = tree->decodedPoints(node, {});
-        if (decoded && decoded->points.positions.size() != decoded->points.count) {
-            __builtin_trap(); // every decoded point has a position
-        }
-    });
+    Fuzz::openAndWalk<Copc::CopcTree>("/memory.copc.laz",
+                                      {{"", std::string(reinterpret_cast<const char*>(data), size)}},
+                                      Fuzz::decodeStoredPoints<Copc::CopcTree>);
     return 0;
 }

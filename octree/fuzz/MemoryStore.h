@@ -5,12 +5,14 @@
 
 #include <lumaro/octree/Octree.h>
 #include <lumaro/octree/StoreReader.h>
+#include <lumaro/octree/potree/FileSystemLocation.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -107,6 +109,32 @@ inline void walk(const Octree::Octree& tree, const std::function<void(Octree::Oc
     try {
         tree.fullIntensity({});
     } catch (const std::runtime_error&) {
+    }
+}
+
+// Opens a store of kind `Tree` at `path` whose files are `files`, and walks it with `decode`
+// (called with the tree and a node). A store that fails to open with std::runtime_error is not a
+// finding.
+template <typename Tree, typename Decode>
+void openAndWalk(const std::string& path, std::map<std::string, std::string, std::less<>> files, Decode decode)
+{
+    const auto reader = std::make_shared<MemoryStoreReader>(std::move(files));
+    std::unique_ptr<Tree> tree;
+    try {
+        tree = std::make_unique<Tree>(PoTree::FileSystemLocation(path), 1.0, reader);
+    } catch (const std::runtime_error&) {
+        return;
+    }
+    walk(*tree, [&](Octree::OctreeNodeId node) { decode(*tree, node); });
+}
+
+// Decodes a node's stored points as `lumaro points` does: every decoded point has a position.
+template <typename Tree>
+void decodeStoredPoints(const Tree& tree, Octree::OctreeNodeId node)
+{
+    const auto decoded = tree.decodedPoints(node, {});
+    if (decoded && decoded->points.positions.size() != decoded->points.count) {
+        __builtin_trap();
     }
 }
 

@@ -234,11 +234,11 @@ TEST(EntwineLaszipDecoder, ClassesAreTheFiveLowBitsInOldFormatsAndTheWholeByteIn
 {
     const TestSupport::TemporaryFolder folder;
     for (const unsigned format : {3u, 6u}) {
-        TestSupport::SyntheticLas spec;
-        spec.format = format;
-        spec.minor = format < 6 ? 2 : 4;
+        TestSupport::SyntheticLas recipe;
+        recipe.format = format;
+        recipe.minor = format < 6 ? 2 : 4;
         const std::filesystem::path las = folder.path() / ("format" + std::to_string(format) + ".las");
-        TestSupport::writeSyntheticLas(las, spec, 60);
+        TestSupport::writeSyntheticLas(las, recipe, 60);
         const TestSupport::LasFile expected = TestSupport::readLas(las);
         const auto decoded = decodeLaszipPoints(Core::readLocalFile(las), 60, PointAttributes::all(), las);
         ASSERT_EQ(decoded.points.classifications.size(), 60u) << format;

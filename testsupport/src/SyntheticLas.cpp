@@ -1,4 +1,5 @@
 #include <lumaro/testsupport/SyntheticLas.h>
+#include <lumaro/testsupport/LasRecordLayout.h>
 
 #include <cmath>
 #include <cstdint>
@@ -17,41 +18,19 @@ void put(std::string& bytes, std::size_t offset, T value)
     std::memcpy(bytes.data() + offset, &value, sizeof(T));
 }
 
-// Bytes per record before extra bytes, from the record tables of the LAS 1.4 format.
-constexpr std::array<std::size_t, 11> LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
-
-bool hasGps(unsigned f)
-{
-    return f != 0 && f != 2;
-}
-bool hasRgb(unsigned f)
-{
-    return f == 2 || f == 3 || f == 5 || f == 7 || f == 8 || f == 10;
-}
-bool hasNir(unsigned f)
-{
-    return f == 8 || f == 10;
-}
-std::size_t gpsAt(unsigned f)
-{
-    return f < 6 ? 20 : 22;
-}
-std::size_t rgbAt(unsigned f)
-{
-    return f == 2 ? 20 : f < 6 ? 28 : 30;
-}
+using namespace LasRecordLayout;
 
 } // namespace
 
-void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& spec, std::size_t count)
+void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& recipe, std::size_t count)
 {
-    const unsigned f = spec.format;
-    const std::size_t length = LENGTHS[f] + spec.extraBytes;
-    const std::size_t headerSize = spec.minor >= 4 ? 375 : spec.minor == 3 ? 235 : 227;
+    const unsigned f = recipe.format;
+    const std::size_t length = LENGTHS[f] + recipe.extraBytes;
+    const std::size_t headerSize = recipe.minor >= 4 ? 375 : recipe.minor == 3 ? 235 : 227;
     std::string header(headerSize, '\0');
     std::memcpy(header.data(), "LASF", 4);
     header[24] = 1;
-    header[25] = static_cast<char>(spec.minor);
+    header[25] = static_cast<char>(recipe.minor);
     put<std::uint16_t>(header, 94, static_cast<std::uint16_t>(headerSize));
     put<std::uint32_t>(header, 96, static_cast<std::uint32_t>(headerSize));
     header[104] = static_cast<char>(f);
@@ -59,7 +38,7 @@ void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& sp
     if (f < 6) {
         put<std::uint32_t>(header, 107, static_cast<std::uint32_t>(count));
     }
-    if (spec.minor >= 4) {
+    if (recipe.minor >= 4) {
         put<std::uint64_t>(header, 247, count);
     }
     const std::size_t width = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(count))));
@@ -73,7 +52,7 @@ void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& sp
                                                  static_cast<std::int32_t>(1000 + 300 * std::sin(i * 0.001) + (i % 7))};
         for (int axis = 0; axis < 3; ++axis) {
             std::memcpy(r + 4 * axis, &stored[axis], 4);
-            const double world = stored[axis] * spec.scale[axis] + spec.offset[axis];
+            const double world = stored[axis] * recipe.scale[axis] + recipe.offset[axis];
             low[axis] = std::min(low[axis], world);
             high[axis] = std::max(high[axis], world);
         }
@@ -110,15 +89,15 @@ void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& sp
         }
         if (hasNir(f)) {
             const auto nir = static_cast<std::uint16_t>(i * 11);
-            std::memcpy(r + 36, &nir, 2);
+            std::memcpy(r + NIR_AT, &nir, 2);
         }
-        for (std::size_t e = 0; e < spec.extraBytes; ++e) {
+        for (std::size_t e = 0; e < recipe.extraBytes; ++e) {
             r[LENGTHS[f] + e] = static_cast<char>(i * 13 + e);
         }
     }
     for (int axis = 0; axis < 3; ++axis) {
-        put<double>(header, 131 + 8 * axis, spec.scale[axis]);
-        put<double>(header, 155 + 8 * axis, spec.offset[axis]);
+        put<double>(header, 131 + 8 * axis, recipe.scale[axis]);
+        put<double>(header, 155 + 8 * axis, recipe.offset[axis]);
         put<double>(header, 179 + 16 * axis, count ? high[axis] : 0.0);
         put<double>(header, 187 + 16 * axis, count ? low[axis] : 0.0);
     }

@@ -1,10 +1,6 @@
 #include "IndexCommand.h"
 
-#include "ErrorText.h"
 #include "CommandLineText.h"
-
-#include <lumaro/octree/OperationCancelled.h>
-
 #include "ProgressBar.h"
 #include "StopOnInterrupt.h"
 
@@ -63,28 +59,24 @@ void IndexCommandLine::finish()
 
 int IndexCommandLine::run() const
 {
-    StopOnInterrupt stop;
     Index::Progress last;
-    try {
+    bool showing = false;
+    return runStoppable("; nothing was written", showing, [&](StopOnInterrupt& stop) {
         const Index::IndexReport report = Index::indexToCopc(
             mInputs, mOutput, mOptions,
             [&](const Index::Progress& progress) {
                 stop.check();
                 last = progress;
+                showing = true;
                 showProgress(progress, false);
             },
             stop.token());
         showProgress(last, true);
+        showing = false;
         std::cout << "wrote " << mOutput.string() << " (" << report.points << " points in " << report.nodes
                   << " nodes, point format " << report.pointFormat << ", " << report.threads << " threads)\n";
         return 0;
-    } catch (const Octree::OperationCancelled&) {
-        std::cerr << "\nlumaro: stopped; nothing was written\n";
-        return StopOnInterrupt::exitStatus;
-    } catch (const std::exception& error) {
-        std::cerr << (last.fraction > 0 ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
-        return 1;
-    }
+    });
 }
 
 } // namespace Tool

@@ -1,14 +1,11 @@
 #include "ProfileCommand.h"
 
 #include "CommandLineText.h"
-#include "ErrorText.h"
 #include "MeasureText.h"
 #include "OutputFile.h"
 #include "ProfilePointsFile.h"
 #include "ProgressBar.h"
 #include "StopOnInterrupt.h"
-
-#include <lumaro/octree/OperationCancelled.h>
 
 #include <iostream>
 #include <limits>
@@ -85,9 +82,8 @@ void ProfileCommandLine::finish()
 
 int ProfileCommandLine::run() const
 {
-    StopOnInterrupt stop;
     bool showing = false;
-    try {
+    return runStoppable("; nothing was written", showing, [&](StopOnInterrupt& stop) {
         const Measure::Stores stores = openStores(mStores);
         const Measure::Profile profile = Measure::measureProfile(
             stores, mOptions,
@@ -111,13 +107,7 @@ int ProfileCommandLine::run() const
             std::cout << "wrote " << mPoints->string() << '\n';
         }
         return 0;
-    } catch (const Octree::OperationCancelled&) {
-        std::cerr << "\nlumaro: stopped; nothing was written\n";
-        return StopOnInterrupt::exitStatus;
-    } catch (const std::exception& error) {
-        std::cerr << (showing ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
-        return 1;
-    }
+    });
 }
 
 } // namespace Tool

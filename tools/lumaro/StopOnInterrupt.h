@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <stop_token>
+#include <string_view>
 
 namespace Tool {
 
@@ -23,5 +25,11 @@ public:
 private:
     std::stop_source mStop;
 };
+
+// Runs the work of a long command while Ctrl+C stops it cleanly, and returns the work's exit
+// status. A stop prints "lumaro: stopped" and `whenStopped` and gives exitStatus; an error prints
+// its message and gives 1, on a new line where `barOpen` says that a progress bar waits for the end
+// of its line.
+int runStoppable(std::string_view whenStopped, const bool& barOpen, const std::function<int(StopOnInterrupt&)>& work);
 
 } // namespace Tool

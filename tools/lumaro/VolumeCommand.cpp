@@ -1,12 +1,9 @@
 #include "VolumeCommand.h"
 
 #include "CommandLineText.h"
-#include "ErrorText.h"
 #include "MeasureText.h"
 #include "ProgressBar.h"
 #include "StopOnInterrupt.h"
-
-#include <lumaro/octree/OperationCancelled.h>
 
 #include <algorithm>
 #include <iostream>
@@ -67,9 +64,8 @@ void VolumeCommandLine::finish()
 
 int VolumeCommandLine::run() const
 {
-    StopOnInterrupt stop;
     bool showing = false;
-    try {
+    return runStoppable("", showing, [&](StopOnInterrupt& stop) {
         const Measure::Volume volume = Measure::measureVolume(
             openStores(mStores), *mOptions,
             [&](double fraction) {
@@ -81,13 +77,7 @@ int VolumeCommandLine::run() const
         showProgressBar("measuring", 1.0, "", true);
         std::cout << volumeJson(volume, mOptions->base.kind).dump(2) << '\n';
         return 0;
-    } catch (const Octree::OperationCancelled&) {
-        std::cerr << "\nlumaro: stopped\n";
-        return StopOnInterrupt::exitStatus;
-    } catch (const std::exception& error) {
-        std::cerr << (showing ? "\n" : "") << "lumaro: error: " << explain(error) << '\n';
-        return 1;
-    }
+    });
 }
 
 nlohmann::json volumeJson(const Measure::Volume& volume, Measure::VolumeBase::Kind kind)

@@ -127,11 +127,11 @@ namespace {
 TEST(PeakHeap, IndexingALargerInputRaisesThePeakByLessThanTheLimit)
 {
     TestSupport::TemporaryFolder folder;
-    TestSupport::SyntheticLas spec;
-    spec.minor = 4;
-    spec.format = 7;
+    TestSupport::SyntheticLas recipe;
+    recipe.minor = 4;
+    recipe.format = 7;
     const auto input = folder.path() / "large.las";
-    TestSupport::writeSyntheticLas(input, spec, 1200000); // 43 MB of records
+    TestSupport::writeSyntheticLas(input, recipe, 1200000); // 43 MB of records
     Index::IndexOptions options;
     options.memoryLimitMiB = 32;
     options.threads = 2;

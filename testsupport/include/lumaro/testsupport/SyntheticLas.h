@@ -17,6 +17,6 @@ struct SyntheticLas {
 };
 // Point i gets values derived from i (positions on a w x w ground grid with wavy heights,
 // returns, classes, flags, angles, times, colours) within what `format` holds.
-void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& spec, std::size_t count);
+void writeSyntheticLas(const std::filesystem::path& file, const SyntheticLas& recipe, std::size_t count);
 
 } // namespace TestSupport
